@@ -26,10 +26,10 @@
  * may be called from any thread. Sessions are independent of each other: several may run, each on
  * its own thread or all on one.
  *
- * COM. The first session created in a process initialises COM for the multithreaded apartment on the
- * creating thread. On a thread that already is a single-threaded apartment this fails, and the C++
- * exception (a winrt::hresult_error with RPC_E_CHANGED_MODE) leaves the create function; create the
- * first session on a thread that has not chosen an apartment.
+ * COM. The first session created in a process initialises COM for the multithreaded apartment on
+ * the creating thread. On a thread that already is a single-threaded apartment this fails, and the
+ * C++ exception (a winrt::hresult_error with RPC_E_CHANGED_MODE) leaves the create function; create
+ * the first session on a thread that has not chosen an apartment.
  *
  * Errors. There are no error codes: results say success or failure, and the log says why.
  */
@@ -109,7 +109,8 @@ void wgc_session_destroy(void* session);
  * The call first pumps the thread's message queue until it is empty: all messages of the thread,
  * those of the host's own windows included, are dispatched. A WM_QUIT is removed and lost.
  *
- * frame: on true receives what wgc_set_capture_to_texture has chosen; on false it is left as it was.
+ * frame: on true receives what wgc_set_capture_to_texture has chosen; on false it is left as it
+ * was.
  *   - bytes (the default): the address of the pixels, rows from top to bottom, each exactly
  *     *width * 4 bytes without padding, four bytes a pixel: blue, green, red, alpha. They belong to
  *     the session and are valid until the next call of this function (or anything else that
@@ -151,11 +152,13 @@ float wgc_get_update_ratio(void* session);
 bool wgc_get_status(void* session);
 
 /* The device that captures, for sharing; null before a successful start. Borrowed: no reference is
- * added, and it lives as long as the session. Use its immediate context on the start thread only. */
+ * added, and it lives as long as the session. Use its immediate context on the start thread only.
+ */
 ID3D11Device* wgc_get_device(void* session);
 
 /* Whether the mouse cursor is drawn into the frames; takes effect at once. Start thread.
- * False, with a WGC_LOG_WARNING line, when this Windows cannot be asked to draw it (enable only). */
+ * False, with a WGC_LOG_WARNING line, when this Windows cannot be asked to draw it (enable only).
+ */
 bool wgc_enable_cursor(void* session, bool enable);
 
 /* Whether Windows draws its coloured border around what is captured; takes effect at once. Start
@@ -166,8 +169,8 @@ bool wgc_show_border(void* session, bool show);
  * unchanged is not copied to the CPU again. Any thread. */
 void wgc_set_dirty_rect(void* session, bool enable);
 
-/* Whether frames are handed out as a texture (true) or as bytes (false), from the next frame and the
- * next wgc_get_recent_frame on. Start thread. */
+/* Whether frames are handed out as a texture (true) or as bytes (false), from the next frame and
+ * the next wgc_get_recent_frame on. Start thread. */
 void wgc_set_capture_to_texture(void* session, bool enable);
 
 #ifdef __cplusplus

@@ -12,5 +12,5 @@ struct IRestrictedErrorInfo : ::IUnknown {
                                                     BSTR* capabilitySid) = 0;
   virtual HRESULT STDMETHODCALLTYPE GetReference(BSTR* reference) = 0;
 };
-__CRT_UUID_DECL(IRestrictedErrorInfo, 0x82ba7092, 0x4c88, 0x427d, 0xa7, 0xbc, 0x16, 0xdd, 0x93, 0xfe,
-                0xb6, 0x7e)
+__CRT_UUID_DECL(IRestrictedErrorInfo, 0x82ba7092, 0x4c88, 0x427d, 0xa7, 0xbc, 0x16, 0xdd, 0x93,
+                0xfe, 0xb6, 0x7e)

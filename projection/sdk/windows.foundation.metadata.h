@@ -20,9 +20,11 @@ struct IApiInformationStatics : ::IInspectable {
                                                    boolean* value) = 0;
   virtual HRESULT STDMETHODCALLTYPE IsPropertyPresent(HSTRING typeName, HSTRING propertyName,
                                                       boolean* value) = 0;
-  virtual HRESULT STDMETHODCALLTYPE IsReadOnlyPropertyPresent(HSTRING typeName, HSTRING propertyName,
+  virtual HRESULT STDMETHODCALLTYPE IsReadOnlyPropertyPresent(HSTRING typeName,
+                                                              HSTRING propertyName,
                                                               boolean* value) = 0;
-  virtual HRESULT STDMETHODCALLTYPE IsWriteablePropertyPresent(HSTRING typeName, HSTRING propertyName,
+  virtual HRESULT STDMETHODCALLTYPE IsWriteablePropertyPresent(HSTRING typeName,
+                                                               HSTRING propertyName,
                                                                boolean* value) = 0;
   virtual HRESULT STDMETHODCALLTYPE IsEnumNamedValuePresent(HSTRING enumTypeName, HSTRING valueName,
                                                             boolean* value) = 0;
@@ -37,5 +39,5 @@ struct IApiInformationStatics : ::IInspectable {
 
 }  // namespace ABI::Windows::Foundation::Metadata
 
-__CRT_UUID_DECL(ABI::Windows::Foundation::Metadata::IApiInformationStatics, 0x997439fe, 0xf681, 0x4a11,
-                0xb4, 0x16, 0xc1, 0x3a, 0x47, 0xe8, 0xba, 0x36)
+__CRT_UUID_DECL(ABI::Windows::Foundation::Metadata::IApiInformationStatics, 0x997439fe, 0xf681,
+                0x4a11, 0xb4, 0x16, 0xc1, 0x3a, 0x47, 0xe8, 0xba, 0x36)

@@ -1,8 +1,9 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The Windows SDK's windows.graphics.directx.direct3d11.interop.h: from a DXGI device to the Windows
-// Runtime's, and from a Windows Runtime surface back to its texture. mingw-w64 ships no such header.
+// The Windows SDK's windows.graphics.directx.direct3d11.interop.h: from a DXGI device to the
+// Windows Runtime's, and from a Windows Runtime surface back to its texture. mingw-w64 ships no
+// such header.
 #pragma once
 
 #include <dxgi.h>

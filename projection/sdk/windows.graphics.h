@@ -1,7 +1,8 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The part of the Windows SDK's windows.graphics.h that capture needs; mingw-w64 ships no such header.
+// The part of the Windows SDK's windows.graphics.h that capture needs; mingw-w64 ships no such
+// header.
 #pragma once
 
 #include <inspectable.h>

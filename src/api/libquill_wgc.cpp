@@ -1,0 +1,87 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// The fifteen exports. Each is a thin wrapper over one session operation and catches nothing, the
+// support probe excepted; so this file must be compiled such that exceptions may leave extern "C"
+// functions: a failed first COM initialisation passes through the create functions to the host.
+#include "libquill_wgc.h"
+
+#include <winrt/Windows.Foundation.Metadata.h>
+
+#include <new>
+
+#include "api/wgc_log.h"
+#include "capture/wgc_capture_session.h"
+
+static WgcCaptureSession* FromHandle(void* session) {
+  return static_cast<WgcCaptureSession*>(session);
+}
+
+bool is_wgc_session_supported(void) {
+  try {
+    using winrt::Windows::Foundation::Metadata::ApiInformation;
+    return ApiInformation::IsApiContractPresent(L"Windows.Foundation.UniversalApiContract", 8);
+  } catch (...) {
+    // A platform that cannot even answer has no capture either.
+    return false;
+  }
+}
+
+void wgc_register_logger(WgcLogCallback cb) {
+  logger = cb;
+}
+
+void* wgc_session_create(HWND window) {
+  return new (std::nothrow) WgcCaptureSession(window);
+}
+
+void* wgc_session_create2(HMONITOR monitor) {
+  if (monitor == nullptr) return nullptr;
+  return new (std::nothrow) WgcCaptureSession(monitor);
+}
+
+bool wgc_session_start(void* session) {
+  return FromHandle(session)->Start();
+}
+
+void wgc_session_destroy(void* session) {
+  // The stop sequence runs on whatever is passed: a null handle is a host's mistake and faults
+  // here, rather than hiding a session that leaks elsewhere.
+  FromHandle(session)->Stop();
+  if (session != nullptr) delete FromHandle(session);
+}
+
+bool wgc_get_recent_frame(void* session, void** frame, void* reserved, uint32_t* width,
+                          uint32_t* height, bool* cursor_enabled) {
+  return FromHandle(session)->GetRecentFrame(frame, reserved, width, height, cursor_enabled);
+}
+
+void wgc_free_recent_frame(void* /*session*/, void* /*frame*/) {}
+
+float wgc_get_update_ratio(void* session) {
+  return FromHandle(session)->GetUpdateRatio();
+}
+
+bool wgc_get_status(void* session) {
+  return FromHandle(session)->GetStatus();
+}
+
+ID3D11Device* wgc_get_device(void* session) {
+  return FromHandle(session)->GetDevice();
+}
+
+bool wgc_enable_cursor(void* session, bool enable) {
+  return FromHandle(session)->EnableCursor(enable);
+}
+
+bool wgc_show_border(void* session, bool show) {
+  return FromHandle(session)->ShowBorder(show);
+}
+
+void wgc_set_dirty_rect(void* session, bool enable) {
+  FromHandle(session)->SetDirtyRect(enable);
+}
+
+void wgc_set_capture_to_texture(void* session, bool enable) {
+  FromHandle(session)->SetCaptureToTexture(enable);
+}

@@ -1,0 +1,315 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// The path of a frame: from the pool to the host's poll. Everything here runs on the start thread,
+// inside message dispatch. Direct3D failures are not logged: a frame that cannot be read is dropped
+// and the next one tried. Windows Runtime failures are raised; the event's delegate turns them into
+// the result that the platform sees.
+#include "capture/wgc_capture_session.h"
+
+#include <windows.graphics.directx.direct3d11.interop.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "api/wgc_log.h"
+#include "capture/frame_buffer_capacity.h"
+
+using winrt::Windows::Graphics::SizeInt32;
+using winrt::Windows::Graphics::Capture::Direct3D11CaptureFrame;
+using winrt::Windows::Graphics::Capture::Direct3D11CaptureFramePool;
+using winrt::Windows::Graphics::DirectX::DirectXPixelFormat;
+
+namespace {
+
+winrt::com_ptr<ID3D11Texture2D> TextureOf(const Direct3D11CaptureFrame& frame) {
+  const auto surface = frame.Surface();
+  if (!surface) throw winrt::hresult_error(E_POINTER);
+  const auto access =
+      surface.as<::Windows::Graphics::DirectX::Direct3D11::IDirect3DDxgiInterfaceAccess>();
+  winrt::com_ptr<ID3D11Texture2D> texture;
+  winrt::check_hresult(access->GetInterface(__uuidof(ID3D11Texture2D), texture.put_void()));
+  if (!texture) throw winrt::hresult_error(E_POINTER);
+  return texture;
+}
+
+// A texture like the frame that the CPU can read.
+D3D11_TEXTURE2D_DESC StagingDesc(const D3D11_TEXTURE2D_DESC& frame) {
+  D3D11_TEXTURE2D_DESC desc{};
+  desc.Width = frame.Width;
+  desc.Height = frame.Height;
+  desc.MipLevels = frame.MipLevels;
+  desc.ArraySize = frame.ArraySize;
+  desc.Format = frame.Format;
+  desc.SampleDesc = frame.SampleDesc;
+  desc.Usage = D3D11_USAGE_STAGING;
+  desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
+  return desc;
+}
+
+uint32_t FrameBytes(uint32_t width, uint32_t height) {
+  return width * height * 4;
+}
+
+}  // namespace
+
+void WgcCaptureSession::on_frame_arrived(const Direct3D11CaptureFramePool& sender,
+                                         const winrt::Windows::Foundation::IInspectable& /*args*/) {
+  // Taken even when it is then dropped: a frame left in the pool would block it.
+  const Direct3D11CaptureFrame frame = sender.TryGetNextFrame();
+  if (!frame) return;
+  if (frame_pending_) return;
+
+  const SizeInt32 content_size = frame.ContentSize();
+  const winrt::com_ptr<ID3D11Texture2D> texture = TextureOf(frame);
+  if (!capture_to_texture_) {
+    if (ReadFrameToBuffer(content_size, texture.get())) frame_pending_ = true;
+  } else {
+    CopyFrameToOutputTexture(content_size, texture);
+  }
+  FollowContentSize(content_size);
+}
+
+// The pool's textures keep their size until the pool is made anew, so the frames of a resized
+// window have the right size only some frames later.
+void WgcCaptureSession::FollowContentSize(SizeInt32 content_size) {
+  if (content_size.Width == content_size_.Width && content_size.Height == content_size_.Height) {
+    return;
+  }
+  frame_pool_.Recreate(winrt_device_, DirectXPixelFormat::B8G8R8A8UIntNormalized, kFramePoolBuffers,
+                       content_size);
+  content_size_ = content_size;
+}
+
+bool WgcCaptureSession::ReadFrameToBuffer(SizeInt32 content_size, ID3D11Texture2D* texture) {
+  return CopyFrameWithDiff(content_size, texture) || CopyFrameWithoutDiff(texture);
+}
+
+// The usual way: through the persistent staging texture, and not at all when nothing changed.
+bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2D* texture) {
+  if (texture == nullptr) return false;
+  if (!EnsureFrameTexture(texture)) return false;
+  D3D11_TEXTURE2D_DESC desc;
+  texture->GetDesc(&desc);
+
+  dirty_rects_.clear();
+  copy_mode_ = 2;
+  update_ratio_ = 1.0f;
+  // Before detection, so that the GPU copies while the CPU waits for the detector's flags.
+  d3d_context_->CopyResource(frame_texture_.get(), texture);
+  if (dirty_rect_enabled_ && !DetectChanges(texture, desc)) return false;
+
+  D3D11_MAPPED_SUBRESOURCE slice_map_info{};
+  if (copy_mode_ != 0) {
+    if (FAILED(d3d_context_->Map(frame_texture_.get(), 0, D3D11_MAP_READ, 0, &slice_map_info))) {
+      return false;
+    }
+    if (slice_map_info.pData == nullptr) copy_mode_ = 0;
+  }
+  // On failure the texture stays mapped; the way that is tried next does not use it.
+  if (!AdoptFrameSize(desc.Width, desc.Height)) return false;
+  if (copy_mode_ == 2) CopyRows(slice_map_info, desc.Height);
+  if (copy_mode_ != 0) d3d_context_->Unmap(frame_texture_.get(), 0);
+
+  FollowContentSize(content_size);
+  return true;
+}
+
+// Sets copy_mode_ and update_ratio_ by what the detector finds. False when the engine cannot be
+// built for this frame.
+bool WgcCaptureSession::DetectChanges(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc) {
+  if (frame_diff_.IsSizeChanged(desc.Width, desc.Height)) {
+    if (!frame_diff_.Resize(desc)) return false;
+    frame_diff_.UpdateOld(texture);
+  } else if (frame_diff_.Detect(texture, &dirty_rects_, &update_ratio_)) {
+    copy_mode_ = dirty_rects_.empty() ? 0 : 2;
+  }
+  // Once more after a rebuild, which is harmless, and also after a detection that failed: the next
+  // frame is always compared with this one.
+  frame_diff_.UpdateOld(texture);
+
+  // "Unchanged" spares the copy because the buffer holds the previous frame. A buffer that is about
+  // to be allocated or to change its layout holds none.
+  if (!FrameBufferFits(desc.Width, desc.Height)) copy_mode_ = 2;
+  return true;
+}
+
+// The simple way, for a frame that the usual one could not read: map the frame itself, or a staging
+// texture of its own.
+bool WgcCaptureSession::CopyFrameWithoutDiff(ID3D11Texture2D* texture) {
+  D3D11_TEXTURE2D_DESC desc;
+  texture->GetDesc(&desc);
+  winrt::com_ptr<ID3D11Device> device;
+  texture->GetDevice(device.put());
+
+  winrt::com_ptr<ID3D11Texture2D> staging;
+  ID3D11Texture2D* mapped_texture = nullptr;
+  D3D11_MAPPED_SUBRESOURCE map_info{};
+  const HRESULT result = d3d_context_->Map(texture, 0, D3D11_MAP_READ, 0, &map_info);
+  if (SUCCEEDED(result)) {
+    mapped_texture = texture;
+  } else if (result == E_INVALIDARG) {
+    // What a texture that only the GPU can reach answers.
+    const D3D11_TEXTURE2D_DESC staging_desc = StagingDesc(desc);
+    if (FAILED(device->CreateTexture2D(&staging_desc, nullptr, staging.put())) || !staging) {
+      return false;
+    }
+    d3d_context_->CopyResource(staging.get(), texture);
+    if (FAILED(d3d_context_->Map(staging.get(), 0, D3D11_MAP_READ, 0, &map_info))) return false;
+    mapped_texture = staging.get();
+  }
+  // Any other failure is deliberately not one: what the map left in the record is what is copied,
+  // nothing when it left a null pointer, and the unmap names no texture.
+
+  if (!AdoptFrameSize(desc.Width, desc.Height)) return false;
+  if (map_info.pData != nullptr) CopyRows(map_info, desc.Height);
+  d3d_context_->Unmap(mapped_texture, 0);
+  return true;
+}
+
+bool WgcCaptureSession::EnsureFrameTexture(ID3D11Texture2D* texture) {
+  if (texture == nullptr) return false;
+  D3D11_TEXTURE2D_DESC held{};
+  if (frame_texture_) frame_texture_->GetDesc(&held);
+  D3D11_TEXTURE2D_DESC frame;
+  texture->GetDesc(&frame);
+  if (held.Width == frame.Width && held.Height == frame.Height && held.Format == frame.Format) {
+    return true;
+  }
+
+  frame_texture_ = nullptr;
+  const D3D11_TEXTURE2D_DESC desc = StagingDesc(frame);
+  return SUCCEEDED(d3d_device_->CreateTexture2D(&desc, nullptr, frame_texture_.put())) &&
+         frame_texture_;
+}
+
+// Makes frame_buffer_ large enough. It never shrinks: the first buffer is exactly as large as the
+// first frame, and growth goes by screen sizes.
+bool WgcCaptureSession::EnsureFrameBuffer(uint32_t width, uint32_t height) {
+  const uint32_t needed_bytes = FrameBytes(width, height);
+  if (frame_buffer_ == nullptr) {
+    frame_buffer_ = static_cast<uint8_t*>(std::malloc(needed_bytes));
+    frame_buffer_size_ = needed_bytes;
+    if (frame_buffer_ == nullptr) {
+      WgcLogf(LogError, "Failed to allocate %uKB", needed_bytes / 1024);
+      return false;
+    }
+    return true;
+  }
+  if (frame_buffer_size_ >= needed_bytes) return true;
+
+  // Freed first, so that the peak is one buffer and not two.
+  const uint32_t capacity = GrownFrameBufferCapacity(needed_bytes);
+  std::free(frame_buffer_);
+  frame_buffer_ = static_cast<uint8_t*>(std::malloc(capacity));
+  if (frame_buffer_ == nullptr) {
+    frame_buffer_size_ = 0;
+    return false;
+  }
+  frame_buffer_size_ = capacity;
+  std::memset(frame_buffer_, 0, capacity);
+  return true;
+}
+
+// Whether frame_buffer_ has the layout of a frame of this size and room for it. Texture output
+// updates the frame's size without touching the buffer, and a failed growth leaves no buffer behind
+// an unchanged size, so equal sizes alone promise nothing.
+bool WgcCaptureSession::FrameBufferFits(uint32_t width, uint32_t height) const {
+  return frame_width_ == width && frame_height_ == height && frame_buffer_ != nullptr &&
+         frame_buffer_size_ >= FrameBytes(width, height);
+}
+
+bool WgcCaptureSession::AdoptFrameSize(uint32_t width, uint32_t height) {
+  if (FrameBufferFits(width, height)) return true;
+  if (!EnsureFrameBuffer(width, height)) return false;
+  frame_width_ = width;
+  frame_height_ = height;
+  return true;
+}
+
+// From the mapped row pitch to rows without padding.
+void WgcCaptureSession::CopyRows(const D3D11_MAPPED_SUBRESOURCE& mapped, uint32_t rows) {
+  const uint32_t row_bytes = frame_width_ * 4;
+  const auto* source = static_cast<const uint8_t*>(mapped.pData);
+  for (uint32_t row = 0; row < rows; ++row) {
+    std::memcpy(frame_buffer_ + static_cast<size_t>(row) * row_bytes,
+                source + static_cast<size_t>(row) * mapped.RowPitch, row_bytes);
+  }
+}
+
+void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
+                                                 winrt::com_ptr<ID3D11Texture2D> texture) {
+  D3D11_TEXTURE2D_DESC src;
+  texture->GetDesc(&src);
+  if (!EnsureOutputTexture(src)) return;
+
+  if (dirty_rect_enabled_) {
+    // The old frame is never updated here: in texture output every frame is compared with what the
+    // engine was built with. Whether the engine works is not this path's concern.
+    dirty_rects_.clear();
+    update_ratio_ = 0.0f;
+    if (frame_diff_.IsSizeChanged(src.Width, src.Height)) {
+      frame_diff_.Resize(src);
+    } else {
+      frame_diff_.Detect(texture.get(), &dirty_rects_, &update_ratio_);
+    }
+  } else {
+    update_ratio_ = 1.0f;
+  }
+
+  frame_width_ = src.Width;
+  frame_height_ = src.Height;
+  if (output_texture_) d3d_context_->CopyResource(output_texture_.get(), texture.get());
+}
+
+// A new texture when size or format change. The host's references keep the old one alive, which
+// then shows the last frame of its size.
+bool WgcCaptureSession::EnsureOutputTexture(const D3D11_TEXTURE2D_DESC& src) {
+  if (output_texture_ && texture_desc_.Width == src.Width && texture_desc_.Height == src.Height &&
+      texture_desc_.Format == src.Format) {
+    return true;
+  }
+  texture_desc_ = {};
+  texture_desc_.Width = src.Width;
+  texture_desc_.Height = src.Height;
+  texture_desc_.MipLevels = 1;
+  texture_desc_.ArraySize = 1;
+  texture_desc_.Format = src.Format;
+  texture_desc_.SampleDesc = src.SampleDesc;
+  texture_desc_.Usage = D3D11_USAGE_DEFAULT;
+  texture_desc_.BindFlags = D3D11_BIND_RENDER_TARGET;
+  output_texture_ = nullptr;
+  return SUCCEEDED(d3d_device_->CreateTexture2D(&texture_desc_, nullptr, output_texture_.put())) &&
+         output_texture_;
+}
+
+bool WgcCaptureSession::GetRecentFrame(void** frame, void* /*reserved*/, uint32_t* width,
+                                       uint32_t* height, bool* cursor_enabled) {
+  frame_pending_ = false;
+  // To the end, without a filter: frames come as messages of the dispatcher queue's window, and the
+  // host's own windows live on this thread too. A WM_QUIT is taken like any other message.
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+  }
+
+  *width = frame_width_;
+  *height = frame_height_;
+  *cursor_enabled = cursor_enabled_;
+  if (!capture_to_texture_) {
+    if (frame_width_ == 0 || frame_buffer_ == nullptr) return false;
+    *frame = frame_buffer_;
+    return true;
+  }
+  if (!output_texture_) return false;
+  *frame = output_texture_.get();
+  output_texture_->AddRef();
+  return true;
+}
+
+float WgcCaptureSession::GetUpdateRatio() {
+  const float ratio = update_ratio_;
+  update_ratio_ = 0.0f;
+  return ratio;
+}

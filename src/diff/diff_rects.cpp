@@ -1,0 +1,79 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "diff/diff_rects.h"
+
+namespace {
+
+// An end that reaches the frame's edge is drawn in by one pixel. Hosts never see the rectangles,
+// but the ratio is made from their area.
+uint32_t ClippedEnd(uint32_t end, uint32_t size) {
+  return end < size ? end : size - 1;
+}
+
+// The rectangles of one tile row; its words are decoded apart, so a run ends at a word's last bit.
+class RowDecoder {
+ public:
+  RowDecoder(uint32_t top, uint32_t width, uint32_t height, std::vector<D3D11_BOX>& diffRects)
+      : top(top), bottom(ClippedEnd(top + kTileSize, height)), width(width), diffRects(diffRects) {}
+
+  uint32_t DecodeWord(uint32_t word, uint32_t colBase) {
+    uint32_t area = 0;
+    uint32_t run = 0;
+    uint32_t lastLeft = 0;
+    for (uint32_t i = 0; i < 32; ++i) {
+      if ((word >> i & 1) != 0) {
+        ++run;
+      } else if (run > 0 && lastLeft < width) {
+        const uint32_t left = (colBase + i - run) * kTileSize;
+        lastLeft = left;
+        // A run right of the frame is not ended: the flag of a column that does not exist marks the
+        // rest of the word as meaningless.
+        if (left < width) {
+          area += Append(left, run);
+          run = 0;
+        }
+      }
+    }
+    if (run > 0 && lastLeft < width) {
+      const uint32_t left = (colBase + 32 - run) * kTileSize;
+      if (left < width) area += Append(left, run);
+    }
+    return area;
+  }
+
+ private:
+  uint32_t Append(uint32_t left, uint32_t run) {
+    D3D11_BOX box{};
+    box.left = left;
+    box.top = top;
+    box.right = ClippedEnd(left + kTileSize * run, width);
+    box.bottom = bottom;
+    diffRects.push_back(box);
+    return (box.right - box.left) * (box.bottom - box.top);
+  }
+
+  const uint32_t top;
+  const uint32_t bottom;
+  const uint32_t width;
+  std::vector<D3D11_BOX>& diffRects;
+};
+
+}  // namespace
+
+uint32_t DecodeDiffRects(const uint32_t* flagWords, uint32_t rows, uint32_t width, uint32_t height,
+                         std::vector<D3D11_BOX>& diffRects) {
+  diffRects.clear();
+  uint32_t area = 0;
+  for (uint32_t r = 0; r < rows; ++r) {
+    const uint32_t top = kTileSize * r;
+    // The readback may hold more rows than the frame has tiles.
+    if (top >= height) break;
+    RowDecoder row(top, width, height, diffRects);
+    for (uint32_t w = 0; w < kFlagWordsPerRow; ++w) {
+      const uint32_t word = flagWords[kFlagWordsPerRow * r + w];
+      if (word != 0) area += row.DecodeWord(word, kTileSize * w);
+    }
+  }
+  return area;
+}

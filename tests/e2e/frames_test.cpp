@@ -1,0 +1,392 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// The pixels of known windows, byte for byte, in both outputs.
+#include <d3d11.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "e2e/capture.h"
+
+namespace {
+
+constexpr uint32_t kMarker = 0x12345678;
+
+uint32_t& FirstPixel(const Poll& poll) {
+  return *static_cast<uint32_t*>(poll.frame);
+}
+
+// Reads a texture back by the host's own means and releases the reference that the poll added.
+Picture ReadTexture(void* session, const Poll& poll) {
+  auto* texture = static_cast<ID3D11Texture2D*>(poll.frame);
+  ID3D11Device* device = Wgc().wgc_get_device(session);
+  D3D11_TEXTURE2D_DESC desc;
+  texture->GetDesc(&desc);
+  desc.Usage = D3D11_USAGE_STAGING;
+  desc.BindFlags = 0;
+  desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
+  ID3D11Texture2D* staging = nullptr;
+  EXPECT_EQ(device->CreateTexture2D(&desc, nullptr, &staging), S_OK);
+  ID3D11DeviceContext* context = nullptr;
+  device->GetImmediateContext(&context);
+  context->CopyResource(staging, texture);
+  D3D11_MAPPED_SUBRESOURCE mapped;
+  EXPECT_EQ(context->Map(staging, 0, D3D11_MAP_READ, 0, &mapped), S_OK);
+  Picture picture{static_cast<int>(desc.Width), static_cast<int>(desc.Height), {}};
+  for (UINT y = 0; y < desc.Height; ++y) {
+    const auto* row = reinterpret_cast<const uint32_t*>(static_cast<const uint8_t*>(mapped.pData) +
+                                                        static_cast<size_t>(y) * mapped.RowPitch);
+    picture.pixels.insert(picture.pixels.end(), row, row + desc.Width);
+  }
+  context->Unmap(staging, 0);
+  context->Release();
+  staging->Release();
+  texture->Release();
+  return picture;
+}
+
+class Frames : public testing::TestWithParam<std::pair<int, int>> {};
+
+TEST_P(Frames, OfAWindowHaveItsPixels) {
+  const auto [width, height] = GetParam();
+  const Picture picture = MakePattern(width, height);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  EXPECT_TRUE(ComesToShow(session.get(), picture));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, Frames,
+                         testing::Values(std::pair{1, 1}, std::pair{3, 200}, std::pair{321, 1},
+                                         std::pair{127, 65}, std::pair{640, 480},
+                                         std::pair{801, 603}));
+
+TEST(BufferOutput, FollowsAWindowThatChanges) {
+  PatternWindow window(MakePattern(200, 100, 1));
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), MakePattern(200, 100, 1)));
+  const void* buffer = PollOnce(session.get()).frame;
+  for (uint32_t seed = 2; seed < 6; ++seed) {
+    window.Show(MakePattern(200, 100, seed));
+    ASSERT_TRUE(ComesToShow(session.get(), MakePattern(200, 100, seed))) << "picture " << seed;
+  }
+  EXPECT_EQ(PollOnce(session.get()).frame, buffer);
+}
+
+TEST(BufferOutput, FollowsAWindowThatGrowsAndShrinks) {
+  const std::pair<int, int> sizes[] = {{200, 100}, {310, 170}, {150, 90}, {620, 400}, {64, 300}};
+  PatternWindow window(MakePattern(200, 100));
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  for (const auto& [width, height] : sizes) {
+    window.Show(MakePattern(width, height, 3));
+    ASSERT_TRUE(ComesToShow(session.get(), MakePattern(width, height, 3)))
+        << width << " x " << height;
+  }
+}
+
+TEST(BufferOutput, AShrunkWindowFirstKeepsThePoolsSizeWithThePictureTopLeft) {
+  const Picture large = MakePattern(240, 180, 1);
+  const Picture small = MakePattern(200, 150, 2);
+  PatternWindow window(large);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), large));
+  window.Show(small);
+  Poll poll;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [&](const Poll& p) {
+    return p.result && static_cast<uint32_t*>(p.frame)[0] == small.at(0, 0);
+  }));
+  EXPECT_EQ(poll.width, 240u);
+  EXPECT_EQ(poll.height, 180u);
+  const auto* pixels = static_cast<const uint32_t*>(poll.frame);
+  for (int y = 0; y < small.height; ++y) {
+    for (int x = 0; x < small.width; ++x) {
+      ASSERT_EQ(pixels[y * 240 + x], small.at(x, y)) << "pixel (" << x << ", " << y << ")";
+    }
+  }
+  // The pool was made anew for the content, and the next frame has its size.
+  window.Show(MakePattern(200, 150, 3));
+  EXPECT_TRUE(ComesToShow(session.get(), MakePattern(200, 150, 3)));
+}
+
+TEST(BufferOutput, OfTheMonitorShowsTheWindowsOnIt) {
+  const Picture picture = MakePattern(160, 120, 7);
+  PatternWindow window(picture, 300, 200);
+  const HMONITOR monitor = MonitorFromWindow(window.handle(), MONITOR_DEFAULTTOPRIMARY);
+  MONITORINFO info{};
+  info.cbSize = sizeof(info);
+  ASSERT_TRUE(GetMonitorInfoW(monitor, &info));
+  Session session(Wgc().wgc_session_create2(monitor));
+  ASSERT_TRUE(session.Start());
+  Poll poll;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [](const Poll& p) { return p.result; }));
+  EXPECT_EQ(poll.width, static_cast<uint32_t>(info.rcMonitor.right - info.rcMonitor.left));
+  EXPECT_EQ(poll.height, static_cast<uint32_t>(info.rcMonitor.bottom - info.rcMonitor.top));
+  const auto* pixels = static_cast<const uint32_t*>(poll.frame);
+  for (int y = 0; y < picture.height; ++y) {
+    for (int x = 0; x < picture.width; ++x) {
+      const size_t at = static_cast<size_t>(200 + y) * poll.width + 300 + x;
+      ASSERT_EQ(pixels[at], picture.at(x, y)) << "pixel (" << x << ", " << y << ")";
+    }
+  }
+}
+
+TEST(BufferOutput, AMinimisedWindowSendsNoFramesAndKeepsTheLastOne) {
+  const Picture picture = MakePattern(160, 120);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), picture));
+  window.Minimize();
+  for (int i = 0; i < 30; ++i) {
+    ASSERT_TRUE(SamePixels(PollOnce(session.get()), picture));
+    Sleep(10);
+  }
+  window.Restore();
+  window.Show(MakePattern(160, 120, 9));
+  EXPECT_TRUE(ComesToShow(session.get(), MakePattern(160, 120, 9)));
+}
+
+TEST(BufferOutput, AClosedWindowKeepsTheLastFrame) {
+  const Picture picture = MakePattern(160, 120);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), picture));
+  window.Destroy();
+  Poll poll;
+  ASSERT_TRUE(PollUntil(session.get(), &poll,
+                        [&](const Poll&) { return !Wgc().wgc_get_status(session.get()); }));
+  EXPECT_TRUE(SamePixels(PollOnce(session.get()), picture));
+}
+
+TEST(BufferOutput, WithoutDetectionAnUnchangedFrameIsCopiedAgain) {
+  PlatformSetting every_tick(L"SendUnchangedFrames", 1);
+  const Picture picture = MakePattern(96, 96);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), picture));
+  FirstPixel(PollOnce(session.get())) = kMarker;
+  EXPECT_TRUE(ComesToShow(session.get(), picture));
+}
+
+TEST(Detection, AnUnchangedFrameIsNotWrittenAgainAndHasRatioZero) {
+  PlatformSetting every_tick(L"SendUnchangedFrames", 1);
+  const Picture picture = MakePattern(96, 96);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  Wgc().wgc_set_dirty_rect(session.get(), true);
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), picture));
+  // The first frame built the engine.
+  EXPECT_EQ(Wgc().wgc_get_update_ratio(session.get()), 1.0f);
+
+  FirstPixel(PollOnce(session.get())) = kMarker;
+  for (int i = 0; i < 20; ++i) {
+    const Poll poll = PollOnce(session.get());
+    ASSERT_TRUE(poll.result);
+    ASSERT_EQ(FirstPixel(poll), kMarker);
+    ASSERT_EQ(Wgc().wgc_get_update_ratio(session.get()), 0.0f);
+    Sleep(16);
+  }
+  // A change is copied whole, the overwritten pixel with it.
+  Picture changed = picture;
+  changed.at(40, 20) ^= 0x010000;
+  window.Show(changed);
+  EXPECT_TRUE(ComesToShow(session.get(), changed));
+}
+
+TEST(Detection, TheRatioIsTheShareOfTheChangedTiles) {
+  PlatformSetting every_tick(L"SendUnchangedFrames", 1);
+  Picture picture = MakePattern(320, 200);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  Wgc().wgc_set_dirty_rect(session.get(), true);
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), picture));
+  Wgc().wgc_get_update_ratio(session.get());
+
+  // Two tiles, (1, 0) and (5, 3), each 32 x 32 of 320 x 200 pixels.
+  picture.at(40, 20) ^= 1;
+  picture.at(160, 127) ^= 0x80;
+  window.Show(picture);
+  Poll poll;
+  float ratio = 0.0f;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [&](const Poll&) {
+    ratio = Wgc().wgc_get_update_ratio(session.get());
+    return ratio != 0.0f;
+  }));
+  EXPECT_EQ(ratio, static_cast<float>(2.0 * 32 * 32 / (320 * 200)));
+  EXPECT_TRUE(SamePixels(poll, picture));
+}
+
+TEST(Detection, TurnedOnLaterTheNextFrameIsCopiedWholeWithRatioOne) {
+  PlatformSetting every_tick(L"SendUnchangedFrames", 1);
+  const Picture picture = MakePattern(96, 96);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), picture));
+  Poll poll = PollOnce(session.get());
+  Wgc().wgc_get_update_ratio(session.get());
+  Wgc().wgc_set_dirty_rect(session.get(), true);
+  FirstPixel(poll) = kMarker;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [&](const Poll&) {
+    return Wgc().wgc_get_update_ratio(session.get()) == 1.0f;
+  }));
+  EXPECT_TRUE(SamePixels(poll, picture));
+}
+
+TEST(TextureOutput, HasTheWindowsPixelsOnTheSessionsDevice) {
+  const Picture picture = MakePattern(161, 93);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  Wgc().wgc_set_capture_to_texture(session.get(), true);
+  ASSERT_TRUE(session.Start());
+  Poll poll;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [](const Poll& p) { return p.result; }));
+  EXPECT_EQ(poll.width, 161u);
+  EXPECT_EQ(poll.height, 93u);
+
+  auto* texture = static_cast<ID3D11Texture2D*>(poll.frame);
+  ID3D11Device* device = nullptr;
+  texture->GetDevice(&device);
+  EXPECT_EQ(device, Wgc().wgc_get_device(session.get()));
+  device->Release();
+  D3D11_TEXTURE2D_DESC desc;
+  texture->GetDesc(&desc);
+  EXPECT_EQ(desc.Format, DXGI_FORMAT_B8G8R8A8_UNORM);
+  EXPECT_EQ(desc.MipLevels, 1u);
+  EXPECT_EQ(desc.ArraySize, 1u);
+  EXPECT_EQ(desc.Usage, D3D11_USAGE_DEFAULT);
+  EXPECT_EQ(desc.BindFlags, static_cast<UINT>(D3D11_BIND_RENDER_TARGET));
+  EXPECT_EQ(desc.CPUAccessFlags, 0u);
+  EXPECT_EQ(desc.MiscFlags, 0u);
+  EXPECT_EQ(ReadTexture(session.get(), poll).pixels, picture.pixels);
+  EXPECT_EQ(Wgc().wgc_get_update_ratio(session.get()), 1.0f);
+}
+
+TEST(TextureOutput, ASizeChangeReplacesTheTextureAndTheOldOneStaysValid) {
+  const Picture first = MakePattern(160, 100, 1);
+  const Picture second = MakePattern(224, 130, 2);
+  PatternWindow window(first);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  Wgc().wgc_set_capture_to_texture(session.get(), true);
+  ASSERT_TRUE(session.Start());
+  Poll old_poll;
+  ASSERT_TRUE(PollUntil(session.get(), &old_poll, [](const Poll& p) { return p.result; }));
+
+  window.Show(second);
+  Poll poll;
+  Picture seen;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [&](const Poll& p) {
+    if (!p.result) return false;
+    seen = ReadTexture(session.get(), p);
+    return seen.pixels == second.pixels;
+  }));
+  EXPECT_NE(poll.frame, old_poll.frame);
+  EXPECT_EQ(poll.width, 224u);
+  // Still readable. While the window grew its top left corner may have been drawn into it once
+  // more.
+  const Picture kept = ReadTexture(session.get(), old_poll);
+  EXPECT_EQ(kept.width, 160);
+  EXPECT_EQ(kept.height, 100);
+}
+
+TEST(TextureOutput, DetectionsFirstFrameReportsZeroAndLaterOnesCompareWithABlankFrame) {
+  PlatformSetting every_tick(L"SendUnchangedFrames", 1);
+  // Black but for one pixel in tile (1, 1) of 96 x 96.
+  Picture picture{96, 96, std::vector<uint32_t>(96 * 96, 0xFF000000)};
+  picture.at(50, 40) = 0xFFFFFFFF;
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  Wgc().wgc_set_capture_to_texture(session.get(), true);
+  Wgc().wgc_set_dirty_rect(session.get(), true);
+  ASSERT_TRUE(session.Start());
+  std::vector<float> ratios;
+  Poll poll;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [&](const Poll& p) {
+    if (!p.result) return false;
+    static_cast<ID3D11Texture2D*>(p.frame)->Release();
+    ratios.push_back(Wgc().wgc_get_update_ratio(session.get()));
+    return ratios.size() == 20;
+  }));
+  EXPECT_EQ(ratios.front(), 0.0f);
+  // Nothing changes any more, and yet each frame differs from the blank one by that tile.
+  EXPECT_EQ(*std::max_element(ratios.begin(), ratios.end()),
+            static_cast<float>(32.0 * 32 / (96 * 96)));
+}
+
+TEST(Outputs, SwitchingWhileRunningChangesWhatTheNextPollReports) {
+  PlatformSetting every_tick(L"SendUnchangedFrames", 1);
+  const Picture picture = MakePattern(96, 80);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), picture));
+  const void* buffer = PollOnce(session.get()).frame;
+
+  Wgc().wgc_set_capture_to_texture(session.get(), true);
+  Poll poll;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [](const Poll& p) { return p.result; }));
+  EXPECT_NE(poll.frame, buffer);
+  EXPECT_EQ(ReadTexture(session.get(), poll).pixels, picture.pixels);
+
+  Wgc().wgc_set_capture_to_texture(session.get(), false);
+  const Poll again = PollOnce(session.get());
+  EXPECT_EQ(again.frame, buffer);
+  EXPECT_TRUE(SamePixels(again, picture));
+}
+
+TEST(Outputs, BackToBytesAfterTheWindowGrewInTextureOutputTheBufferIsLargeEnough) {
+  const Picture small = MakePattern(64, 48, 1);
+  const Picture large = MakePattern(700, 500, 2);
+  PatternWindow window(small);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), small));
+
+  Wgc().wgc_set_capture_to_texture(session.get(), true);
+  window.Show(large);
+  Poll poll;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [](const Poll& p) {
+    if (p.result) static_cast<ID3D11Texture2D*>(p.frame)->Release();
+    return p.width == 700 && p.height == 500;
+  }));
+  Wgc().wgc_set_capture_to_texture(session.get(), false);
+  window.Show(MakePattern(700, 500, 3));
+  EXPECT_TRUE(ComesToShow(session.get(), MakePattern(700, 500, 3)));
+}
+
+TEST(Cursor, IsDrawnOnlyWhenAskedFor) {
+  PlatformSetting every_tick(L"SendUnchangedFrames", 1);
+  const Picture plain{200, 150, std::vector<uint32_t>(200 * 150, 0xFF2040A0)};
+  PatternWindow window(plain, 100, 100);
+  SetCursorPos(200, 170);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), plain));
+
+  ASSERT_TRUE(Wgc().wgc_enable_cursor(session.get(), true));
+  Poll poll;
+  ASSERT_TRUE(PollUntil(session.get(), &poll, [&](const Poll& p) { return !Shows(p, plain); }));
+  EXPECT_TRUE(poll.cursor);
+  // An arrow is small and hangs down and right from where it points.
+  const auto* pixels = static_cast<const uint32_t*>(poll.frame);
+  for (int y = 0; y < 150; ++y) {
+    for (int x = 0; x < 200; ++x) {
+      const bool near_cursor = x >= 100 - 32 && x < 100 + 32 && y >= 70 - 32 && y < 70 + 32;
+      if (!near_cursor) {
+        ASSERT_EQ(pixels[y * 200 + x], 0xFF2040A0) << x << ", " << y;
+      }
+    }
+  }
+  ASSERT_TRUE(Wgc().wgc_enable_cursor(session.get(), false));
+  EXPECT_TRUE(ComesToShow(session.get(), plain));
+}
+
+}  // namespace
