@@ -1,0 +1,113 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "api/wgc_log.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Line {
+  int level;
+  std::string text;  // up to the NUL
+  size_t length;
+  std::string covered;  // what length covers
+};
+
+std::vector<Line> lines;
+
+void Record(int level, const char* text, size_t length) {
+  lines.push_back({level, text, length, std::string(text, length)});
+}
+
+class WgcLogfTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    lines.clear();
+    logger = Record;
+  }
+  void TearDown() override { logger = nullptr; }
+};
+
+TEST_F(WgcLogfTest, DeliversLevelTextAndLength) {
+  WgcLogf(LogWarning, "Failed to %s cursor", "enable");
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].level, 2);
+  EXPECT_EQ(lines[0].text, "Failed to enable cursor");
+  EXPECT_EQ(lines[0].length, 23u);
+}
+
+TEST_F(WgcLogfTest, AddsNoLineBreakAndNoPrefix) {
+  WgcLogf(LogInfo, "Wgc cursor %s ", "Disable");
+  EXPECT_EQ(lines.at(0).text, "Wgc cursor Disable ");
+}
+
+TEST_F(WgcLogfTest, PrintsAnHresultAsEightLowerCaseDigitsAndAsASignedNumber) {
+  WgcLogf(LogError, "hr:%08x", 0x8007000Eu);
+  WgcLogf(LogError, "hr:%08x", 0x1u);
+  WgcLogf(LogError, "Winrt exception:%ld", -2147467262L);
+  EXPECT_EQ(lines.at(0).text, "hr:8007000e");
+  EXPECT_EQ(lines.at(1).text, "hr:00000001");
+  EXPECT_EQ(lines.at(2).text, "Winrt exception:-2147467262");
+}
+
+struct LongLine {
+  size_t formatted;
+  size_t stored;
+  size_t length;
+};
+
+class WgcLogfLongLineTest : public WgcLogfTest, public testing::WithParamInterface<LongLine> {};
+
+TEST_P(WgcLogfLongLineTest, IsCutAt1022CharactersWithALengthUpTo1024) {
+  const LongLine line = GetParam();
+  std::string text;
+  for (size_t i = 0; i < line.formatted; ++i) text += static_cast<char>('a' + i % 26);
+  WgcLogf(LogInfo, "%s", text.c_str());
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].text, text.substr(0, line.stored));
+  EXPECT_EQ(lines[0].length, line.length);
+  // What the length covers beyond the text is zeros, never stale memory.
+  EXPECT_EQ(lines[0].covered.substr(line.stored), std::string(line.length - line.stored, '\0'));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, WgcLogfLongLineTest,
+                         testing::Values(LongLine{1021, 1021, 1021}, LongLine{1022, 1022, 1022},
+                                         LongLine{1023, 1022, 1023}, LongLine{1024, 1022, 1024},
+                                         LongLine{1025, 1022, 1024}, LongLine{2000, 1022, 1024}));
+
+TEST_F(WgcLogfTest, DeliversNothingForAnEmptyText) {
+  WgcLogf(LogInfo, "%s", "");
+  EXPECT_TRUE(lines.empty());
+}
+
+#ifndef _WIN32
+TEST_F(WgcLogfTest, DeliversNothingWhenTheTextCannotBeEncoded) {
+  // A wide character that the C locale has no bytes for.
+  const wchar_t text[] = {static_cast<wchar_t>(0x20AC), 0};
+  WgcLogf(LogInfo, "%ls", text);
+  EXPECT_TRUE(lines.empty());
+}
+#endif
+
+TEST_F(WgcLogfTest, WithoutACallbackDeliversNothing) {
+  logger = nullptr;
+  WgcLogf(LogInfo, "%s", "text");
+  EXPECT_TRUE(lines.empty());
+}
+
+TEST_F(WgcLogfTest, ReplacingTheCallbackTakesEffectWithTheNextLine) {
+  static int other_calls;
+  other_calls = 0;
+  WgcLogf(LogInfo, "%s", "first");
+  logger = [](int, const char*, size_t) { ++other_calls; };
+  WgcLogf(LogInfo, "%s", "second");
+  EXPECT_EQ(lines.size(), 1u);
+  EXPECT_EQ(other_calls, 1);
+}
+
+}  // namespace
