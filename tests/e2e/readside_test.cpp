@@ -99,7 +99,8 @@ TEST(Poll, DispatchesTheHostsOwnWindowsWhichMayCallBackIntoTheSession) {
   RegisterClassW(&window_class);
   HWND window = CreateWindowW(L"QuillHostWindow", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
                               nullptr, nullptr);
-  Host host{session.get()};
+  Host host;
+  host.session = session.get();
   PostMessageW(window, WM_APP, 0, reinterpret_cast<LPARAM>(&host));
   const Poll outer = PollOnce(session.get());
   EXPECT_TRUE(outer.result);
