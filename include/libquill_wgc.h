@@ -23,8 +23,9 @@
  * session's start thread: the platform delivers frames on it, and only while it pumps its Win32
  * messages, which wgc_get_recent_frame does. Start, poll, switch and destroy a session on that one
  * thread. Only wgc_get_status, wgc_set_dirty_rect, wgc_register_logger and is_wgc_session_supported
- * may be called from any thread. Sessions are independent of each other: several may run, each on
- * its own thread or all on one.
+ * may be called from any thread. Sessions are independent of each other, each on its own thread: the
+ * platform gives a thread one dispatcher queue, so a second session cannot start on a thread before
+ * the first is destroyed.
  *
  * COM. The first session created in a process initialises COM for the multithreaded apartment on
  * the creating thread. On a thread that already is a single-threaded apartment this fails, and the

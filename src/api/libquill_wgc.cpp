@@ -6,6 +6,8 @@
 // functions: a failed first COM initialisation passes through the create functions to the host.
 #include "libquill_wgc.h"
 
+#include <unknwn.h>
+
 #include <winrt/Windows.Foundation.Metadata.h>
 
 #include <new>

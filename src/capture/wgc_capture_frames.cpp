@@ -151,7 +151,8 @@ bool WgcCaptureSession::CopyFrameWithoutDiff(ID3D11Texture2D* texture) {
   } else if (result == E_INVALIDARG) {
     // What a texture that only the GPU can reach answers.
     const D3D11_TEXTURE2D_DESC staging_desc = StagingDesc(desc);
-    if (FAILED(device->CreateTexture2D(&staging_desc, nullptr, staging.put())) || !staging) {
+    if (!device || FAILED(device->CreateTexture2D(&staging_desc, nullptr, staging.put())) ||
+        !staging) {
       return false;
     }
     d3d_context_->CopyResource(staging.get(), texture);

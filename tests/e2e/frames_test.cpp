@@ -112,6 +112,46 @@ TEST(BufferOutput, AShrunkWindowFirstKeepsThePoolsSizeWithThePictureTopLeft) {
   EXPECT_TRUE(ComesToShow(session.get(), MakePattern(200, 150, 3)));
 }
 
+// Lets the window's pictures reach the pool without a poll in between: one frame for each.
+void ShowAndWait(PatternWindow& window, const Picture& picture) {
+  window.Show(picture);
+  Sleep(150);
+}
+
+TEST(BufferOutput, OfTwoFramesInOnePollTheFirstIsKeptAndTheSecondTakenAndDropped) {
+  const Picture first = MakePattern(200, 100, 2);
+  PatternWindow window(MakePattern(200, 100, 1));
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), MakePattern(200, 100, 1)));
+
+  ShowAndWait(window, first);
+  ShowAndWait(window, MakePattern(200, 100, 3));
+  EXPECT_TRUE(SamePixels(PollOnce(session.get()), first));
+  // The second left the pool with that poll, and nothing changes on the screen any more.
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_TRUE(SamePixels(PollOnce(session.get()), first));
+    Sleep(20);
+  }
+}
+
+TEST(BufferOutput, ADroppedFramesSizeDoesNotReachThePool) {
+  PatternWindow window(MakePattern(200, 100, 1));
+  Session session(Wgc().wgc_session_create(window.handle()));
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), MakePattern(200, 100, 1)));
+
+  ShowAndWait(window, MakePattern(200, 100, 2));
+  ShowAndWait(window, MakePattern(150, 80, 3));  // dropped by the next poll
+  EXPECT_TRUE(SamePixels(PollOnce(session.get()), MakePattern(200, 100, 2)));
+
+  ShowAndWait(window, MakePattern(150, 80, 4));
+  const Poll poll = PollOnce(session.get());
+  EXPECT_EQ(static_cast<uint32_t*>(poll.frame)[0], MakePattern(150, 80, 4).at(0, 0));
+  EXPECT_EQ(poll.width, 200u);
+  EXPECT_EQ(poll.height, 100u);
+}
+
 TEST(BufferOutput, OfTheMonitorShowsTheWindowsOnIt) {
   const Picture picture = MakePattern(160, 120, 7);
   PatternWindow window(picture, 300, 200);
@@ -366,6 +406,8 @@ TEST(Cursor, IsDrawnOnlyWhenAskedFor) {
   PlatformSetting every_tick(L"SendUnchangedFrames", 1);
   const Picture plain{200, 150, std::vector<uint32_t>(200 * 150, 0xFF2040A0)};
   PatternWindow window(plain, 100, 100);
+  // Wine knows the cursor of the foreground window, once that window has set it.
+  SetForegroundWindow(window.handle());
   SetCursorPos(200, 170);
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());

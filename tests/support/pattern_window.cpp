@@ -57,6 +57,7 @@ void PatternWindow::Run(int left, int top, std::promise<HWND>* created) {
   WNDCLASSW window_class{};
   window_class.lpfnWndProc = WindowProcedure;
   window_class.hInstance = GetModuleHandleW(nullptr);
+  window_class.hCursor = LoadCursor(nullptr, IDC_ARROW);
   window_class.lpszClassName = kClassName;
   RegisterClassW(&window_class);  // fails harmlessly after the first window
 
