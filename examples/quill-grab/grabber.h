@@ -1,0 +1,92 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "quill-grab/console.h"
+#include "quill-grab/error.h"
+#include "quill-grab/library.h"
+#include "quill-grab/options.h"
+#include "quill-grab/output_folder.h"
+#include "quill-grab/png_encoder.h"
+#include "quill-grab/summary.h"
+#include "quill-grab/targets.h"
+#include "quill-grab/texture_reader.h"
+
+namespace quill_grab {
+
+// How a run ended. error: the text goes to standard error.
+struct Outcome {
+  ExitCode code;
+  std::string text;
+  bool is_error;
+};
+
+// Whether a reported frame differs from the one of the previous poll, as far as a host can know.
+//
+// wgc_get_recent_frame reports the latest frame again and again. The update ratio tells a newcomer:
+// it is reset when read, so it is above 0 only when a frame has arrived since, and with change
+// detection only when that frame changed something. The exceptions are frames that make the library
+// set up its detection: in texture output their ratio is 0. They are the first one and those with a
+// new size, and are new by that alone.
+bool IsNewFrame(float ratio, const FrameSize& size, const std::optional<FrameSize>& previous);
+
+// One capture session and the loop that polls it. All of it runs on one thread, which has
+// initialised COM for the multithreaded apartment.
+class Grabber {
+ public:
+  // The arguments must outlive the grabber.
+  Grabber(const Library& library, const Options& options, const OutputFolder& folder,
+          Console& console);
+  Grabber(const Grabber&) = delete;
+  Grabber& operator=(const Grabber&) = delete;
+
+  // Throws GrabError.
+  void Start(const Target& target);
+
+  // Polls until enough frames are written, the time is over, the target closes, writing fails or
+  // *interrupted becomes true.
+  Outcome Run(const std::atomic<bool>& interrupted);
+
+  const Summary& summary() const { return summary_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void ApplySwitches();
+  Outcome PollUntilEnd(const std::atomic<bool>& interrupted);
+  std::optional<Outcome> End(bool interrupted) const;
+  Outcome TimeOver() const;
+  void Poll();
+  void TakeFrame(void* frame, FrameSize size);
+  std::string WriteFrame(void* bytes, ID3D11Texture2D* texture, FrameSize size);
+  void WaitForNextPoll(const std::atomic<bool>& interrupted);
+  void ReportProgress();
+  void NoticeSilence();
+  double Elapsed() const;
+
+  const Library& library_;
+  const Options& options_;
+  const OutputFolder& folder_;
+  Console& console_;
+  PngEncoder encoder_;
+  Target target_;
+  std::unique_ptr<void, decltype(Library::wgc_session_destroy)> session_;
+  std::optional<TextureReader> texture_reader_;
+
+  Summary summary_;
+  std::optional<FrameSize> last_size_;
+  Clock::time_point start_;
+  Clock::time_point next_poll_;
+  double last_new_seconds_ = 0.0;
+  double last_report_seconds_ = 0.0;
+  bool silence_noticed_ = false;
+};
+
+}  // namespace quill_grab

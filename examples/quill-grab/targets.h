@@ -1,0 +1,58 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "quill-grab/options.h"
+
+namespace quill_grab {
+
+struct WindowInfo {
+  HWND handle;
+  std::string title;
+  std::string class_name;
+  long width;
+  long height;
+  bool minimised;
+  // The terminal that runs this program. Its title often quotes the command line, and with it the
+  // very text that is searched for.
+  bool own_terminal;
+};
+
+struct MonitorInfo {
+  HMONITOR handle;
+  std::string name;
+  RECT area;
+  bool primary;
+};
+
+// What is captured: one of the two handles is set.
+struct Target {
+  HWND window = nullptr;
+  HMONITOR monitor = nullptr;
+  std::string description;
+  std::string notice;  // something the user should know about the choice, or empty
+};
+
+// The visible titled top-level windows, topmost first.
+std::vector<WindowInfo> ListWindows();
+// The primary monitor first.
+std::vector<MonitorInfo> ListMonitors();
+
+std::string FormatLists(const std::vector<WindowInfo>& windows,
+                        const std::vector<MonitorInfo>& monitors);
+
+// The windows of the list that options.title and options.class_name select, without regard to case,
+// in the order of the list.
+std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
+                                     const Options& options);
+
+// Finds what options name; throws GrabError.
+Target FindTarget(const Options& options);
+
+}  // namespace quill_grab

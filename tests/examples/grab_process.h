@@ -1,0 +1,36 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+#include <filesystem>
+#include <string>
+
+// What a run of quill-grab.exe left behind.
+struct GrabResult {
+  DWORD exit_code = 0;
+  std::string out;
+  std::string err;
+};
+
+// A running quill-grab.exe whose two output streams go to files of their own.
+class GrabProcess {
+ public:
+  // arguments: the rest of the command line.
+  GrabProcess(const std::filesystem::path& program, const std::wstring& arguments);
+  ~GrabProcess();
+  GrabProcess(const GrabProcess&) = delete;
+  GrabProcess& operator=(const GrabProcess&) = delete;
+
+  // At most a minute; then the process is ended and the test fails.
+  GrabResult Wait();
+
+ private:
+  std::filesystem::path streams_;  // the common start of the two file names
+  PROCESS_INFORMATION process_{};
+};
+
+// quill-grab.exe beside the test program.
+std::filesystem::path GrabProgram();
