@@ -17,5 +17,5 @@ flags=(
   -Iinclude -Isrc -Iprojection -Iprojection/sdk -Iexamples -Iwine -Itests
 )
 
-find src wine examples tools tests -name '*.cpp' -not -path '*/native/*' -print0 |
+find src wine examples tools tests -name '*.cpp' -not -name 'native_*' -print0 |
   xargs -0 -n 1 -P 2 clang++ "${flags[@]}"
