@@ -1,0 +1,140 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "common/dispatcher_queue_abi.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "platform.h"
+
+namespace wine_test {
+namespace {
+
+using ABI::Windows::System::IDispatcherQueue;
+using ABI::Windows::System::IDispatcherQueueHandler;
+using ABI::Windows::System::IDispatcherQueueStatics;
+
+using Work = Delegate<IDispatcherQueueHandler>;
+
+HRESULT CreateController(DWORD size, int thread_type, int apartment_type,
+                         IDispatcherQueueController** controller) {
+  return CreateDispatcherQueueController(
+      {size, static_cast<DISPATCHERQUEUE_THREAD_TYPE>(thread_type),
+       static_cast<DISPATCHERQUEUE_THREAD_APARTMENTTYPE>(apartment_type)},
+      controller);
+}
+
+ComPointer<IDispatcherQueue> QueueOf(IDispatcherQueueController* controller) {
+  ComPointer<IInspectable> queue;
+  controller->get_DispatcherQueue(queue.Put());
+  return queue.As<IDispatcherQueue>();
+}
+
+TEST(DispatcherQueue, RefusesOptionsThatAreNone) {
+  ComPointer<IDispatcherQueueController> controller;
+  EXPECT_EQ(CreateController(0, 2, 2, controller.Put()), E_INVALIDARG);
+  EXPECT_EQ(CreateController(16, 2, 2, controller.Put()), E_INVALIDARG);
+  EXPECT_EQ(CreateController(12, 0, 2, controller.Put()), E_INVALIDARG);
+  EXPECT_EQ(CreateController(12, 3, 2, controller.Put()), E_INVALIDARG);
+  EXPECT_EQ(CreateController(12, 2, 3, controller.Put()), E_INVALIDARG);
+  EXPECT_EQ(CreateController(12, 2, 2, nullptr), E_POINTER);
+  EXPECT_FALSE(controller);
+}
+
+TEST(DispatcherQueue, TakesEveryApartmentTypeOfTheCurrentThread) {
+  for (int apartment_type = 0; apartment_type <= 2; ++apartment_type) {
+    ComPointer<IDispatcherQueueController> controller;
+    EXPECT_EQ(CreateController(12, 2, apartment_type, controller.Put()), S_OK);
+  }
+}
+
+TEST(DispatcherQueue, IsOneAThread) {
+  auto first = MakeDispatcherQueue();
+  ASSERT_TRUE(first);
+  ComPointer<IDispatcherQueueController> second;
+  EXPECT_EQ(CreateController(12, 2, 2, second.Put()), RPC_E_WRONG_THREAD);
+  HRESULT elsewhere = E_FAIL;
+  std::thread([&] {
+    ComPointer<IDispatcherQueueController> other;
+    elsewhere = CreateController(12, 2, 2, other.Put());
+  }).join();
+  EXPECT_EQ(elsewhere, S_OK);
+  first.Reset();
+  EXPECT_EQ(CreateController(12, 2, 2, second.Put()), S_OK);
+}
+
+TEST(DispatcherQueue, IsFoundFromItsOwnThreadOnly) {
+  const auto statics =
+      ActivationFactory<IDispatcherQueueStatics>(L"Windows.System.DispatcherQueue");
+  ASSERT_TRUE(statics);
+  ComPointer<IDispatcherQueue> found;
+  EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
+  EXPECT_FALSE(found);
+  const auto controller = MakeDispatcherQueue();
+  EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
+  EXPECT_EQ(found.Get(), QueueOf(controller.Get()).Get());
+  bool found_elsewhere = true;
+  std::thread([&] {
+    ComPointer<IDispatcherQueue> other;
+    statics->GetForCurrentThread(other.Put());
+    found_elsewhere = static_cast<bool>(other);
+  }).join();
+  EXPECT_FALSE(found_elsewhere);
+}
+
+TEST(DispatcherQueue, RunsWorkInOrderWhileItsThreadDispatchesMessages) {
+  const auto controller = MakeDispatcherQueue();
+  const auto queue = QueueOf(controller.Get());
+  std::vector<int> order;
+  std::vector<DWORD> threads;
+  int accepted = 0;
+  std::thread([&] {
+    for (int i = 0; i < 5; ++i) {
+      const auto work = Work::Make([&, i] {
+        order.push_back(i);
+        threads.push_back(GetCurrentThreadId());
+      });
+      boolean queued = false;
+      queue->TryEnqueue(work.Get(), &queued);
+      accepted += queued;
+    }
+  }).join();
+  EXPECT_EQ(accepted, 5);
+  EXPECT_TRUE(order.empty());
+  DrainMessages();
+  EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4}));
+  EXPECT_EQ(threads, std::vector<DWORD>(5, GetCurrentThreadId()));
+}
+
+TEST(DispatcherQueue, RunsOnePieceOfWorkAMessage) {
+  const auto controller = MakeDispatcherQueue();
+  const auto queue = QueueOf(controller.Get());
+  int runs = 0;
+  const auto work = Work::Make([&] { ++runs; });
+  boolean queued = false;
+  queue->TryEnqueue(work.Get(), &queued);
+  queue->TryEnqueue(work.Get(), &queued);
+  // Other messages may come first.
+  MSG message;
+  while (runs == 0 && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+  EXPECT_EQ(runs, 1);
+  DrainMessages();
+  EXPECT_EQ(runs, 2);
+}
+
+TEST(DispatcherQueue, RefusesWorkOnceItsThreadHasEnded) {
+  ComPointer<IDispatcherQueue> queue;
+  std::thread([&] { queue = QueueOf(MakeDispatcherQueue().Get()); }).join();
+  bool ran = false;
+  const auto work = Work::Make([&] { ran = true; });
+  boolean queued = true;
+  EXPECT_EQ(queue->TryEnqueue(work.Get(), &queued), S_OK);
+  EXPECT_FALSE(queued);
+  EXPECT_FALSE(ran);
+}
+
+}  // namespace
+}  // namespace wine_test

@@ -1,0 +1,191 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include <gtest/gtest.h>
+
+#include <weakreference.h>
+
+#include "painted_window.h"
+#include "platform.h"
+#include "recording.h"
+
+namespace wine_test {
+namespace {
+
+ComPointer<IDirect3D11CaptureFrame> TryGet(IDirect3D11CaptureFramePool* pool) {
+  ComPointer<IDirect3D11CaptureFrame> frame;
+  EXPECT_EQ(pool->TryGetNextFrame(frame.Put()), S_OK);
+  return frame;
+}
+
+TEST(FramePool, NeedsADispatcherQueueOnItsThread) {
+  HRESULT result = S_OK;
+  EXPECT_FALSE(MakePool({64, 64}, 2, &result));
+  EXPECT_EQ(result, RPC_E_WRONG_THREAD);
+}
+
+TEST(FramePool, RefusesWhatItCannotHold) {
+  const auto queue = MakeDispatcherQueue();
+  const auto statics = ActivationFactory<IDirect3D11CaptureFramePoolStatics>(kPoolClass);
+  const auto device = Device().winrt;
+  const auto bgra = DirectXPixelFormat_B8G8R8A8UIntNormalized;
+  ComPointer<IDirect3D11CaptureFramePool> pool;
+  EXPECT_EQ(statics->Create(nullptr, bgra, 2, {64, 64}, pool.Put()), E_INVALIDARG);
+  EXPECT_EQ(statics->Create(device.Get(), bgra, 0, {64, 64}, pool.Put()), E_INVALIDARG);
+  EXPECT_EQ(statics->Create(device.Get(), bgra, 2, {0, 64}, pool.Put()), E_INVALIDARG);
+  EXPECT_EQ(statics->Create(device.Get(), bgra, 2, {64, -1}, pool.Put()), E_INVALIDARG);
+  const auto unknown = ABI::Windows::Graphics::DirectX::DirectXPixelFormat_Unknown;
+  EXPECT_EQ(statics->Create(device.Get(), unknown, 2, {64, 64}, pool.Put()), E_INVALIDARG);
+  EXPECT_FALSE(pool);
+}
+
+TEST(FramePool, GivesNullWhenNothingWaits) {
+  const auto queue = MakeDispatcherQueue();
+  const auto pool = MakePool({64, 64});
+  ComPointer<IDirect3D11CaptureFrame> frame;
+  EXPECT_EQ(pool->TryGetNextFrame(frame.Put()), S_OK);
+  EXPECT_FALSE(frame);
+}
+
+TEST(FramePool, HandsOutBgraTexturesOfItsSize) {
+  const PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()), 2, {100, 90});
+  const auto frame = recording.NextFrame();
+  ASSERT_TRUE(frame);
+  D3D11_TEXTURE2D_DESC description;
+  TextureOf(frame.Get())->GetDesc(&description);
+  EXPECT_EQ(description.Width, 100u);
+  EXPECT_EQ(description.Height, 90u);
+  EXPECT_EQ(description.MipLevels, 1u);
+  EXPECT_EQ(description.ArraySize, 1u);
+  EXPECT_EQ(description.SampleDesc.Count, 1u);
+  EXPECT_EQ(description.Format, DXGI_FORMAT_B8G8R8A8_UNORM);
+  EXPECT_EQ(description.Usage, D3D11_USAGE_DEFAULT);
+  EXPECT_EQ(description.BindFlags,
+            static_cast<UINT>(D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET));
+  ComPointer<ID3D11Device> device;
+  TextureOf(frame.Get())->GetDevice(device.Put());
+  EXPECT_EQ(device.Get(), Device().d3d.Get());
+}
+
+TEST(FramePool, ReusesABufferOnlyOnceItsFrameIsReleasedOrClosed) {
+  const PlatformSetting setting(L"SendUnchangedFrames", 1);
+  const PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  auto first = recording.NextFrame();
+  auto second = recording.NextFrame();
+  ASSERT_TRUE(first);
+  ASSERT_TRUE(second);
+  const auto first_texture = TextureOf(first.Get());
+  const auto second_texture = TextureOf(second.Get());
+  EXPECT_NE(first_texture.Get(), second_texture.Get());
+  EXPECT_FALSE(recording.NextFrame(300));
+
+  first.Reset();
+  auto third = recording.NextFrame();
+  ASSERT_TRUE(third);
+  EXPECT_EQ(TextureOf(third.Get()).Get(), first_texture.Get());
+  EXPECT_FALSE(recording.NextFrame(300));
+
+  EXPECT_EQ(Close(second.Get()), S_OK);
+  auto fourth = recording.NextFrame();
+  ASSERT_TRUE(fourth);
+  EXPECT_EQ(TextureOf(fourth.Get()).Get(), second_texture.Get());
+}
+
+TEST(FramePool, KeepsTheOldestFramesForAHostThatIsLate) {
+  PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  recording.TakeAllFrames();
+  for (int picture = 1; picture <= 4; ++picture) {
+    window.Show(picture);
+    Sleep(120);  // Time for a picture to be taken; the queue's thread dispatches nothing.
+  }
+  const auto first = TryGet(recording.Pool());
+  const auto second = TryGet(recording.Pool());
+  ASSERT_TRUE(first);
+  ASSERT_TRUE(second);
+  EXPECT_EQ(ReadPixels(first.Get()).At(0, 0), PaintedPixel(1, 0, 0));
+  EXPECT_EQ(ReadPixels(second.Get()).At(0, 0), PaintedPixel(2, 0, 0));
+  EXPECT_FALSE(TryGet(recording.Pool()));
+}
+
+TEST(FramePool, MakesBuffersOfTheNewSizeAndDropsWhatWaitsOnRecreate) {
+  PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  const auto old_frame = recording.NextFrame();
+  ASSERT_TRUE(old_frame);
+  window.Show(1);
+  Sleep(200);
+  ASSERT_EQ(recording.Pool()->Recreate(Device().winrt.Get(),
+                                       DirectXPixelFormat_B8G8R8A8UIntNormalized, 2, {50, 40}),
+            S_OK);
+  EXPECT_FALSE(TryGet(recording.Pool()));
+  const auto frame = recording.NextFrame();
+  ASSERT_TRUE(frame);
+  const Pixels pixels = ReadPixels(frame.Get());
+  EXPECT_EQ(pixels.width, 50);
+  EXPECT_EQ(pixels.height, 40);
+  EXPECT_EQ(pixels.At(49, 39), PaintedPixel(1, 49, 39));
+  // A frame that is out keeps its buffer.
+  const Pixels old_pixels = ReadPixels(old_frame.Get());
+  EXPECT_EQ(old_pixels.width, 160);
+  EXPECT_EQ(old_pixels.At(159, 119), PaintedPixel(0, 159, 119));
+}
+
+TEST(FramePool, RefusesCallsOnceClosed) {
+  const PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  const auto frame = recording.NextFrame();
+  ASSERT_TRUE(frame);
+  IDirect3D11CaptureFramePool* const pool = recording.Pool();
+  EXPECT_EQ(Close(pool), S_OK);
+  EXPECT_EQ(Close(pool), S_OK);
+  ComPointer<IDirect3D11CaptureFrame> none;
+  EXPECT_EQ(pool->TryGetNextFrame(none.Put()), kClosed);
+  EXPECT_EQ(
+      pool->Recreate(Device().winrt.Get(), DirectXPixelFormat_B8G8R8A8UIntNormalized, 2, {50, 40}),
+      kClosed);
+  const auto handler = ArrivedHandler::Make([](IDirect3D11CaptureFramePool*, IInspectable*) {});
+  EventRegistrationToken token;
+  EXPECT_EQ(pool->add_FrameArrived(handler.Get(), &token), kClosed);
+  ComPointer<IGraphicsCaptureSession> session;
+  EXPECT_EQ(pool->CreateCaptureSession(MakeItem(window.Handle()).Get(), session.Put()), kClosed);
+  // A frame that is out stays readable.
+  EXPECT_EQ(ReadPixels(frame.Get()).At(3, 4), PaintedPixel(0, 3, 4));
+}
+
+TEST(FramePool, IsWeaklyReferable) {
+  const auto queue = MakeDispatcherQueue();
+  auto pool = MakePool({64, 64});
+  auto source = pool.As<IWeakReferenceSource>();
+  ComPointer<IWeakReference> weak;
+  ASSERT_TRUE(source);
+  ASSERT_EQ(source->GetWeakReference(weak.Put()), S_OK);
+  ComPointer<IInspectable> resolved;
+  EXPECT_EQ(weak->Resolve(__uuidof(IDirect3D11CaptureFramePool), resolved.Put()), S_OK);
+  EXPECT_TRUE(resolved);
+  resolved.Reset();
+  source.Reset();
+  pool.Reset();
+  EXPECT_EQ(weak->Resolve(__uuidof(IDirect3D11CaptureFramePool), resolved.Put()), S_OK);
+  EXPECT_FALSE(resolved);
+}
+
+TEST(Frame, RefusesCallsOnceClosed) {
+  const PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  const auto frame = recording.NextFrame();
+  ASSERT_TRUE(frame);
+  EXPECT_EQ(Close(frame.Get()), S_OK);
+  EXPECT_EQ(Close(frame.Get()), S_OK);
+  ComPointer<IDirect3DSurface> surface;
+  EXPECT_EQ(frame->get_Surface(surface.Put()), kClosed);
+  SizeInt32 size;
+  EXPECT_EQ(frame->get_ContentSize(&size), kClosed);
+  ABI::Windows::Foundation::TimeSpan time;
+  EXPECT_EQ(frame->get_SystemRelativeTime(&time), kClosed);
+}
+
+}  // namespace
+}  // namespace wine_test

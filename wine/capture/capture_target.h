@@ -1,0 +1,34 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+
+namespace standin {
+
+// What is captured: one top-level window or one monitor. Callable from any thread.
+class CaptureTarget {
+ public:
+  virtual ~CaptureTarget() = default;
+
+  // False once it has gone for good.
+  virtual bool Exists() const = 0;
+  // Whether it has a picture at present.
+  virtual bool IsShown() const = 0;
+  // In screen coordinates.
+  virtual RECT Bounds() const = 0;
+  virtual std::wstring Name() const = 0;
+
+  // Copies its pixels, as many as Bounds() tells, to the top left of `destination`.
+  virtual bool CopyTo(HDC destination, SIZE size) const = 0;
+};
+
+// Null when the handle is none that can be captured.
+std::shared_ptr<CaptureTarget> MakeWindowTarget(HWND window);
+std::shared_ptr<CaptureTarget> MakeMonitorTarget(HMONITOR monitor);
+
+}  // namespace standin

@@ -1,0 +1,21 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+namespace standin {
+
+// What the prefix says about the platform, from HKEY_CURRENT_USER\Software\libquill-wgc\Capture.
+// README.md describes the values.
+struct Settings {
+  bool send_unchanged_frames = false;
+  bool cursor_property = true;
+  bool border_property = true;
+  UINT16 universal_api_contract = 15;
+};
+
+Settings ReadSettings();
+
+}  // namespace standin

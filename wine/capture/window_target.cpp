@@ -1,0 +1,66 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "capture/capture_target.h"
+
+namespace standin {
+namespace {
+
+// A window's picture is its whole rectangle, frame and title bar included, as on Windows, which
+// captures the visible frame. Windows 10's own frames are smaller than GetWindowRect by an
+// invisible border to grab; Wine's windows have no such border, so here the two are the same
+// rectangle.
+class WindowTarget : public CaptureTarget {
+ public:
+  explicit WindowTarget(HWND window) : window_(window) {
+    thread_id_ = GetWindowThreadProcessId(window, nullptr);
+  }
+
+  // A handle may be given out anew after the window is destroyed: the same thread must still own
+  // it.
+  bool Exists() const override {
+    return IsWindow(window_) && GetWindowThreadProcessId(window_, nullptr) == thread_id_;
+  }
+
+  bool IsShown() const override { return IsWindowVisible(window_) && !IsIconic(window_); }
+
+  // A minimised window answers with the size that it will have again.
+  RECT Bounds() const override {
+    RECT bounds = {};
+    WINDOWPLACEMENT placement = {};
+    placement.length = sizeof(placement);
+    if (IsIconic(window_) && GetWindowPlacement(window_, &placement)) {
+      bounds = placement.rcNormalPosition;
+    } else {
+      GetWindowRect(window_, &bounds);
+    }
+    return bounds;
+  }
+
+  std::wstring Name() const override {
+    wchar_t text[256] = {};
+    const int length = GetWindowTextW(window_, text, ARRAYSIZE(text));
+    return std::wstring(text, length);
+  }
+
+  bool CopyTo(HDC destination, SIZE size) const override {
+    const HDC source = GetWindowDC(window_);
+    if (!source) return false;
+    const bool copied = BitBlt(destination, 0, 0, size.cx, size.cy, source, 0, 0, SRCCOPY);
+    ReleaseDC(window_, source);
+    return copied;
+  }
+
+ private:
+  const HWND window_;
+  DWORD thread_id_ = 0;
+};
+
+}  // namespace
+
+std::shared_ptr<CaptureTarget> MakeWindowTarget(HWND window) {
+  if (!IsWindow(window) || GetAncestor(window, GA_ROOT) != window) return nullptr;
+  return std::make_shared<WindowTarget>(window);
+}
+
+}  // namespace standin
