@@ -60,6 +60,18 @@ bool PollUntil(void* session, Poll* last, Done done) {
   return false;
 }
 
+// Lets the window's picture reach the pool without a poll: one frame, as no other change follows.
+inline void ShowAndWait(PatternWindow& window, const Picture& picture) {
+  window.Show(picture);
+  Sleep(150);
+}
+
+// What a host with a message loop of its own does.
+inline void PumpMessages() {
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+}
+
 inline bool Shows(const Poll& poll, const Picture& picture) {
   return poll.result && poll.width == static_cast<uint32_t>(picture.width) &&
          poll.height == static_cast<uint32_t>(picture.height) &&

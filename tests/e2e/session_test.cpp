@@ -4,7 +4,8 @@
 // The life of a session as a host sees it: handles, status, device, log lines, switches.
 #include <d3d11.h>
 
-#include <algorithm>
+#include <atomic>
+#include <functional>
 #include <thread>
 
 #include "e2e/capture.h"
@@ -57,6 +58,31 @@ TEST(Status, FollowsTheLifeOfTheCapture) {
   EXPECT_TRUE(PollUntil(session.get(), &poll,
                         [&](const Poll&) { return !Wgc().wgc_get_status(session.get()); }));
   EXPECT_TRUE(log.Has(Info("Wgc on_closed")));
+}
+
+TEST(Status, ChangesBeforeStartSaysSoAndAfterClosedSaysSo) {
+  PatternWindow window(MakePattern(80, 60));
+  LogRecorder log;
+  Session session(Wgc().wgc_session_create(window.handle()));
+  struct Seen {
+    void* session;
+    int at_started = -1;
+    std::atomic<int> at_closed = -1;
+  } seen{session.get()};
+  log.context = &seen;
+  log.on_line = [](const LogLine& line, void* context) {
+    auto* seen = static_cast<Seen*>(context);
+    const bool status = Wgc().wgc_get_status(seen->session);
+    if (line.text == "Wgc session started.") seen->at_started = status;
+    if (line.text == "Wgc on_closed") seen->at_closed = status;
+  };
+  ASSERT_TRUE(session.Start());
+  EXPECT_EQ(seen.at_started, 1);
+  window.Destroy();
+  Poll poll;
+  ASSERT_TRUE(PollUntil(session.get(), &poll,
+                        [&](const Poll&) { return !Wgc().wgc_get_status(session.get()); }));
+  EXPECT_EQ(seen.at_closed, 1);
 }
 
 TEST(Status, StaysTrueAfterTheStopSequenceWhenTheItemNeverClosed) {

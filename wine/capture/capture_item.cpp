@@ -3,6 +3,8 @@
 
 #include "capture/capture_item.h"
 
+#include "capture/call_trace.h"
+
 namespace standin {
 
 using ABI::Windows::Graphics::SizeInt32;
@@ -25,6 +27,7 @@ HRESULT CaptureItem::get_DisplayName(HSTRING* value) {
 
 // The size at the time of the call; the last one known when the target has gone.
 HRESULT CaptureItem::get_Size(SizeInt32* value) {
+  Trace("get_Size");
   if (!value) return E_POINTER;
   const std::lock_guard lock(mutex_);
   if (target_->Exists()) {
@@ -36,11 +39,13 @@ HRESULT CaptureItem::get_Size(SizeInt32* value) {
 }
 
 HRESULT CaptureItem::add_Closed(ItemClosedHandler* handler, EventRegistrationToken* token) {
+  Trace("add_Closed");
   const HRESULT added = closed_.Add(handler, token);
   return FAILED(added) ? added : WatchTarget();
 }
 
 HRESULT CaptureItem::remove_Closed(EventRegistrationToken token) {
+  Trace("remove_Closed");
   closed_.Remove(token);
   return S_OK;
 }

@@ -3,6 +3,7 @@
 
 #include "capture/capture_session.h"
 
+#include "capture/call_trace.h"
 #include "capture/capture_item.h"
 #include "capture/capture_loop.h"
 #include "capture/tick.h"
@@ -22,6 +23,7 @@ CaptureSession::CaptureSession(Ref<IGraphicsCaptureItem> item, std::shared_ptr<F
       pool_(std::move(pool)) {}
 
 HRESULT CaptureSession::StartCapture() {
+  Trace("StartCapture");
   if (closed_ || frames_->IsClosed()) return kClosed;
   const std::lock_guard lock(mutex_);
   if (started_) return kIllegalMethodCall;
@@ -44,6 +46,7 @@ HRESULT CaptureSession::get_IsCursorCaptureEnabled(boolean* value) {
 }
 
 HRESULT CaptureSession::put_IsCursorCaptureEnabled(boolean value) {
+  Trace("put_IsCursorCaptureEnabled %d", value);
   if (closed_) return kClosed;
   *cursor_ = value != 0;
   return S_OK;
@@ -57,12 +60,14 @@ HRESULT CaptureSession::get_IsBorderRequired(boolean* value) {
 }
 
 HRESULT CaptureSession::put_IsBorderRequired(boolean value) {
+  Trace("put_IsBorderRequired %d", value);
   if (closed_) return kClosed;
   border_ = value != 0;
   return S_OK;
 }
 
 HRESULT CaptureSession::Close() {
+  Trace("session Close");
   closed_ = true;
   const std::lock_guard lock(mutex_);
   thread_.Stop();

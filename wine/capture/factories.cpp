@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "capture/api_information.h"
+#include "capture/call_trace.h"
 #include "capture/capture_item.h"
 #include "capture/frame_pool.h"
 #include "common/factory.h"
@@ -25,9 +26,11 @@ class ItemFactory : public Factory<IGraphicsCaptureItemInterop> {
   ItemFactory() : Factory(L"Windows.Graphics.Capture.GraphicsCaptureItem") {}
 
   HRESULT STDMETHODCALLTYPE CreateForWindow(HWND window, REFIID iid, void** result) override {
+    Trace("CreateForWindow");
     return MakeItem(MakeWindowTarget(window), iid, result);
   }
   HRESULT STDMETHODCALLTYPE CreateForMonitor(HMONITOR monitor, REFIID iid, void** result) override {
+    Trace("CreateForMonitor");
     return MakeItem(MakeMonitorTarget(monitor), iid, result);
   }
 
@@ -48,6 +51,7 @@ class FramePoolFactory : public Factory<IDirect3D11CaptureFramePoolStatics> {
                                    INT32 number_of_buffers, SizeInt32 size,
                                    IDirect3D11CaptureFramePool** result) override {
     if (!result) return E_POINTER;
+    Trace("Create %d %d %dx%d", format, number_of_buffers, size.Width, size.Height);
     Ref<FramePool> pool;
     const HRESULT created = FramePool::Create(device, format, number_of_buffers, size, pool);
     *result = pool.Detach();

@@ -8,6 +8,7 @@
 
 #include <mutex>
 
+#include "capture/call_trace.h"
 #include "capture/capture_frame.h"
 #include "capture/capture_item.h"
 #include "capture/capture_session.h"
@@ -77,7 +78,7 @@ HRESULT FramePool::Create(IDirect3DDevice* device, DirectXPixelFormat format,
   if (FAILED(found)) return found;
   if (!queue) return RPC_E_WRONG_THREAD;
   auto pool = Make<FramePool>(std::move(queue));
-  const HRESULT filled = pool->Recreate(device, format, number_of_buffers, size);
+  const HRESULT filled = pool->Refill(device, format, number_of_buffers, size);
   if (SUCCEEDED(filled)) result = std::move(pool);
   return filled;
 }
@@ -92,6 +93,12 @@ FramePool::~FramePool() {
 
 HRESULT FramePool::Recreate(IDirect3DDevice* device, DirectXPixelFormat format,
                             INT32 number_of_buffers, SizeInt32 size) {
+  Trace("Recreate %d %d %dx%d", format, number_of_buffers, size.Width, size.Height);
+  return Refill(device, format, number_of_buffers, size);
+}
+
+HRESULT FramePool::Refill(IDirect3DDevice* device, DirectXPixelFormat format,
+                          INT32 number_of_buffers, SizeInt32 size) {
   if (frames_->IsClosed()) return kClosed;
   std::shared_ptr<BufferSet> buffers;
   const HRESULT made = MakeBuffers(device, format, number_of_buffers, size, buffers);
@@ -101,6 +108,7 @@ HRESULT FramePool::Recreate(IDirect3DDevice* device, DirectXPixelFormat format,
 
 // The picture becomes a texture only here, on the thread where the host uses its device.
 HRESULT FramePool::TryGetNextFrame(IDirect3D11CaptureFrame** result) {
+  Trace("TryGetNextFrame");
   if (!result) return E_POINTER;
   *result = nullptr;
   if (frames_->IsClosed()) return kClosed;
@@ -112,17 +120,20 @@ HRESULT FramePool::TryGetNextFrame(IDirect3D11CaptureFrame** result) {
 }
 
 HRESULT FramePool::add_FrameArrived(FrameArrivedHandler* handler, EventRegistrationToken* token) {
+  Trace("add_FrameArrived");
   if (frames_->IsClosed()) return kClosed;
   return frame_arrived_.Add(handler, token);
 }
 
 HRESULT FramePool::remove_FrameArrived(EventRegistrationToken token) {
+  Trace("remove_FrameArrived");
   frame_arrived_.Remove(token);
   return S_OK;
 }
 
 HRESULT FramePool::CreateCaptureSession(IGraphicsCaptureItem* item,
                                         IGraphicsCaptureSession** result) {
+  Trace("CreateCaptureSession");
   if (!result) return E_POINTER;
   *result = nullptr;
   if (frames_->IsClosed()) return kClosed;
@@ -141,6 +152,7 @@ HRESULT FramePool::get_DispatcherQueue(IInspectable** value) {
 }
 
 HRESULT FramePool::Close() {
+  Trace("pool Close");
   frames_->Close();
   frame_arrived_.RemoveAll();
   return S_OK;

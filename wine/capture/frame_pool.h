@@ -48,6 +48,10 @@ class FramePool : public RuntimeObject<ABI::Windows::Graphics::Capture::IDirect3
   }
 
  private:
+  HRESULT Refill(ABI::Windows::Graphics::DirectX::Direct3D11::IDirect3DDevice* device,
+                 ABI::Windows::Graphics::DirectX::DirectXPixelFormat format,
+                 INT32 number_of_buffers, ABI::Windows::Graphics::SizeInt32 size);
+
   using IDirect3D11CaptureFramePool = ABI::Windows::Graphics::Capture::IDirect3D11CaptureFramePool;
 
   const Ref<ABI::Windows::System::IDispatcherQueue> dispatcher_queue_;

@@ -1,0 +1,11 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+namespace standin {
+
+// Notes a call of the host's with its plain arguments, printf-style, when a trace is being taken.
+__attribute__((format(printf, 1, 2))) void Trace(const char* format, ...);
+
+}  // namespace standin
