@@ -19,8 +19,10 @@ class Winemine {
                         &process_)) {
       return;
     }
-    WaitForInputIdle(process_.hProcess, 10000);
-    for (int i = 0; i < 500 && window_ == nullptr; ++i) {
+    // Wine sometimes needs 20 seconds before a program's first window: it waits twice for its
+    // desktop.
+    WaitForInputIdle(process_.hProcess, 30000);
+    for (int i = 0; i < 3000 && window_ == nullptr; ++i) {
       window_ = FindWindowW(nullptr, L"WineMine");
       Sleep(10);
     }
