@@ -23,9 +23,9 @@
  * session's start thread: the platform delivers frames on it, and only while it pumps its Win32
  * messages, which wgc_get_recent_frame does. Start, poll, switch and destroy a session on that one
  * thread. Only wgc_get_status, wgc_set_dirty_rect, wgc_register_logger and is_wgc_session_supported
- * may be called from any thread. Sessions are independent of each other, each on its own thread: the
- * platform gives a thread one dispatcher queue, so a second session cannot start on a thread before
- * the first is destroyed.
+ * may be called from any thread. Sessions are independent of each other, each on its own thread:
+ * the platform gives a thread one dispatcher queue, so a second session cannot start on a thread
+ * before the first is destroyed.
  *
  * COM. The first session created in a process initialises COM for the multithreaded apartment on
  * the creating thread. On a thread that already is a single-threaded apartment this fails, and the
@@ -142,10 +142,11 @@ void wgc_free_recent_frame(void* session, void* frame);
  *
  * With change detection (wgc_set_dirty_rect) the changed share of the area, 0.0 to 1.0, in steps of
  * 32 x 32 pixel tiles; the last tile column and row, and everything right of 4096 pixels, are not
- * watched. 1.0 for the first frame after detection was turned on or the size changed (0.0 for it in
- * texture output), and for every frame without detection. 0.0 when no frame has arrived since the
- * previous call. In texture output each frame is compared with a blank one, not with the previous.
- * Start thread; from another thread a value may be lost. */
+ * watched. 1.0 for the first frame of a size that detection meets (0.0 for it in texture output),
+ * and for every frame without detection. 0.0 when no frame has arrived since the previous call.
+ * Frames are compared with the previous frame that detection saw in byte output; in texture output
+ * always with the same one, a blank one when detection ran in texture output only. Start thread;
+ * from another thread a value may be lost. */
 float wgc_get_update_ratio(void* session);
 
 /* True from a successful wgc_session_start until the platform closes the captured item, which it

@@ -62,7 +62,8 @@ TEST(Poll, TheThirdArgumentMayBeAnything) {
 
 TEST(Poll, SwallowsAQuitMessage) {
   Session session(Wgc().wgc_session_create(nullptr));
-  PostQuitMessage(5);
+  // Posted, not PostQuitMessage: so it stands in the queue ahead of the message behind it.
+  PostThreadMessageW(GetCurrentThreadId(), WM_QUIT, 5, 0);
   PostThreadMessageW(GetCurrentThreadId(), WM_APP, 0, 0);
   PollOnce(session.get());
   MSG message;
