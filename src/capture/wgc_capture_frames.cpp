@@ -128,8 +128,8 @@ bool WgcCaptureSession::DetectChanges(ID3D11Texture2D* texture, const D3D11_TEXT
   // frame is always compared with this one.
   frame_diff_.UpdateOld(texture);
 
-  // "Unchanged" spares the copy because the buffer holds the previous frame. A buffer that is about
-  // to be allocated or to change its layout holds none.
+  // "Unchanged" spares the copy because the buffer holds a frame already. A buffer that is about to
+  // be allocated or to change its layout holds none.
   if (!FrameBufferFits(desc.Width, desc.Height)) copy_mode_ = 2;
   return true;
 }
@@ -245,8 +245,8 @@ void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
   if (!EnsureOutputTexture(src)) return;
 
   if (dirty_rect_enabled_) {
-    // The old frame is never updated here: in texture output every frame is compared with what the
-    // engine was built with. Whether the engine works is not this path's concern.
+    // The old frame is never updated here: in texture output every frame is compared with the same
+    // one, whatever the engine held before. Whether the engine works is not this path's concern.
     dirty_rects_.clear();
     update_ratio_ = 0.0f;
     if (frame_diff_.IsSizeChanged(src.Width, src.Height)) {

@@ -99,7 +99,7 @@ WgcCaptureSession::~WgcCaptureSession() {
     frame_buffer_ = nullptr;
     frame_buffer_size_ = 0;
   }
-  // The textures go before the engine flushes the context, the context before the device.
+  // Ahead of the engine, whose Release flushes the context and so frees the texture at once.
   frame_texture_ = nullptr;
   frame_diff_.Release();
 }

@@ -320,6 +320,12 @@ TEST(Detection, TurnedOnLaterTheNextFrameIsCopiedWholeWithRatioOne) {
     return Wgc().wgc_get_update_ratio(session.get()) == 1.0f;
   }));
   EXPECT_TRUE(SamePixels(poll, picture));
+  // Without detection these frames would have ratio 1.
+  for (int i = 0; i < 10; ++i) {
+    Sleep(30);
+    ASSERT_TRUE(PollOnce(session.get()).result);
+    EXPECT_EQ(Wgc().wgc_get_update_ratio(session.get()), 0.0f);
+  }
 }
 
 TEST(TextureOutput, HasTheWindowsPixelsOnTheSessionsDevice) {
