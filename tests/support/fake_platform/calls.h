@@ -1,0 +1,165 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// The native tests' platform: what every call into it goes through. A call is written down, counts
+// towards the faults that a test has planned, and may so be made to fail. Objects count themselves.
+//
+// Everything here may be used from several threads at once, except that a test plans faults and
+// starts a recording only while no other thread is inside the platform.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace fake {
+
+// What a call does in place of its work.
+struct Fault {
+  enum class Kind {
+    kResult,           // answers `result` and leaves no object behind
+    kNothing,          // answers S_OK and leaves no object, no data and no text behind
+    kResultAfterWork,  // does its work, then answers `result` all the same
+    kStandardException,
+    kForeignException,  // of a type that nobody knows
+  };
+
+  Kind kind = Kind::kResult;
+  HRESULT result = S_OK;
+};
+
+inline constexpr char kStandardExceptionText[] = "the platform's own words";
+
+// A call that can fail: one that answers an HRESULT, or that allocates.
+struct FailableCall {
+  uint64_t number;  // counted from 1 since the plan was made
+  std::string_view function;
+};
+
+// Decides for each failable call; an empty answer lets it do its work. Called from every thread
+// that is inside the platform.
+using FaultPlan = std::function<std::optional<Fault>(const FailableCall&)>;
+
+// Replaces the plan and starts counting from 1. An empty plan only counts.
+void PlanFaults(FaultPlan plan);
+inline void PlanNoFaults() {
+  PlanFaults({});
+}
+
+// How many failable calls there were since the plan was made, and how many of them failed.
+uint64_t FailableCalls();
+uint64_t FaultsInjected();
+
+// The usual plans.
+FaultPlan NthCall(uint64_t number, Fault fault);
+FaultPlan NthCallOf(std::string function, uint64_t number, Fault fault);
+FaultPlan EveryCallOf(std::string function, Fault fault);
+
+// From now on each call is written down as one line, until TakeRecording. A call reads as in C++,
+// with the object it is made on in front of it; a line that ends in "= name" tells what it made.
+// Destructions are "~name". With `references`, the library's AddRef and Release calls are lines
+// too.
+void StartRecording(bool references = false);
+std::vector<std::string> TakeRecording();
+
+// The functions of the failable calls of the recording last taken, in order: the n-th entry is what
+// NthCall(n) makes fail, if the same is done again.
+std::vector<std::string> FailableFunctionsRecorded();
+
+// Adds a line of the test's own to the recording.
+void Note(const std::string& line);
+
+// What the library asked for that a real platform would refuse without an answer (a copy between
+// textures of different size, for instance). Emptied by the call.
+std::vector<std::string> TakeRefusals();
+
+// Objects of the platform that are alive, and bytes of the C heap that the library holds.
+int64_t LiveObjects();
+int64_t HeapBytes();
+// The largest number of such bytes held at once since the last ResetHeapPeak.
+int64_t HeapPeak();
+void ResetHeapPeak();
+
+// The library's next `number`-th operator new on this thread throws std::bad_alloc (its nothrow
+// form answers null); 0 turns that off. What the platform and OutsideLibrary allocate is not
+// counted.
+void FailNew(uint64_t number);
+// How often the library called operator new on this thread since FailNew.
+uint64_t NewCalls();
+
+// Marks code that the library calls but that is not the library's, such as a log callback.
+class OutsideLibrary {
+ public:
+  OutsideLibrary();
+  ~OutsideLibrary();
+  OutsideLibrary(const OutsideLibrary&) = delete;
+  OutsideLibrary& operator=(const OutsideLibrary&) = delete;
+};
+
+// Forgets plans, recordings, refusals and names, for the next test.
+void ResetCalls();
+
+// From here on for the platform itself.
+
+bool IsRecording();
+bool IsRecordingReferences();
+void Refuse(const std::string& line);
+std::string NewName(const char* kind);
+void CountObject(int change);
+std::string InterfaceName(REFIID id);
+
+template <typename T>
+void Print(std::ostream& out, const T& value) {
+  out << value;
+}
+
+// One call of the library into the platform, for as long as it lasts.
+class Call {
+ public:
+  // receiver: the object's name, empty for a flat function. Arguments are printed in their order.
+  template <typename... Arguments>
+  Call(std::string_view receiver, const char* function, const Arguments&... arguments)
+      : function_(function) {
+    if (IsRecording()) Record(receiver, arguments...);
+  }
+
+  // A call that is not written down: strings and the like, which would only clutter a recording.
+  struct Quiet {};
+  Call(Quiet, const char* function) : function_(function) {}
+
+  // Whether the call is to fail; counts it among the failable ones. Throws when that is the fault.
+  bool Fails();
+  // The answer of a call that fails.
+  HRESULT Result() const { return fault_->result; }
+  bool FailsAfterWork() const { return fault_ && fault_->kind == Fault::Kind::kResultAfterWork; }
+
+  // Completes the line with what the call made.
+  void Made(std::string_view name);
+
+ private:
+  template <typename... Arguments>
+  void Record(std::string_view receiver, const Arguments&... arguments) {
+    std::ostringstream line;
+    if (!receiver.empty()) line << receiver << '.';
+    line << function_ << '(';
+    [[maybe_unused]] const char* separator = "";
+    ((line << std::exchange(separator, ", "), Print(line, arguments)), ...);
+    line << ')';
+    Write(line.str());
+  }
+  void Write(const std::string& line);
+
+  OutsideLibrary outside_;
+  const char* function_;
+  std::optional<Fault> fault_;
+  size_t line_ = SIZE_MAX;
+};
+
+}  // namespace fake

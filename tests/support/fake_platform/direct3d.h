@@ -1,0 +1,101 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// Direct3D 11 with its textures in ordinary memory and its three compute programs run on the CPU.
+// What is mapped is a block of its own, with poisoned gaps between the rows, that is freed by
+// Unmap: a read beside the pixels or after Unmap is an error that the address sanitizer reports.
+#pragma once
+
+#include <windows.h>
+
+#include <d3d11.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/reference_diff.h"
+
+namespace fake {
+
+// The contents of a texture or a buffer: rows without gaps, zero until they are written.
+class Memory {
+ public:
+  Memory(uint32_t row_bytes, uint32_t rows) : row_bytes_(row_bytes), rows_(rows) {}
+
+  uint32_t row_bytes() const { return row_bytes_; }
+  uint32_t rows() const { return rows_; }
+  bool IsUntouched() const { return bytes_ == nullptr; }
+
+  // Null while untouched.
+  const uint8_t* Read(uint32_t row) const;
+  uint8_t* Write(uint32_t row);
+  void CopyFrom(const Memory& other);
+
+ private:
+  struct Free {
+    void operator()(uint8_t* block) const;
+  };
+
+  uint32_t row_bytes_;
+  uint32_t rows_;
+  std::unique_ptr<uint8_t, Free> bytes_;
+};
+
+// A mapped subresource: see above.
+class Mapping {
+ public:
+  // padding: bytes between the rows. With `tail` as many bytes more, all ones, after the last row.
+  Mapping(uint32_t row_bytes, uint32_t rows, uint32_t padding, uint32_t tail);
+  ~Mapping();
+  Mapping(const Mapping&) = delete;
+  Mapping& operator=(const Mapping&) = delete;
+
+  uint8_t* Row(uint32_t row) { return block_.get() + static_cast<size_t>(row) * pitch_; }
+  D3D11_MAPPED_SUBRESOURCE Describe();
+
+ private:
+  const uint32_t row_bytes_;
+  const uint32_t rows_;
+  const uint32_t pitch_;
+  const uint32_t tail_;
+  std::unique_ptr<uint8_t[]> block_;
+};
+
+// What copies, maps and programs see of a texture or a buffer.
+struct Storage {
+  Memory memory;
+  DXGI_FORMAT format;
+  D3D11_USAGE usage;
+  UINT cpu_access;
+  uint32_t width;   // pixels, or bytes of a buffer
+  uint32_t height;  // 1 of a buffer
+  bool is_buffer;
+  std::unique_ptr<Mapping> mapping;
+  D3D11_MAP map_type = D3D11_MAP_READ;
+};
+
+// Host side of the platform: the tests make frames of these.
+D3D11_TEXTURE2D_DESC FrameDesc(uint32_t width, uint32_t height,
+                               DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM,
+                               D3D11_USAGE usage = D3D11_USAGE_DEFAULT);
+// A texture on the device, with one reference for the caller. Null when Direct3D refuses it.
+ID3D11Texture2D* NewTexture(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc);
+// The picture goes to the top left of the texture; what sticks out is cut off.
+void Draw(ID3D11Texture2D* texture, const reference::Image& picture);
+// The pixels of a texture with four bytes each.
+reference::Image PixelsOf(ID3D11Texture2D* texture);
+D3D11_TEXTURE2D_DESC DescOf(ID3D11Texture2D* texture);
+bool IsMapped(ID3D11Resource* resource);
+
+// A device as D3D11CreateDevice makes it, with one reference for the caller.
+ID3D11Device* NewDevice();
+
+// Descriptions as they read in a recording, for hand-written lists:
+// "64x48 mips 1 layers 1 format 87 samples 1/0 usage 3 bind 0x0 cpu 0x20000 misc 0x0".
+std::string Text(const D3D11_TEXTURE2D_DESC& desc);
+// "16 bytes usage 2 bind 0x4 cpu 0x10000 misc 0x0 stride 0"
+std::string Text(const D3D11_BUFFER_DESC& desc);
+
+}  // namespace fake

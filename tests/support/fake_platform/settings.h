@@ -1,0 +1,66 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// What the native tests' platform is like. A test sets it before the library looks.
+#pragma once
+
+#include <windows.h>
+
+#include <activation.h>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace fake {
+
+struct AdapterSettings {
+  UINT vendor_id = 0x8086;
+  HRESULT get_desc_result = S_OK;
+  UINT flags = 0;
+};
+
+struct Settings {
+  std::vector<AdapterSettings> adapters = {{}};
+
+  bool cursor_property_present = true;
+  bool border_property_present = true;
+  uint16_t universal_contract = 8;
+  // Agile statics are kept by the library's process-wide cache for good, out of reach of the next
+  // test; the platform's real ones are agile.
+  bool agile_factories = false;
+
+  // Size of new capture items, in pixels.
+  int32_t item_width = 64;
+  int32_t item_height = 48;
+
+  // What a mapped texture's rows are longer than their pixels, in bytes.
+  uint32_t row_padding = 64;
+  // What a mapped buffer is longer than the buffer, in bytes; holds ones.
+  uint32_t buffer_padding = 0;
+
+  // What RoGetActivationFactory finds under names that are not of this platform; the test keeps it
+  // alive.
+  IActivationFactory* foreign_factory = nullptr;
+  // Whether activation needs an apartment, that is, a call to CoIncrementMTAUsage before.
+  bool apartment_needed = false;
+
+  HRESULT co_initialize_result = S_OK;
+  int64_t performance_frequency = 10'000'000;  // hertz
+};
+
+inline Settings settings;
+
+// What became of the process-wide initialisation of COM.
+inline int com_initializations = 0;
+inline int com_uninitializations = 0;
+inline std::optional<DWORD> com_apartment;  // as asked for
+
+// How often CoIncrementMTAUsage was called.
+inline int mta_usages = 0;
+
+// Settings, recordings, plans and this thread's message queue as a new test finds them. What the
+// library holds stays alive.
+void Reset();
+
+}  // namespace fake
