@@ -315,21 +315,38 @@ extern "C" HRESULT WINAPI CoIncrementMTAUsage(CO_MTA_USAGE_COOKIE* cookie) {
   return S_OK;
 }
 
-// There are no libraries to load.
-extern "C" HMODULE WINAPI LoadLibraryExW(LPCWSTR, HANDLE, DWORD) {
+// A module is the entry of the settings.
+extern "C" HMODULE WINAPI LoadLibraryExW(LPCWSTR path, HANDLE, DWORD) {
+  std::string const name = ToUtf8(path, static_cast<int>(winrt::impl::length(path)));
+  for (fake::LibrarySettings& library : fake::settings.libraries) {
+    if (library.name == name) {
+      ++fake::libraries_loaded;
+      return reinterpret_cast<HMODULE>(&library);
+    }
+  }
   return nullptr;
-}
-extern "C" FARPROC WINAPI GetProcAddress(HMODULE, LPCSTR) {
-  return nullptr;
-}
-extern "C" BOOL WINAPI FreeLibrary(HMODULE) {
-  return FALSE;
 }
 
-// Marshalling has no meaning within one native process.
+extern "C" FARPROC WINAPI GetProcAddress(HMODULE library, LPCSTR name) {
+  if (std::strcmp(name, "DllGetActivationFactory") != 0) {
+    return nullptr;
+  }
+  auto* const found = reinterpret_cast<fake::LibrarySettings*>(library);
+  return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(found->get_activation_factory));
+}
+
+extern "C" BOOL WINAPI FreeLibrary(HMODULE) {
+  --fake::libraries_loaded;
+  return TRUE;
+}
+
 extern "C" HRESULT WINAPI CoCreateFreeThreadedMarshaler(::IUnknown*, ::IUnknown** marshaler) {
-  *marshaler = nullptr;
-  return E_NOTIMPL;
+  *marshaler = fake::settings.marshaler;
+  if (!*marshaler) {
+    return E_OUTOFMEMORY;
+  }
+  (*marshaler)->AddRef();
+  return S_OK;
 }
 
 extern "C" HRESULT WINAPI CoInitializeEx(void* reserved, DWORD apartment) {
@@ -364,6 +381,7 @@ void Reset() {
   com_initializations = 0;
   com_uninitializations = 0;
   com_apartment.reset();
+  libraries_loaded = 0;
   mta_usages = 0;
   error_info = nullptr;
   window_procedure = {};

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace fake {
@@ -18,6 +19,12 @@ struct AdapterSettings {
   UINT vendor_id = 0x8086;
   HRESULT get_desc_result = S_OK;
   UINT flags = 0;
+};
+
+struct LibrarySettings {
+  std::string name;  // as LoadLibraryExW is given it
+  // Its DllGetActivationFactory, null when it has none.
+  HRESULT(WINAPI* get_activation_factory)(HSTRING name, IActivationFactory** factory) = nullptr;
 };
 
 struct Settings {
@@ -42,6 +49,10 @@ struct Settings {
   // What RoGetActivationFactory finds under names that are not of this platform; the test keeps it
   // alive.
   IActivationFactory* foreign_factory = nullptr;
+  // What the loader finds.
+  std::vector<LibrarySettings> libraries;
+  // What CoCreateFreeThreadedMarshaler hands out; it fails without one. The test keeps it alive.
+  ::IUnknown* marshaler = nullptr;
   // Whether activation needs an apartment, that is, a call to CoIncrementMTAUsage before.
   bool apartment_needed = false;
 
@@ -55,6 +66,9 @@ inline Settings settings;
 inline int com_initializations = 0;
 inline int com_uninitializations = 0;
 inline std::optional<DWORD> com_apartment;  // as asked for
+
+// How often libraries were loaded, less how often they were freed.
+inline int libraries_loaded = 0;
 
 // How often CoIncrementMTAUsage was called.
 inline int mta_usages = 0;
