@@ -116,11 +116,14 @@ struct hresult_error {
   void originate_from(com_ptr<IErrorInfo> const& info) noexcept {
     impl::bstr description;
     if (info && SUCCEEDED(info->GetDescription(description.put())) && description) {
-      hstring const message = description.text();
-      originate(static_cast<HSTRING>(get_abi(message)));
-    } else {
-      originate(nullptr);
+      try {
+        hstring const message = description.text();
+        return originate(static_cast<HSTRING>(get_abi(message)));
+      } catch (...) {
+        // No memory for the text: the error goes on without it.
+      }
     }
+    originate(nullptr);
   }
 
   hresult code_{E_FAIL};
@@ -195,6 +198,19 @@ inline void check_hresult(hresult result) {
   }
 }
 
+namespace impl {
+
+// Raises the error with its text, or without it when there is no memory for the text.
+inline hresult described(hresult code, char const* text) noexcept {
+  try {
+    return hresult_error(code, to_hstring(text)).to_abi();
+  } catch (...) {
+    return hresult_error(code).to_abi();
+  }
+}
+
+}  // namespace impl
+
 inline hresult to_hresult() noexcept {
   try {
     throw;
@@ -203,11 +219,11 @@ inline hresult to_hresult() noexcept {
   } catch (std::bad_alloc const&) {
     return E_OUTOFMEMORY;
   } catch (std::out_of_range const& error) {
-    return hresult_out_of_bounds(to_hstring(error.what())).to_abi();
+    return impl::described(impl::error_out_of_bounds, error.what());
   } catch (std::invalid_argument const& error) {
-    return hresult_invalid_argument(to_hstring(error.what())).to_abi();
+    return impl::described(E_INVALIDARG, error.what());
   } catch (std::exception const& error) {
-    return hresult_error(E_FAIL, to_hstring(error.what())).to_abi();
+    return impl::described(E_FAIL, error.what());
   } catch (...) {
     return E_FAIL;
   }

@@ -1,0 +1,68 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// Errors where there is no memory to describe them: they go on without their text, and end nothing.
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "support/fake_platform/calls.h"
+#include "support/fake_platform/settings.h"
+#include "winrt/test_objects.h"
+
+namespace {
+
+using winrt::com_ptr;
+
+// Information that only IErrorInfo describes.
+struct PlainErrorInfo final : TestObject<IErrorInfo> {
+  HRESULT STDMETHODCALLTYPE GetGUID(GUID*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetSource(BSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) override {
+    *description = SysAllocString(L"what went wrong");
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD*) override { return E_NOTIMPL; }
+};
+
+class NativeErrors : public testing::Test {
+ protected:
+  void SetUp() override { fake::Reset(); }
+  void TearDown() override {
+    fake::Reset();
+    EXPECT_EQ(objects_alive, 0);
+  }
+
+  static void NoStrings() {
+    fake::PlanFaults(
+        fake::EveryCallOf("WindowsCreateString", {fake::Fault::Kind::kResult, E_OUTOFMEMORY}));
+  }
+};
+
+TEST_F(NativeErrors, ADescriptionThatCannotBeCopiedIsLeftOut) {
+  com_ptr<PlainErrorInfo> const info{new PlainErrorInfo, winrt::take_ownership_from_abi};
+  SetErrorInfo(0, info.get());
+  NoStrings();
+  EXPECT_EQ(winrt::hresult_error(E_ACCESSDENIED, winrt::take_ownership_from_abi).code(),
+            E_ACCESSDENIED);
+  EXPECT_EQ(fake::FaultsInjected(), 1u);
+}
+
+HRESULT ResultOf(auto exception) {
+  try {
+    throw exception;
+  } catch (...) {
+    return winrt::to_hresult();
+  }
+}
+
+TEST_F(NativeErrors, AnExceptionWhoseTextCannotBeCopiedKeepsItsCode) {
+  NoStrings();
+  EXPECT_EQ(ResultOf(std::runtime_error("other")), E_FAIL);
+  EXPECT_EQ(ResultOf(std::out_of_range("index")), static_cast<HRESULT>(0x8000000B));
+  EXPECT_EQ(ResultOf(std::invalid_argument("value")), E_INVALIDARG);
+  EXPECT_EQ(fake::FaultsInjected(), 3u);
+}
+
+}  // namespace
