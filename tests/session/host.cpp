@@ -4,6 +4,7 @@
 #include "session/host.h"
 
 #include <cstring>
+#include <iostream>
 
 namespace session_test {
 namespace {
@@ -15,6 +16,17 @@ void OnLog(int level, const char* text, size_t) {
   log_lines.push_back({level, text});
   fake::Note("log(" + std::to_string(level) + ", \"" + text + "\")");
 }
+
+// Says at the end how many faults the program's tests have survived.
+class FaultReport : public testing::Environment {
+ public:
+  void TearDown() override {
+    std::cout << "faults_injected=" << fake::FaultsInjectedEver() << std::endl;
+  }
+};
+
+[[maybe_unused]] testing::Environment* const fault_report =
+    testing::AddGlobalTestEnvironment(new FaultReport);
 
 }  // namespace
 

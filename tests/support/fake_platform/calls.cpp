@@ -22,6 +22,7 @@ constexpr auto kRelaxed = std::memory_order_relaxed;
 FaultPlan fault_plan;
 std::atomic<uint64_t> failable_calls = 0;
 std::atomic<uint64_t> faults_injected = 0;
+std::atomic<uint64_t> faults_injected_ever = 0;
 
 std::atomic<bool> recording = false;
 std::atomic<bool> recording_references = false;
@@ -44,7 +45,9 @@ thread_local uint64_t new_calls = 0;
 
 bool NewFails() {
   if (outside_library > 0) return false;
-  return ++new_calls == failing_new;
+  if (++new_calls != failing_new) return false;
+  faults_injected_ever.fetch_add(1, kRelaxed);
+  return true;
 }
 
 }  // namespace
@@ -61,6 +64,10 @@ uint64_t FailableCalls() {
 
 uint64_t FaultsInjected() {
   return faults_injected.load(kRelaxed);
+}
+
+uint64_t FaultsInjectedEver() {
+  return faults_injected_ever.load(kRelaxed);
 }
 
 FaultPlan NthCall(uint64_t number, Fault fault) {
@@ -161,7 +168,7 @@ bool IsRecording() {
 }
 
 bool IsRecordingReferences() {
-  return recording_references.load(kRelaxed);
+  return recording_references.load(kRelaxed) && outside_library == 0;
 }
 
 void Refuse(const std::string& line) {
@@ -189,6 +196,7 @@ bool Call::Fails() {
   fault_ = fault_plan({number, function_});
   if (!fault_) return false;
   faults_injected.fetch_add(1, kRelaxed);
+  faults_injected_ever.fetch_add(1, kRelaxed);
   switch (fault_->kind) {
     case Fault::Kind::kStandardException:
       throw std::runtime_error(kStandardExceptionText);

@@ -57,6 +57,9 @@ inline void PlanNoFaults() {
 uint64_t FailableCalls();
 uint64_t FaultsInjected();
 
+// The faults of all plans, and of FailNew, since the program began.
+uint64_t FaultsInjectedEver();
+
 // The usual plans.
 FaultPlan NthCall(uint64_t number, Fault fault);
 FaultPlan NthCallOf(std::string function, uint64_t number, Fault fault);
@@ -109,6 +112,8 @@ void ResetCalls();
 // From here on for the platform itself.
 
 bool IsRecording();
+// Whether a reference that is counted now is to be written down: the library counts it, not the
+// platform on its own account.
 bool IsRecordingReferences();
 void Refuse(const std::string& line);
 std::string NewName(const char* kind);
@@ -139,6 +144,8 @@ class Call {
   // The answer of a call that fails.
   HRESULT Result() const { return fault_->result; }
   bool FailsAfterWork() const { return fault_ && fault_->kind == Fault::Kind::kResultAfterWork; }
+  // The answer of a call that has done its work.
+  HRESULT Done() const { return FailsAfterWork() ? fault_->result : S_OK; }
 
   // Completes the line with what the call made.
   void Made(std::string_view name);

@@ -43,9 +43,14 @@ const char* Text(boolean value) {
 
 template <typename T, typename Interface>
 HRESULT Deliver(Call& call, T* made, Interface** result) {
-  *result = made;
   call.Made(made->Name());
-  return call.FailsAfterWork() ? call.Result() : S_OK;
+  if (call.FailsAfterWork()) {
+    // A failing call leaves nothing behind: what it made goes again.
+    made->Release();
+    return call.Result();
+  }
+  *result = made;
+  return S_OK;
 }
 
 class RuntimeDevice final
@@ -180,7 +185,7 @@ class ApiInformation final
       *value = (name == "IsCursorCaptureEnabled" && settings.cursor_property_present) ||
                (name == "IsBorderRequired" && settings.border_property_present);
     }
-    return S_OK;
+    return call.Done();
   }
 
   HRESULT STDMETHODCALLTYPE IsApiContractPresentByMajor(HSTRING contract, UINT16 major,
@@ -191,7 +196,7 @@ class ApiInformation final
     if (call.Fails()) return call.Result();
     *value =
         name == "Windows.Foundation.UniversalApiContract" && major <= settings.universal_contract;
-    return S_OK;
+    return call.Done();
   }
 
   HRESULT STDMETHODCALLTYPE IsTypePresent(HSTRING, boolean*) override { return E_NOTIMPL; }
@@ -228,7 +233,9 @@ HRESULT WeakReference::Resolve(REFIID id, ::IInspectable** result) {
   *result = nullptr;
   if (call.Fails()) return call.Result();
   const std::lock_guard lock(mutex_);
-  return unknown_ ? unknown_->QueryInterface(id, reinterpret_cast<void**>(result)) : S_OK;
+  const HRESULT answer =
+      unknown_ ? unknown_->QueryInterface(id, reinterpret_cast<void**>(result)) : S_OK;
+  return FAILED(answer) ? answer : call.Done();
 }
 
 void WeakReference::Forget() {
@@ -279,7 +286,7 @@ HRESULT CaptureItem::get_Size(SizeInt32* value) {
   *value = {};
   if (call.Fails()) return call.Result();
   *value = {settings.item_width, settings.item_height};
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT CaptureItem::add_Closed(Handler* handler, EventRegistrationToken* token) {
@@ -291,7 +298,7 @@ HRESULT CaptureItem::add_Closed(Handler* handler, EventRegistrationToken* token)
   handler_ = handler;
   handler_->AddRef();
   token->value = ++token_;
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT CaptureItem::remove_Closed(EventRegistrationToken token) {
@@ -314,7 +321,7 @@ HRESULT CaptureItem::GetWeakReference(IWeakReference** result) {
   auto* const weak = new WeakReference(static_cast<capture_abi::IGraphicsCaptureItem*>(this));
   weak_ = Ref<WeakReference>(weak);
   *result = weak;
-  return S_OK;
+  return call.Done();
 }
 
 // FramePool.
@@ -354,7 +361,7 @@ class FramePool::Frame final : public ImplementsRuntime<capture_abi::IDirect3D11
     *value = {};
     if (call.Fails()) return call.Result();
     *value = content_size_;
-    return S_OK;
+    return call.Done();
   }
   HRESULT STDMETHODCALLTYPE Close() override {
     Refuse("Direct3D11CaptureFrame.Close: not foreseen");
@@ -501,7 +508,11 @@ HRESULT FramePool::TryGetNextFrame(capture_abi::IDirect3D11CaptureFrame** result
   *result = waiting_.front();
   call.Made(waiting_.front()->Name());
   waiting_.erase(waiting_.begin());
-  return S_OK;
+  if (call.FailsAfterWork()) {
+    (*result)->Release();
+    *result = nullptr;
+  }
+  return call.Done();
 }
 
 HRESULT FramePool::add_FrameArrived(Handler* handler, EventRegistrationToken* token) {
@@ -513,7 +524,7 @@ HRESULT FramePool::add_FrameArrived(Handler* handler, EventRegistrationToken* to
   handler_ = handler;
   handler_->AddRef();
   token->value = ++token_;
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT FramePool::remove_FrameArrived(EventRegistrationToken token) {
@@ -563,7 +574,7 @@ HRESULT FramePool::GetWeakReference(IWeakReference** result) {
       new WeakReference(static_cast<capture_abi::IDirect3D11CaptureFramePool*>(this));
   weak_ = Ref<WeakReference>(weak);
   *result = weak;
-  return S_OK;
+  return call.Done();
 }
 
 // CaptureSession.
@@ -591,7 +602,7 @@ HRESULT CaptureSession::StartCapture() {
   if (call.Fails()) return call.Result();
   const std::lock_guard lock(pool_->mutex_);
   pool_->capturing_ = true;
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT CaptureSession::get_IsCursorCaptureEnabled(boolean* value) {
@@ -603,7 +614,7 @@ HRESULT CaptureSession::put_IsCursorCaptureEnabled(boolean value) {
   Call call(Name(), "put_IsCursorCaptureEnabled", Text(value));
   if (call.Fails()) return call.Result();
   cursor_captured = value;
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT CaptureSession::get_IsBorderRequired(boolean* value) {
@@ -615,7 +626,7 @@ HRESULT CaptureSession::put_IsBorderRequired(boolean value) {
   Call call(Name(), "put_IsBorderRequired", Text(value));
   if (call.Fails()) return call.Result();
   border_drawn = value;
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT CaptureSession::Close() {
@@ -624,7 +635,7 @@ HRESULT CaptureSession::Close() {
   closed_ = true;
   const std::lock_guard lock(pool_->mutex_);
   pool_->capturing_ = false;
-  return S_OK;
+  return call.Done();
 }
 
 CaptureItem* LastItem() {
@@ -668,13 +679,13 @@ extern "C" HRESULT WINAPI RoGetActivationFactory(HSTRING name, REFIID id, void**
   if (fake::settings.apartment_needed && fake::mta_usages == 0) return CO_E_NOTINITIALIZED;
 
   const auto activate = [&](auto* made) -> HRESULT {
-    *factory = made->Answer(id);
+    *factory = call.FailsAfterWork() ? nullptr : made->Answer(id);
     if (*factory) {
       call.Made(made->Name());
-      return call.FailsAfterWork() ? call.Result() : S_OK;
+      return S_OK;
     }
     made->Release();
-    return E_NOINTERFACE;
+    return call.FailsAfterWork() ? call.Result() : E_NOINTERFACE;
   };
   if (class_name == "Windows.Graphics.Capture.GraphicsCaptureItem") {
     return activate(new fake::ItemFactory);

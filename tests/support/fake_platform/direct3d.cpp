@@ -652,8 +652,8 @@ ULONG Context::AddRef() {
 }
 
 ULONG Context::Release() {
-  const OutsideLibrary outside;
   if (IsRecordingReferences()) Note(name_ + ".Release()");
+  const OutsideLibrary outside;
   const ULONG before = references_.fetch_sub(1, std::memory_order_acq_rel);
   if (before == 1) device_->Drop();
   return before - 1;
@@ -765,6 +765,13 @@ reference::Image PixelsOf(ID3D11Texture2D* texture) {
 
 D3D11_TEXTURE2D_DESC DescOf(ID3D11Texture2D* texture) {
   return dynamic_cast<Texture*>(texture)->desc;
+}
+
+std::vector<uint32_t> WordsOf(ID3D11Buffer* buffer) {
+  const Memory& memory = StorageOf(buffer)->memory;
+  std::vector<uint32_t> words(memory.row_bytes() / sizeof(uint32_t));
+  if (!memory.IsUntouched()) std::memcpy(words.data(), memory.Read(0), words.size() * 4);
+  return words;
 }
 
 bool IsMapped(ID3D11Resource* resource) {

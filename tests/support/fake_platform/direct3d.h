@@ -87,6 +87,8 @@ void Draw(ID3D11Texture2D* texture, const reference::Image& picture);
 // The pixels of a texture with four bytes each.
 reference::Image PixelsOf(ID3D11Texture2D* texture);
 D3D11_TEXTURE2D_DESC DescOf(ID3D11Texture2D* texture);
+// The contents of a buffer.
+std::vector<uint32_t> WordsOf(ID3D11Buffer* buffer);
 bool IsMapped(ID3D11Resource* resource);
 
 // A device as D3D11CreateDevice makes it, with one reference for the caller.

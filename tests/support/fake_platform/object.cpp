@@ -20,8 +20,8 @@ ULONG Object::AddReference() {
 }
 
 ULONG Object::ReleaseReference() {
-  const OutsideLibrary outside;
   if (IsRecordingReferences()) Note(name_ + ".Release()");
+  const OutsideLibrary outside;
   const ULONG before = references_.fetch_sub(1, std::memory_order_acq_rel);
   if (before == 1) {
     OnUnreferenced();

@@ -86,7 +86,7 @@ class Implements : public Object, public First, public Rest... {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** result) override {
     Call call(Name(), "QueryInterface", InterfaceName(id));
     *result = nullptr;
-    if (call.Fails()) return call.Result();
+    if (call.Fails() || call.FailsAfterWork()) return call.Result();
     *result = Answer(id);
     if (*result == nullptr) return E_NOINTERFACE;
     AddReference();

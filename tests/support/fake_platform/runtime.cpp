@@ -34,7 +34,7 @@ StringHeader* HeaderOf(HSTRING string) {
 extern "C" HRESULT WINAPI WindowsCreateString(LPCWSTR text, UINT32 length, HSTRING* result) {
   fake::Call call(fake::Call::Quiet{}, "WindowsCreateString");
   *result = nullptr;
-  if (call.Fails()) {
+  if (call.Fails() || call.FailsAfterWork()) {
     *result = nullptr;
     return call.Result();
   }
@@ -56,7 +56,7 @@ extern "C" HRESULT WINAPI WindowsCreateStringReference(LPCWSTR text, UINT32 leng
                                                        HSTRING_HEADER* header, HSTRING* result) {
   fake::Call call(fake::Call::Quiet{}, "WindowsCreateStringReference");
   *result = nullptr;
-  if (call.Fails()) {
+  if (call.Fails() || call.FailsAfterWork()) {
     *result = nullptr;
     return call.Result();
   }
@@ -75,7 +75,7 @@ extern "C" HRESULT WINAPI WindowsCreateStringReference(LPCWSTR text, UINT32 leng
 extern "C" HRESULT WINAPI WindowsDuplicateString(HSTRING string, HSTRING* result) {
   fake::Call call(fake::Call::Quiet{}, "WindowsDuplicateString");
   *result = string;
-  if (call.Fails()) {
+  if (call.Fails() || call.FailsAfterWork()) {
     *result = nullptr;
     return call.Result();
   }
@@ -356,7 +356,7 @@ extern "C" HRESULT WINAPI CoInitializeEx(void* reserved, DWORD apartment) {
   }
   ++fake::com_initializations;
   fake::com_apartment = apartment;
-  return fake::settings.co_initialize_result;
+  return call.FailsAfterWork() ? call.Result() : fake::settings.co_initialize_result;
 }
 
 extern "C" void WINAPI CoUninitialize() {
