@@ -11,6 +11,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "api/wgc_log.h"
 #include "capture/frame_buffer_capacity.h"
@@ -97,19 +98,24 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
   update_ratio_ = 1.0f;
   // Before detection, so that the GPU copies while the CPU waits for the detector's flags.
   d3d_context_->CopyResource(frame_texture_.get(), texture);
-  if (dirty_rect_enabled_ && !DetectChanges(texture, desc)) return false;
+  bool in_step = dirty_rect_enabled_;
+  if (in_step && !DetectChanges(texture, desc)) return false;
 
   D3D11_MAPPED_SUBRESOURCE slice_map_info{};
   if (copy_mode_ != 0) {
     if (FAILED(d3d_context_->Map(frame_texture_.get(), 0, D3D11_MAP_READ, 0, &slice_map_info))) {
       return false;
     }
-    if (slice_map_info.pData == nullptr) copy_mode_ = 0;
+    if (slice_map_info.pData == nullptr) {
+      copy_mode_ = 0;
+      in_step = false;
+    }
   }
   // On failure the texture stays mapped; the way that is tried next does not use it.
   if (!AdoptFrameSize(desc.Width, desc.Height)) return false;
   if (copy_mode_ == 2) CopyRows(slice_map_info, desc.Height);
   if (copy_mode_ != 0) d3d_context_->Unmap(frame_texture_.get(), 0);
+  buffer_in_step_ = in_step;
 
   FollowContentSize(content_size);
   return true;
@@ -118,25 +124,28 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
 // Sets copy_mode_ and update_ratio_ by what the detector finds. False when the engine cannot be
 // built for this frame.
 bool WgcCaptureSession::DetectChanges(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc) {
+  // Until the frame is in the buffer: whatever fails from here on, the engine has moved on.
+  const bool was_in_step = std::exchange(buffer_in_step_, false);
   if (frame_diff_.IsSizeChanged(desc.Width, desc.Height)) {
-    if (!frame_diff_.Resize(desc)) return false;
+    engine_whole_ = frame_diff_.Resize(desc);
+    if (!engine_whole_) return false;
     frame_diff_.UpdateOld(texture);
   } else if (frame_diff_.Detect(texture, &dirty_rects_, &update_ratio_)) {
-    copy_mode_ = dirty_rects_.empty() ? 0 : 2;
+    // "Unchanged" spares the copy where it can be believed and the buffer holds what the frame was
+    // compared with. It does not after a frame that the buffer or the engine has missed: one of
+    // texture output, one while detection was off, one that could not be read.
+    copy_mode_ = dirty_rects_.empty() && was_in_step && engine_whole_ ? 0 : 2;
   }
   // Once more after a rebuild, which is harmless, and also after a detection that failed: the next
   // frame is always compared with this one.
   frame_diff_.UpdateOld(texture);
-
-  // "Unchanged" spares the copy because the buffer holds a frame already. A buffer that is about to
-  // be allocated or to change its layout holds none.
-  if (!FrameBufferFits(desc.Width, desc.Height)) copy_mode_ = 2;
   return true;
 }
 
 // The simple way, for a frame that the usual one could not read: map the frame itself, or a staging
 // texture of its own.
 bool WgcCaptureSession::CopyFrameWithoutDiff(ID3D11Texture2D* texture) {
+  buffer_in_step_ = false;
   D3D11_TEXTURE2D_DESC desc;
   texture->GetDesc(&desc);
   winrt::com_ptr<ID3D11Device> device;
@@ -250,7 +259,7 @@ void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
     dirty_rects_.clear();
     update_ratio_ = 0.0f;
     if (frame_diff_.IsSizeChanged(src.Width, src.Height)) {
-      frame_diff_.Resize(src);
+      engine_whole_ = frame_diff_.Resize(src);
     } else {
       frame_diff_.Detect(texture.get(), &dirty_rects_, &update_ratio_);
     }
@@ -260,6 +269,7 @@ void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
 
   frame_width_ = src.Width;
   frame_height_ = src.Height;
+  buffer_in_step_ = false;
   if (output_texture_) d3d_context_->CopyResource(output_texture_.get(), texture.get());
 }
 

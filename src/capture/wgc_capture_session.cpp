@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <exception>
 #include <iterator>
+#include <utility>
 
 #include "api/wgc_log.h"
 
@@ -134,15 +135,25 @@ bool WgcCaptureSession::CreateDevice() {
   D3D_FEATURE_LEVEL feature_level = D3D_FEATURE_LEVEL_10_0;
   // With an adapter given, the driver type must be unknown. No single-threaded flag: hosts share
   // the device.
+  winrt::com_ptr<ID3D11Device> device;
+  winrt::com_ptr<ID3D11DeviceContext> context;
   result = D3D11CreateDevice(dxgi_adapter_.get(), D3D_DRIVER_TYPE_UNKNOWN, nullptr,
                              D3D11_CREATE_DEVICE_BGRA_SUPPORT, kFeatureLevels,
                              static_cast<UINT>(std::size(kFeatureLevels)), D3D11_SDK_VERSION,
-                             d3d_device_.put(), &feature_level, d3d_context_.put());
-  result = Delivered(result, d3d_device_.get());
+                             device.put(), &feature_level, context.put());
+  result = Delivered(result, device.get());
   if (FAILED(result)) {
     WgcLogf(LogError, "Failed to create d3d11 device,hr:%08x", Hex(result));
     return false;
   }
+
+  // On a second start, neither the frames nor the textures of the device before may meet this one;
+  // until here, the capture that runs has gone on.
+  frame_arrived_revoker_.revoke();
+  frame_texture_ = nullptr;
+  output_texture_ = nullptr;
+  d3d_device_ = std::move(device);
+  d3d_context_ = std::move(context);
   return true;
 }
 

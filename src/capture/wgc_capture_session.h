@@ -140,4 +140,9 @@ class WgcCaptureSession {
   std::atomic<bool> dirty_rect_enabled_{false};
   bool border_enabled_ = false;
   bool frame_pending_ = false;  // a frame was read back since the last poll began
+  // frame_buffer_ holds the frame that the engine compares the next one with. Only then does
+  // "unchanged" mean that the buffer is right as it is.
+  bool buffer_in_step_ = false;
+  // The engine's last rebuild succeeded. After a failed one it may still run and miss changes.
+  bool engine_whole_ = false;
 };

@@ -55,6 +55,8 @@ D3D11_TEXTURE2D_DESC LikeFrame(const D3D11_TEXTURE2D_DESC& frameDesc) {
 bool FrameDiffEngine::Init(winrt::com_ptr<ID3D11Device> newDevice,
                            winrt::com_ptr<ID3D11DeviceContext> newContext) {
   if (!newDevice || !newContext) return false;
+  // On a second start: nothing that the device before has made may be used with this one.
+  *this = FrameDiffEngine();
   device = std::move(newDevice);
   context = std::move(newContext);
   return CreateShaders();

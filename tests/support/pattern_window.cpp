@@ -13,14 +13,16 @@ constexpr UINT kShowState = WM_APP + 2;    // wparam: an SW_ constant
 
 }  // namespace
 
+uint32_t PatternPixel(int x, int y, uint32_t seed) {
+  // An odd multiplier makes this a permutation of the 24-bit colours within a picture's rows.
+  const uint32_t colour = (static_cast<uint32_t>(y) * 4099 + x + seed * 77003 + 1) * 0x9E3779;
+  return 0xFF000000 | (colour & 0xFFFFFF);
+}
+
 Picture MakePattern(int width, int height, uint32_t seed) {
   Picture picture{width, height, std::vector<uint32_t>(static_cast<size_t>(width) * height)};
   for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      // An odd multiplier makes this a permutation of the 24-bit colours within a picture's rows.
-      const uint32_t colour = (static_cast<uint32_t>(y) * 4099 + x + seed * 77003 + 1) * 0x9E3779;
-      picture.at(x, y) = 0xFF000000 | (colour & 0xFFFFFF);
-    }
+    for (int x = 0; x < width; ++x) picture.at(x, y) = PatternPixel(x, y, seed);
   }
   return picture;
 }
@@ -46,6 +48,14 @@ void PatternWindow::Minimize() {
 
 void PatternWindow::Restore() {
   SendMessageW(window_, kShowState, SW_RESTORE, 0);
+}
+
+void PatternWindow::Hide() {
+  SendMessageW(window_, kShowState, SW_HIDE, 0);
+}
+
+void PatternWindow::Unhide() {
+  SendMessageW(window_, kShowState, SW_SHOWNA, 0);
 }
 
 // WM_CLOSE destroys the window; a window that is gone already takes no message.

@@ -21,7 +21,9 @@ struct Picture {
 };
 
 // Every pixel differs from its neighbours, and no two rows or columns are alike; `seed` makes
-// pictures that differ from each other in every pixel. Opaque.
+// pictures that differ from each other in every pixel. Opaque. A larger pattern of the same seed
+// goes on where a smaller one ends.
+uint32_t PatternPixel(int x, int y, uint32_t seed);
 Picture MakePattern(int width, int height, uint32_t seed = 0);
 
 // A top-level window without a frame, on a thread of its own, that shows a picture pixel by pixel.
@@ -40,6 +42,8 @@ class PatternWindow {
   void Show(Picture picture);  // resizes to the picture's size
   void Minimize();
   void Restore();
+  void Hide();
+  void Unhide();
   void Destroy();
 
  private:

@@ -55,6 +55,12 @@ TEST_F(WgcLogfTest, PrintsAnHresultAsEightLowerCaseDigitsAndAsASignedNumber) {
   EXPECT_EQ(lines.at(2).text, "Winrt exception:-2147467262");
 }
 
+// Leaves ones where the next function that is called will have its variables.
+[[gnu::noinline]] void FillTheStack() {
+  volatile char bytes[16384];
+  for (volatile char& byte : bytes) byte = '\xFF';
+}
+
 struct LongLine {
   size_t formatted;
   size_t stored;
@@ -67,6 +73,7 @@ TEST_P(WgcLogfLongLineTest, IsCutAt1022CharactersWithALengthUpTo1024) {
   const LongLine line = GetParam();
   std::string text;
   for (size_t i = 0; i < line.formatted; ++i) text += static_cast<char>('a' + i % 26);
+  FillTheStack();
   WgcLogf(LogInfo, "%s", text.c_str());
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].text, text.substr(0, line.stored));

@@ -42,6 +42,8 @@ bool CaptureLoop::Tick() {
   const int generation = frames->Generation();
   if (!picture_) picture_ = std::make_shared<Picture>();
   if (!camera_.Take(*target, *cursor, *picture_)) return true;
+  // Minimised meanwhile, it has left an icon's picture in a corner of a black one.
+  if (!target->IsShown()) return true;
   if (!send_unchanged && WasSent(*picture_, generation)) return true;
   const auto raise_event = Make<FrameArrivedWork>(frames, pool);
   if (!frames->Push(picture_, generation, raise_event.Get())) return true;

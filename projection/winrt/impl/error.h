@@ -34,16 +34,28 @@ inline hstring trimmed(wchar_t const* text, std::uint32_t count) {
   return {text, count};
 }
 
+// A text that FormatMessageW has allocated.
+class system_text {
+ public:
+  system_text() noexcept = default;
+  ~system_text() { LocalFree(text_); }
+  system_text(system_text const&) = delete;
+  system_text& operator=(system_text const&) = delete;
+  wchar_t** put() noexcept { return &text_; }
+  wchar_t const* get() const noexcept { return text_; }
+
+ private:
+  wchar_t* text_ = nullptr;
+};
+
 // The system's text for a code; empty when it has none.
 inline hstring system_message(hresult code) {
-  wchar_t* text = nullptr;
+  system_text text;
   DWORD const count = FormatMessageW(
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
       nullptr, static_cast<DWORD>(code.value), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
-      reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-  hstring message = trimmed(text, count);
-  LocalFree(text);
-  return message;
+      reinterpret_cast<wchar_t*>(text.put()), 0, nullptr);
+  return trimmed(text.get(), count);
 }
 
 class bstr {

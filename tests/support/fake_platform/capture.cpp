@@ -90,6 +90,7 @@ class Surface final : public ImplementsRuntime<IDirect3DSurface, IDirect3DDxgiIn
     return E_NOTIMPL;
   }
   HRESULT STDMETHODCALLTYPE GetInterface(REFIID id, void** object) override {
+    const OutsideLibrary outside;
     Call call(Name(), "GetInterface", InterfaceName(id));
     *object = nullptr;
     if (call.Fails()) return call.Result();
@@ -130,10 +131,12 @@ class ItemFactory final : public FactoryObject<IActivationFactory, IGraphicsCapt
   HRESULT STDMETHODCALLTYPE ActivateInstance(::IInspectable**) override { return E_NOTIMPL; }
 
   HRESULT STDMETHODCALLTYPE CreateForWindow(HWND window, REFIID id, void** result) override {
+    const OutsideLibrary outside;
     Call call(Name(), "CreateForWindow", window, InterfaceName(id));
     return Make(call, window, nullptr, id, result);
   }
   HRESULT STDMETHODCALLTYPE CreateForMonitor(HMONITOR monitor, REFIID id, void** result) override {
+    const OutsideLibrary outside;
     Call call(Name(), "CreateForMonitor", monitor, InterfaceName(id));
     return Make(call, nullptr, monitor, id, result);
   }
@@ -159,6 +162,7 @@ class PoolStatics final
   HRESULT STDMETHODCALLTYPE Create(IDirect3DDevice* device, directx_abi::DirectXPixelFormat format,
                                    INT32 buffers, SizeInt32 size,
                                    capture_abi::IDirect3D11CaptureFramePool** result) override {
+    const OutsideLibrary outside;
     Call call(Name(), "Create", NameOf(device), static_cast<int>(format), buffers, Text(size));
     *result = nullptr;
     if (call.Fails()) return call.Result();
@@ -229,6 +233,7 @@ class ApiInformation final
 // WeakReference.
 
 HRESULT WeakReference::Resolve(REFIID id, ::IInspectable** result) {
+  const OutsideLibrary outside;
   Call call(Name(), "Resolve", InterfaceName(id));
   *result = nullptr;
   if (call.Fails()) return call.Result();
@@ -311,7 +316,7 @@ HRESULT CaptureItem::remove_Closed(EventRegistrationToken token) {
     handler = std::exchange(handler_, nullptr);
   }
   if (handler) handler->Release();
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT CaptureItem::GetWeakReference(IWeakReference** result) {
@@ -482,6 +487,7 @@ size_t FramePool::FramesWaiting() {
 
 HRESULT FramePool::Recreate(IDirect3DDevice* device, directx_abi::DirectXPixelFormat format,
                             INT32 buffers, SizeInt32 size) {
+  const OutsideLibrary outside;
   Call call(Name(), "Recreate", NameOf(device), static_cast<int>(format), buffers, Text(size));
   if (call.Fails()) return call.Result();
   if (!device || size.Width <= 0 || size.Height <= 0) return E_INVALIDARG;
@@ -495,7 +501,7 @@ HRESULT FramePool::Recreate(IDirect3DDevice* device, directx_abi::DirectXPixelFo
     MakeBuffers();
   }
   for (Frame* const frame : lost) frame->Release();
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT FramePool::TryGetNextFrame(capture_abi::IDirect3D11CaptureFrame** result) {
@@ -537,11 +543,12 @@ HRESULT FramePool::remove_FrameArrived(EventRegistrationToken token) {
     handler = std::exchange(handler_, nullptr);
   }
   if (handler) handler->Release();
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT FramePool::CreateCaptureSession(capture_abi::IGraphicsCaptureItem* item,
                                         capture_abi::IGraphicsCaptureSession** result) {
+  const OutsideLibrary outside;
   Call call(Name(), "CreateCaptureSession", NameOf(item));
   *result = nullptr;
   if (call.Fails()) return call.Result();
@@ -563,7 +570,7 @@ HRESULT FramePool::Close() {
   }
   queue_->Purge(this);
   for (Frame* const frame : lost) frame->Release();
-  return S_OK;
+  return call.Done();
 }
 
 HRESULT FramePool::GetWeakReference(IWeakReference** result) {
@@ -611,6 +618,7 @@ HRESULT CaptureSession::get_IsCursorCaptureEnabled(boolean* value) {
 }
 
 HRESULT CaptureSession::put_IsCursorCaptureEnabled(boolean value) {
+  const OutsideLibrary outside;
   Call call(Name(), "put_IsCursorCaptureEnabled", Text(value));
   if (call.Fails()) return call.Result();
   cursor_captured = value;
@@ -623,6 +631,7 @@ HRESULT CaptureSession::get_IsBorderRequired(boolean* value) {
 }
 
 HRESULT CaptureSession::put_IsBorderRequired(boolean value) {
+  const OutsideLibrary outside;
   Call call(Name(), "put_IsBorderRequired", Text(value));
   if (call.Fails()) return call.Result();
   border_drawn = value;
@@ -654,6 +663,7 @@ CaptureSession* LastSession() {
 
 extern "C" HRESULT WINAPI CreateDirect3D11DeviceFromDXGIDevice(IDXGIDevice* device,
                                                                ::IInspectable** result) {
+  const fake::OutsideLibrary outside;
   fake::Call call("", "CreateDirect3D11DeviceFromDXGIDevice", fake::NameOf(device));
   *result = nullptr;
   if (call.Fails()) return call.Result();
@@ -673,6 +683,7 @@ HRESULT WINAPI CreateDispatcherQueueController(
 
 extern "C" HRESULT WINAPI RoGetActivationFactory(HSTRING name, REFIID id, void** factory) {
   const std::string class_name = fake::Narrow(name);
+  const fake::OutsideLibrary outside;
   fake::Call call("", "RoGetActivationFactory", class_name, fake::InterfaceName(id));
   *factory = nullptr;
   if (call.Fails()) return call.Result();

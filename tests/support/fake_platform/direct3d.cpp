@@ -335,6 +335,7 @@ class Context final : public UnusedContextMethods {
   }
 
   void STDMETHODCALLTYPE CopyResource(ID3D11Resource* to, ID3D11Resource* from) override {
+    const OutsideLibrary outside;
     const Call call(name_, "CopyResource", NameOf(to), NameOf(from));
     Storage* const target = StorageOf(to);
     const Storage* const source = StorageOf(from);
@@ -350,6 +351,7 @@ class Context final : public UnusedContextMethods {
 
   HRESULT STDMETHODCALLTYPE Map(ID3D11Resource* resource, UINT subresource, D3D11_MAP type,
                                 UINT flags, D3D11_MAPPED_SUBRESOURCE* mapped) override {
+    const OutsideLibrary outside;
     Call call(name_, "Map", NameOf(resource), subresource, MapName(type), flags);
     if (call.Fails()) {
       // Nothing in it can be read, whatever the answer.
@@ -385,6 +387,7 @@ class Context final : public UnusedContextMethods {
   }
 
   void STDMETHODCALLTYPE Unmap(ID3D11Resource* resource, UINT subresource) override {
+    const OutsideLibrary outside;
     const Call call(name_, "Unmap", NameOf(resource), subresource);
     Storage* const storage = StorageOf(resource);
     if (!storage || !storage->mapping || subresource != 0) return;
@@ -399,24 +402,28 @@ class Context final : public UnusedContextMethods {
 
   void STDMETHODCALLTYPE OMSetRenderTargets(UINT count, ID3D11RenderTargetView* const* targets,
                                             ID3D11DepthStencilView* depth) override {
+    const OutsideLibrary outside;
     const Call call(name_, "OMSetRenderTargets", count, ListOf(targets, count), NameOf(depth));
     render_target_ = Ref<Object>(count > 0 ? Known<Object>(targets[0]) : nullptr);
   }
 
   void STDMETHODCALLTYPE CSSetShader(ID3D11ComputeShader* shader,
                                      ID3D11ClassInstance* const* instances, UINT count) override {
+    const OutsideLibrary outside;
     const Call call(name_, "CSSetShader", NameOf(shader), instances ? "instances" : "null", count);
     shader_ = Ref<ComputeShader>(Known<ComputeShader>(shader));
   }
 
   void STDMETHODCALLTYPE CSSetConstantBuffers(UINT start, UINT count,
                                               ID3D11Buffer* const* buffers) override {
+    const OutsideLibrary outside;
     const Call call(name_, "CSSetConstantBuffers", start, count, ListOf(buffers, count));
     Bind(constants_, start, count, buffers);
   }
 
   void STDMETHODCALLTYPE CSSetShaderResources(UINT start, UINT count,
                                               ID3D11ShaderResourceView* const* views) override {
+    const OutsideLibrary outside;
     const Call call(name_, "CSSetShaderResources", start, count, ListOf(views, count));
     Bind(shader_resources_, start, count, views);
   }
@@ -424,6 +431,7 @@ class Context final : public UnusedContextMethods {
   void STDMETHODCALLTYPE CSSetUnorderedAccessViews(UINT start, UINT count,
                                                    ID3D11UnorderedAccessView* const* views,
                                                    const UINT* initial_counts) override {
+    const OutsideLibrary outside;
     const Call call(name_, "CSSetUnorderedAccessViews", start, count, ListOf(views, count),
                     initial_counts ? "counts" : "null");
     Bind(access_views_, start, count, views);
@@ -529,6 +537,7 @@ class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
   HRESULT STDMETHODCALLTYPE CreateTexture2D(const D3D11_TEXTURE2D_DESC* desc,
                                             const D3D11_SUBRESOURCE_DATA* data,
                                             ID3D11Texture2D** texture) override {
+    const OutsideLibrary outside;
     Call call(Name(), "CreateTexture2D", Text(*desc), data ? "data" : "null");
     *texture = nullptr;
     if (call.Fails()) return call.Result();
@@ -539,6 +548,7 @@ class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
   HRESULT STDMETHODCALLTYPE CreateBuffer(const D3D11_BUFFER_DESC* desc,
                                          const D3D11_SUBRESOURCE_DATA* data,
                                          ID3D11Buffer** buffer) override {
+    const OutsideLibrary outside;
     Call call(Name(), "CreateBuffer", Text(*desc), DataText(*desc, data));
     *buffer = nullptr;
     if (call.Fails()) return call.Result();
@@ -551,6 +561,7 @@ class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
   HRESULT STDMETHODCALLTYPE CreateRenderTargetView(ID3D11Resource* resource,
                                                    const D3D11_RENDER_TARGET_VIEW_DESC* desc,
                                                    ID3D11RenderTargetView** view) override {
+    const OutsideLibrary outside;
     Call call(Name(), "CreateRenderTargetView", NameOf(resource),
               "format " + std::to_string(desc->Format) + " dimension " +
                   std::to_string(desc->ViewDimension) + " mip " +
@@ -564,6 +575,7 @@ class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
   HRESULT STDMETHODCALLTYPE CreateShaderResourceView(ID3D11Resource* resource,
                                                      const D3D11_SHADER_RESOURCE_VIEW_DESC* desc,
                                                      ID3D11ShaderResourceView** view) override {
+    const OutsideLibrary outside;
     Call call(Name(), "CreateShaderResourceView", NameOf(resource),
               "format " + std::to_string(desc->Format) + " dimension " +
                   std::to_string(desc->ViewDimension) + " mip " +
@@ -579,6 +591,7 @@ class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
                                                       const D3D11_UNORDERED_ACCESS_VIEW_DESC* desc,
                                                       ID3D11UnorderedAccessView** view) override {
     const bool buffer = desc->ViewDimension == D3D11_UAV_DIMENSION_BUFFER;
+    const OutsideLibrary outside;
     Call call(Name(), "CreateUnorderedAccessView", NameOf(resource),
               "format " + std::to_string(desc->Format) + " dimension " +
                   std::to_string(desc->ViewDimension) +
@@ -644,7 +657,9 @@ class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
 };
 
 ULONG Context::AddRef() {
-  if (IsRecordingReferences()) Note(name_ + ".AddRef()");
+  const bool recorded = IsRecordingReferences();
+  const OutsideLibrary outside;
+  if (recorded) Note(name_ + ".AddRef()");
   const ULONG before = references_.fetch_add(1, std::memory_order_relaxed);
   // Device and context live and die together.
   if (before == 0) device_->Retain();
@@ -652,8 +667,9 @@ ULONG Context::AddRef() {
 }
 
 ULONG Context::Release() {
-  if (IsRecordingReferences()) Note(name_ + ".Release()");
+  const bool recorded = IsRecordingReferences();
   const OutsideLibrary outside;
+  if (recorded) Note(name_ + ".Release()");
   const ULONG before = references_.fetch_sub(1, std::memory_order_acq_rel);
   if (before == 1) device_->Drop();
   return before - 1;
@@ -785,6 +801,7 @@ ID3D11Device* NewDevice() {
 }  // namespace fake
 
 extern "C" HRESULT WINAPI CreateDXGIFactory1(REFIID id, void** factory) {
+  const fake::OutsideLibrary outside;
   fake::Call call("", "CreateDXGIFactory1", fake::InterfaceName(id));
   *factory = nullptr;
   if (call.Fails()) return call.Result();
@@ -800,6 +817,7 @@ extern "C" HRESULT WINAPI D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TY
                                             UINT sdk_version, ID3D11Device** device,
                                             D3D_FEATURE_LEVEL* level,
                                             ID3D11DeviceContext** context) {
+  const fake::OutsideLibrary outside;
   std::ostringstream level_list;
   level_list << std::hex;
   for (UINT i = 0; i < level_count; ++i) level_list << (i > 0 ? " 0x" : "0x") << levels[i];
@@ -811,7 +829,7 @@ extern "C" HRESULT WINAPI D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TY
   if (call.Fails()) return call.Result();
   auto* const made = new fake::Device;
   *device = made;
-  *level = levels[0];
+  *level = static_cast<D3D_FEATURE_LEVEL>(fake::settings.feature_level);
   *context = &made->context();
   (*context)->AddRef();
   call.Made(made->Name() + ", " + made->context().Name());

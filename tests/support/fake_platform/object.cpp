@@ -15,13 +15,16 @@ Object::~Object() {
 }
 
 ULONG Object::AddReference() {
-  if (IsRecordingReferences()) Note(name_ + ".AddRef()");
+  const bool recorded = IsRecordingReferences();
+  const OutsideLibrary outside;
+  if (recorded) Note(name_ + ".AddRef()");
   return references_.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 ULONG Object::ReleaseReference() {
-  if (IsRecordingReferences()) Note(name_ + ".Release()");
+  const bool recorded = IsRecordingReferences();
   const OutsideLibrary outside;
+  if (recorded) Note(name_ + ".Release()");
   const ULONG before = references_.fetch_sub(1, std::memory_order_acq_rel);
   if (before == 1) {
     OnUnreferenced();

@@ -84,6 +84,7 @@ template <typename First, typename... Rest>
 class Implements : public Object, public First, public Rest... {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** result) override {
+    const OutsideLibrary outside;
     Call call(Name(), "QueryInterface", InterfaceName(id));
     *result = nullptr;
     if (call.Fails() || call.FailsAfterWork()) return call.Result();

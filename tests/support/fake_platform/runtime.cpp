@@ -229,11 +229,13 @@ extern "C" DWORD WINAPI FormatMessageW(DWORD flags, void const* source, DWORD co
     auto* const copy = new wchar_t[count + 1]();
     std::copy(text, text + count, copy);
     *reinterpret_cast<wchar_t**>(buffer) = copy;
+    fake::CountObject(1);
   }
   return count;
 }
 
 extern "C" HLOCAL WINAPI LocalFree(HLOCAL memory) {
+  if (memory) fake::CountObject(-1);
   delete[] static_cast<wchar_t*>(memory);
   return nullptr;
 }
@@ -301,11 +303,13 @@ int Deliver(Text const& text, Unit* buffer, int room) {
 
 extern "C" INT WINAPI WideCharToMultiByte(UINT, DWORD, LPCWSTR text, INT length, LPSTR buffer,
                                           INT room, LPCSTR, LPBOOL) {
+  const fake::OutsideLibrary outside;
   return Deliver(ToUtf8(text, length), buffer, room);
 }
 
 extern "C" INT WINAPI MultiByteToWideChar(UINT, DWORD, LPCSTR text, INT length, LPWSTR buffer,
                                           INT room) {
+  const fake::OutsideLibrary outside;
   return Deliver(FromUtf8(text, length), buffer, room);
 }
 
@@ -371,6 +375,7 @@ extern "C" BOOL WINAPI QueryPerformanceFrequency(LARGE_INTEGER* frequency) {
 namespace fake {
 
 std::string Narrow(HSTRING text) {
+  const OutsideLibrary outside;
   UINT32 length = 0;
   LPCWSTR const raw = WindowsGetStringRawBuffer(text, &length);
   return ToUtf8(raw, static_cast<int>(length));

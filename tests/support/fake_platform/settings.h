@@ -29,6 +29,7 @@ struct LibrarySettings {
 
 struct Settings {
   std::vector<AdapterSettings> adapters = {{}};
+  UINT feature_level = 0xB000;  // of the devices on all of them
 
   bool cursor_property_present = true;
   bool border_property_present = true;
