@@ -6,7 +6,7 @@
 // Input: steps until the bytes end. A step is a byte of which bit 7 chooses the session and the
 // rest, modulo the number of steps, the step (see Step); its arguments follow. Beside the sessions
 // goes a model of what a host must see. A call that was made to fail leaves the model without
-// certainty about the sessions concerned: until kRecover their frames may be any that were
+// certainty about the sessions concerned: until Step::kRecover their frames may be any that were
 // delivered, but nothing else.
 
 #include <winrt/base.h>
@@ -19,14 +19,13 @@
 #include <cstring>
 #include <deque>
 #include <memory>
-#include <optional>
-#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "fuzz/fuzz_input.h"
 #include "libquill_wgc.h"
+#include "session/session_model.h"
 #include "session/session_state.h"
 #include "support/fake_platform/calls.h"
 #include "support/fake_platform/capture.h"
@@ -53,6 +52,13 @@ template struct Reveal<HeldBuffer, &WgcCaptureSession::frame_buffer_>;
 namespace {
 
 using fake::SizeInt32;
+using session_model::Frame;
+using session_model::OutputTexture;
+using session_model::Picture;
+using session_model::SessionModel;
+using session_model::Size;
+using session_model::SizeOf;
+using session_model::operator!=;
 using session_test::BufferCapacityOf;
 
 const HWND kWindow = reinterpret_cast<HWND>(0x10);
@@ -91,18 +97,6 @@ enum class Step : uint8_t {
 
 // Sizes.
 
-struct Size {
-  uint32_t width = 0;
-  uint32_t height = 0;
-
-  uint64_t Pixels() const { return uint64_t{width} * height; }
-  friend auto operator<=>(const Size&, const Size&) = default;
-};
-
-bool operator!=(const SizeInt32& a, const SizeInt32& b) {
-  return a.Width != b.Width || a.Height != b.Height;
-}
-
 // Large frames are rare, and few in one input: a run is to take milliseconds.
 constexpr uint64_t kPixelsPerInput = 48'000'000;
 
@@ -132,12 +126,6 @@ Size ReadSize(FuzzInput& input, uint64_t& pixels_left) {
 }
 
 // Pictures.
-
-using Picture = std::shared_ptr<const reference::Image>;
-
-Size SizeOf(const reference::Image& picture) {
-  return {picture.width, picture.height};
-}
 
 // A value of its own in every pixel, as far as that is affordable.
 Picture NewPicture(Size size, uint32_t seed) {
@@ -171,191 +159,6 @@ Picture PartlyChanged(const reference::Image& picture, FuzzInput& input) {
   }
   return changed;
 }
-
-// The model.
-
-struct Frame {
-  Picture picture;  // null: the frame has no texture
-  DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM;
-  SizeInt32 content;
-  bool in_pool_buffer = false;
-  bool first_of_its_size = false;
-};
-
-struct OutputTexture {
-  Picture picture;
-  DXGI_FORMAT format;
-};
-
-// The detector's memory: of the size and format that it was built for.
-struct Detector {
-  bool known = true;
-  Size size;
-  DXGI_FORMAT format = DXGI_FORMAT_UNKNOWN;
-  Picture before;  // null: blank
-  Picture now;
-
-  void Rebuild(Size new_size, DXGI_FORMAT new_format) {
-    known = true;
-    size = new_size;
-    format = new_format;
-    before = now = nullptr;
-  }
-  // The device drops copies between formats.
-  void UpdateOld(const Frame& frame) {
-    if (frame.format == format) before = frame.picture;
-  }
-  reference::Diff Detect(const Frame& frame) {
-    if (frame.format == format) now = frame.picture;
-    if (now == before) return {};
-    const reference::Image blank(now && before ? 0 : size.width, size.height);
-    const reference::Image& old_picture = before ? *before : blank;
-    const reference::Image& new_picture = now ? *now : blank;
-    if (old_picture.pixels == new_picture.pixels) return {};
-    return reference::DiffOf(old_picture, new_picture);
-  }
-};
-
-uint64_t CapacityAfterGrowth(uint64_t needed) {
-  constexpr uint64_t kTiers[] = {8'294'400, 14'745'600, 23'040'000, 33'177'600, 35'389'440};
-  for (const uint64_t tier : kTiers) {
-    if (needed < tier) return tier;
-  }
-  return needed;
-}
-
-struct SessionModel {
-  // Always certain.
-  bool has_target = false;
-  bool cursor = false;
-  bool to_texture = false;
-  bool detect = false;
-  bool running = false;
-  bool started = false;        // the last start answered true
-  bool started_clean = false;  // and no call of it was made to fail
-  ID3D11Device* device = nullptr;
-  std::vector<Picture> delivered;
-  std::set<Size> sizes;
-  bool textures_asked = false;  // texture output was on at some time
-  bool unfilled = false;        // a map gave no data, so the buffer may hold no picture at all
-
-  // Certain while `known`.
-  bool known = true;
-  bool pending = false;
-  Size size;
-  bool has_buffer = false;
-  uint64_t capacity = 0;
-  // The picture in the frame buffer; null when that cannot be said. Also: what it may be instead.
-  Picture held;
-  std::vector<Picture> alternatives;
-  bool output_known = true;
-  std::shared_ptr<OutputTexture> output;
-  std::optional<float> ratio = 0.0f;
-  Detector detector;
-  SizeInt32 content{};
-  std::deque<Frame> waiting;
-
-  // A FrameArrived event is dispatched.
-  void HandleEvent() {
-    if (!known || waiting.empty()) return;
-    const Frame frame = waiting.front();
-    waiting.pop_front();
-    if (pending || !frame.picture) return;
-    if (to_texture) {
-      HandleInTextureOutput(frame);
-      FollowContent(frame.content);
-    } else {
-      HandleInBufferOutput(frame);
-      // A pool that cannot be made anew ends the handler before the frame counts as read.
-      pending = FollowContent(frame.content);
-    }
-  }
-
- private:
-  bool BufferFits(Size wanted) const {
-    return size == wanted && has_buffer && capacity >= wanted.Pixels() * 4;
-  }
-
-  void HandleInBufferOutput(const Frame& frame) {
-    const Size wanted = SizeOf(*frame.picture);
-    bool copied = true;
-    bool certain = true;
-    ratio = 1.0f;
-    if (detect) certain = DetectInBufferOutput(frame, copied);
-    if (!BufferFits(wanted)) {
-      // Nothing of the old layout is worth keeping.
-      copied = certain = true;
-      MakeBuffer(wanted.Pixels() * 4);
-      size = wanted;
-    }
-    if (!certain) {
-      if (held) alternatives.push_back(frame.picture);
-    } else if (copied) {
-      held = frame.picture;
-      alternatives.clear();
-    }
-    if (held && SizeOf(*held) != wanted) held = nullptr;
-  }
-
-  // False when it cannot be told whether the frame is copied.
-  bool DetectInBufferOutput(const Frame& frame, bool& copied) {
-    const Size wanted = SizeOf(*frame.picture);
-    const bool rebuilt = detector.known ? detector.size != wanted : frame.first_of_its_size;
-    if (rebuilt) detector.Rebuild(wanted, frame.format);
-    if (!started_clean) detector.known = false;
-    if (!detector.known) {
-      ratio.reset();
-      return false;
-    }
-    if (!rebuilt) {
-      const reference::Diff diff = detector.Detect(frame);
-      ratio = reference::Ratio(diff.area, wanted.width, wanted.height);
-      copied = !diff.rects.empty();
-    }
-    detector.UpdateOld(frame);
-    return true;
-  }
-
-  void MakeBuffer(uint64_t needed) {
-    if (!has_buffer) {
-      capacity = needed;
-    } else if (capacity < needed) {
-      capacity = CapacityAfterGrowth(needed);
-    }
-    has_buffer = true;
-  }
-
-  void HandleInTextureOutput(const Frame& frame) {
-    const Size wanted = SizeOf(*frame.picture);
-    if (!output || SizeOf(*output->picture) != wanted || output->format != frame.format) {
-      output = std::make_shared<OutputTexture>();
-      output->format = frame.format;
-    }
-    output->picture = frame.picture;
-    output_known = true;
-    size = wanted;
-    ratio = 1.0f;
-    if (!detect) return;
-    const bool rebuilt = detector.known ? detector.size != wanted : frame.first_of_its_size;
-    if (rebuilt) detector.Rebuild(wanted, frame.format);
-    if (!started_clean) detector.known = false;
-    if (rebuilt) {
-      ratio = 0.0f;
-    } else if (detector.known) {
-      ratio = reference::Ratio(detector.Detect(frame).area, wanted.width, wanted.height);
-    } else {
-      ratio.reset();
-    }
-  }
-
-  bool FollowContent(SizeInt32 wanted) {
-    if (!(wanted != content)) return true;
-    if (wanted.Width <= 0 || wanted.Height <= 0) return false;
-    content = wanted;
-    waiting.clear();
-    return true;
-  }
-};
 
 struct HostTexture {
   ID3D11Texture2D* texture;
@@ -691,6 +494,7 @@ class Run {
     model.output_known = false;
     model.output = nullptr;
     model.ratio.reset();
+    for (HostTexture& held : textures_) held.expected = nullptr;
     if (std::exchange(map_without_data_, false)) {
       for (Session& session : sessions_) session.model.unfilled = true;
     }
@@ -699,8 +503,6 @@ class Run {
   void LoseCertaintyAfterFaults() {
     if (!FaultsHappened()) return;
     for (Session& session : sessions_) LoseCertainty(session.model);
-    // What the host holds may belong to a session that is uncertain now.
-    for (HostTexture& held : textures_) held.expected = nullptr;
   }
 
   // Host calls.
@@ -739,9 +541,9 @@ class Run {
       model.running = true;
       model.device = wgc_get_device(session.handle);
       Require(model.device != nullptr, "a session that has started has a device");
-      model.content = {fake::settings.item_width, fake::settings.item_height};
+      model.Restart({fake::settings.item_width, fake::settings.item_height});
     }
-    if (faults) LoseCertainty(model);
+    if (faults || !model.known) LoseCertainty(model);
     Status(session);
   }
 
@@ -774,6 +576,9 @@ class Run {
         Require(available == (model.output != nullptr), "a poll tells of the texture held");
       }
       Require(session.BufferBytes() == model.capacity, "the buffer grows by its tiers");
+      if (model.started) {
+        Require(!(session.Pool()->Size() != model.content), "the pool follows the content's size");
+      }
     }
     if (available && model.to_texture) {
       CheckTexture(session, static_cast<ID3D11Texture2D*>(frame));
@@ -789,9 +594,9 @@ class Run {
              std::memcmp(frame, picture->pixels.data(), size.Pixels() * 4) == 0;
     };
     if (model.known) {
-      if (!model.held || SizeOf(*model.held) != size) {
-        // After texture output the buffer may be of another size than what is reported.
-        Require(model.textures_asked || model.unfilled, "the buffer holds a frame of its size");
+      Require(model.held != nullptr, "the buffer holds a frame");
+      if (SizeOf(*model.held) != size) {
+        Require(model.textures_asked, "the buffer holds a frame of the size that is told");
         return;
       }
       Require(session.BufferBytes() >= size.Pixels() * 4, "the frame lies in the buffer");
@@ -996,12 +801,17 @@ class Run {
 
   // The queue is empty: everything has been handled, in its order.
   void Dispatched() {
-    for (Session& session : sessions_) {
-      if (!session.model.known) session.model.ratio.reset();
-    }
+    ForgetRatios();
     while (!messages_.empty()) {
       Require(messages_.front().frame_of != nullptr, "a poll dispatches every message");
       HandleNext();
+    }
+  }
+
+  // Any number of frames may have been handled.
+  void ForgetRatios() {
+    for (Session& session : sessions_) {
+      if (!session.model.known) session.model.ratio.reset();
     }
   }
 
@@ -1015,6 +825,7 @@ class Run {
   void OnHostMessage(UINT) {
     const fake::OutsideLibrary outside;
     NoteFailedNew();
+    ForgetRatios();
     while (messages_.front().frame_of != nullptr) HandleNext();
     const Message message = messages_.front();
     messages_.pop_front();
@@ -1053,8 +864,8 @@ class Run {
     // The poll may have run a message that destroys the session or changes its switches.
     fake::FramePool* const pool = session.Pool();
     if (!pool || model.to_texture || model.detect || !pool->HasHandler()) return;
-    // A frame that the library could not take is still there.
-    for (int i = 0; i < 2 && pool->FramesWaiting() > 0; ++i) {
+    // Frames that the library could not take are still there.
+    for (size_t left = pool->FramesWaiting(); left > 0; --left) {
       pool->RaiseFrameArrived();
       messages_.push_back({&session});
       Poll(session);
@@ -1077,6 +888,7 @@ class Run {
       model.unfilled = false;
       model.waiting = {frame};
       model.content = frame.content;
+      model.in_step = false;
       model.size = {};
       model.has_buffer = session.BufferBytes() > 0;
       model.capacity = session.BufferBytes();

@@ -185,7 +185,7 @@ struct SessionModel {
     if (!started_clean) detector.known = false;
     if (!detector.known) {
       ratio.reset();
-      return in_step ? Copied::kPerhaps : Copied::kYes;
+      return in_step && size == wanted ? Copied::kPerhaps : Copied::kYes;
     }
     bool changed = true;
     if (!rebuilt) {
