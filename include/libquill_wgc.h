@@ -172,7 +172,12 @@ bool wgc_show_border(void* session, bool show);
 void wgc_set_dirty_rect(void* session, bool enable);
 
 /* Whether frames are handed out as a texture (true) or as bytes (false), from the next frame and
- * the next wgc_get_recent_frame on. Start thread. */
+ * the next wgc_get_recent_frame on. Start thread.
+ *
+ * Back at bytes, and until a frame has come, the bytes are those of the last frame handed out as
+ * bytes, while width and height are those of the last frame in either form. When the target may
+ * have grown meanwhile, read the bytes only once a frame has come: clear the measure with
+ * wgc_get_update_ratio, and poll with detection off until it is 1.0. */
 void wgc_set_capture_to_texture(void* session, bool enable);
 
 #ifdef __cplusplus

@@ -19,7 +19,9 @@ namespace {
 // Relaxed everywhere: the counters must not order the threads that the thread sanitizer watches.
 constexpr auto kRelaxed = std::memory_order_relaxed;
 
-FaultPlan fault_plan;
+// What an allocation looks at is never destroyed: the program's own libraries still allocate after
+// the last destructor, when they write coverage counters for instance.
+FaultPlan& fault_plan = *new FaultPlan;
 std::atomic<uint64_t> failable_calls = 0;
 std::atomic<uint64_t> faults_injected = 0;
 std::atomic<uint64_t> faults_injected_ever = 0;
@@ -33,7 +35,7 @@ std::vector<std::string> failable_functions_taken;
 
 std::mutex bookkeeping_mutex;
 std::vector<std::string> refusals;
-std::unordered_map<void*, size_t> heap_blocks;
+std::unordered_map<void*, size_t>& heap_blocks = *new std::unordered_map<void*, size_t>;
 int64_t heap_bytes = 0;
 int64_t heap_peak = 0;
 std::atomic<int64_t> live_objects = 0;
