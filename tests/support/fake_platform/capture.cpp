@@ -257,29 +257,10 @@ CaptureItem::CaptureItem(HWND window, HMONITOR monitor)
 
 CaptureItem::~CaptureItem() {
   ForgetLast(last_item, this);
-  if (handler_) handler_->Release();
 }
 
 void CaptureItem::OnUnreferenced() {
   if (weak_) weak_->Forget();
-}
-
-HRESULT CaptureItem::RaiseClosed() {
-  Handler* handler = nullptr;
-  {
-    const std::lock_guard lock(mutex_);
-    handler = handler_;
-    if (!handler) return S_FALSE;
-    handler->AddRef();
-  }
-  const HRESULT result = handler->Invoke(this, nullptr);
-  handler->Release();
-  return result;
-}
-
-bool CaptureItem::HasHandler() {
-  const std::lock_guard lock(mutex_);
-  return handler_ != nullptr;
 }
 
 HRESULT CaptureItem::get_DisplayName(HSTRING*) {
@@ -296,27 +277,12 @@ HRESULT CaptureItem::get_Size(SizeInt32* value) {
 
 HRESULT CaptureItem::add_Closed(Handler* handler, EventRegistrationToken* token) {
   Call call(Name(), "add_Closed");
-  *token = {};
-  if (call.Fails()) return call.Result();
-  const std::lock_guard lock(mutex_);
-  if (handler_) return E_ILLEGAL_METHOD_CALL;
-  handler_ = handler;
-  handler_->AddRef();
-  token->value = ++token_;
-  return call.Done();
+  return closed_event_.Add(call, handler, token);
 }
 
 HRESULT CaptureItem::remove_Closed(EventRegistrationToken token) {
   Call call(Name(), "remove_Closed", token.value);
-  if (call.Fails()) return call.Result();
-  Handler* handler = nullptr;
-  {
-    const std::lock_guard lock(mutex_);
-    if (token.value != token_) return E_INVALIDARG;
-    handler = std::exchange(handler_, nullptr);
-  }
-  if (handler) handler->Release();
-  return call.Done();
+  return closed_event_.Remove(call, token);
 }
 
 HRESULT CaptureItem::GetWeakReference(IWeakReference** result) {
@@ -398,7 +364,6 @@ FramePool::~FramePool() {
   ForgetLast(last_pool, this);
   queue_->Purge(this);
   for (Frame* const frame : waiting_) frame->Release();
-  if (handler_) handler_->Release();
 }
 
 void FramePool::OnUnreferenced() {
@@ -461,23 +426,11 @@ void FramePool::RaiseFrameArrived() {
 void FramePool::PostEvent() {
   const OutsideLibrary outside;
   queue_->Post(this, [this] {
-    Handler* handler = nullptr;
-    {
-      const std::lock_guard lock(mutex_);
-      handler = handler_;
-      if (!handler) return;
-      handler->AddRef();
-    }
+    if (!frame_event_.HasHandler()) return;
     // The pool outlives its event, whatever the handler does.
     const Ref<FramePool> self(this);
-    handler_result_ = handler->Invoke(this, nullptr);
-    handler->Release();
+    handler_result_ = frame_event_.Raise(this);
   });
-}
-
-bool FramePool::HasHandler() {
-  const std::lock_guard lock(mutex_);
-  return handler_ != nullptr;
 }
 
 size_t FramePool::FramesWaiting() {
@@ -523,27 +476,12 @@ HRESULT FramePool::TryGetNextFrame(capture_abi::IDirect3D11CaptureFrame** result
 
 HRESULT FramePool::add_FrameArrived(Handler* handler, EventRegistrationToken* token) {
   Call call(Name(), "add_FrameArrived");
-  *token = {};
-  if (call.Fails()) return call.Result();
-  const std::lock_guard lock(mutex_);
-  if (handler_) return E_ILLEGAL_METHOD_CALL;
-  handler_ = handler;
-  handler_->AddRef();
-  token->value = ++token_;
-  return call.Done();
+  return frame_event_.Add(call, handler, token);
 }
 
 HRESULT FramePool::remove_FrameArrived(EventRegistrationToken token) {
   Call call(Name(), "remove_FrameArrived", token.value);
-  if (call.Fails()) return call.Result();
-  Handler* handler = nullptr;
-  {
-    const std::lock_guard lock(mutex_);
-    if (token.value != token_) return E_INVALIDARG;
-    handler = std::exchange(handler_, nullptr);
-  }
-  if (handler) handler->Release();
-  return call.Done();
+  return frame_event_.Remove(call, token);
 }
 
 HRESULT FramePool::CreateCaptureSession(capture_abi::IGraphicsCaptureItem* item,

@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "support/fake_platform/direct3d.h"
@@ -35,6 +36,66 @@ class WeakReference final : public Implements<IWeakReference> {
   ::IUnknown* unknown_;
 };
 
+// An event with room for one handler. Any thread.
+template <typename Handler>
+class Event {
+ public:
+  Event() = default;
+  ~Event() {
+    if (handler_) handler_->Release();
+  }
+  Event(const Event&) = delete;
+  Event& operator=(const Event&) = delete;
+
+  bool HasHandler() {
+    const std::lock_guard lock(mutex_);
+    return handler_ != nullptr;
+  }
+
+  // The handler's answer, S_FALSE when there is none.
+  template <typename Sender>
+  HRESULT Raise(Sender* sender) {
+    Handler* handler = nullptr;
+    {
+      const std::lock_guard lock(mutex_);
+      handler = handler_;
+      if (!handler) return S_FALSE;
+      handler->AddRef();
+    }
+    const HRESULT result = handler->Invoke(sender, nullptr);
+    handler->Release();
+    return result;
+  }
+
+  HRESULT Add(Call& call, Handler* handler, EventRegistrationToken* token) {
+    *token = {};
+    if (call.Fails()) return call.Result();
+    const std::lock_guard lock(mutex_);
+    if (handler_) return E_ILLEGAL_METHOD_CALL;
+    handler_ = handler;
+    handler_->AddRef();
+    token->value = ++token_;
+    return call.Done();
+  }
+
+  HRESULT Remove(Call& call, EventRegistrationToken token) {
+    if (call.Fails()) return call.Result();
+    Handler* handler = nullptr;
+    {
+      const std::lock_guard lock(mutex_);
+      if (token.value != token_) return E_INVALIDARG;
+      handler = std::exchange(handler_, nullptr);
+    }
+    if (handler) handler->Release();
+    return call.Done();
+  }
+
+ private:
+  std::mutex mutex_;
+  Handler* handler_ = nullptr;
+  INT64 token_ = 0;
+};
+
 class CaptureItem final
     : public ImplementsRuntime<ABI::Windows::Graphics::Capture::IGraphicsCaptureItem,
                                IWeakReferenceSource> {
@@ -46,8 +107,8 @@ class CaptureItem final
 
   // The window is gone or the monitor was taken away. Any thread. The handler's answer, S_FALSE
   // when there is none.
-  HRESULT RaiseClosed();
-  bool HasHandler();
+  HRESULT RaiseClosed() { return closed_event_.Raise(this); }
+  bool HasHandler() { return closed_event_.HasHandler(); }
 
   HRESULT STDMETHODCALLTYPE get_DisplayName(HSTRING* value) override;
   HRESULT STDMETHODCALLTYPE get_Size(SizeInt32* value) override;
@@ -62,9 +123,7 @@ class CaptureItem final
   ~CaptureItem() override;
   void OnUnreferenced() override;
 
-  std::mutex mutex_;
-  Handler* handler_ = nullptr;
-  INT64 token_ = 0;
+  Event<Handler> closed_event_;
   Ref<WeakReference> weak_;
 };
 
@@ -90,7 +149,7 @@ class FramePool final
 
   // What the handler answered last; S_FALSE before the first event.
   HRESULT HandlerResult() const { return handler_result_; }
-  bool HasHandler();
+  bool HasHandler() { return frame_event_.HasHandler(); }
   bool IsClosed() const { return closed_; }
   // Frames that the host has not taken yet.
   size_t FramesWaiting();
@@ -132,8 +191,7 @@ class FramePool final
   std::mutex mutex_;
   std::vector<std::shared_ptr<BufferSlot>> slots_;
   std::vector<Frame*> waiting_;
-  Handler* handler_ = nullptr;
-  INT64 token_ = 0;
+  Event<Handler> frame_event_;
   HRESULT handler_result_ = S_FALSE;
   bool capturing_ = false;
   bool closed_ = false;
