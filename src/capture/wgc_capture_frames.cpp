@@ -11,7 +11,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 #include "api/wgc_log.h"
 #include "capture/frame_buffer_capacity.h"
@@ -124,8 +123,6 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
 // Sets copy_mode_ and update_ratio_ by what the detector finds. False when the engine cannot be
 // built for this frame.
 bool WgcCaptureSession::DetectChanges(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc) {
-  // Until the frame is in the buffer: whatever fails from here on, the engine has moved on.
-  const bool was_in_step = std::exchange(buffer_in_step_, false);
   if (frame_diff_.IsSizeChanged(desc.Width, desc.Height)) {
     engine_whole_ = frame_diff_.Resize(desc);
     if (!engine_whole_) return false;
@@ -134,7 +131,7 @@ bool WgcCaptureSession::DetectChanges(ID3D11Texture2D* texture, const D3D11_TEXT
     // "Unchanged" spares the copy where it can be believed and the buffer holds what the frame was
     // compared with. It does not after a frame that the buffer or the engine has missed: one of
     // texture output, one while detection was off, one that could not be read.
-    copy_mode_ = dirty_rects_.empty() && was_in_step && engine_whole_ ? 0 : 2;
+    copy_mode_ = dirty_rects_.empty() && buffer_in_step_ && engine_whole_ ? 0 : 2;
   }
   // Once more after a rebuild, which is harmless, and also after a detection that failed: the next
   // frame is always compared with this one.
@@ -145,6 +142,7 @@ bool WgcCaptureSession::DetectChanges(ID3D11Texture2D* texture, const D3D11_TEXT
 // The simple way, for a frame that the usual one could not read: map the frame itself, or a staging
 // texture of its own.
 bool WgcCaptureSession::CopyFrameWithoutDiff(ID3D11Texture2D* texture) {
+  // The engine may have missed this frame, and so may the buffer in the end.
   buffer_in_step_ = false;
   D3D11_TEXTURE2D_DESC desc;
   texture->GetDesc(&desc);

@@ -372,6 +372,14 @@ TEST_F(Detection, WhoseFlagsCannotBeReadFindsNothing) {
   fake::PlanFaults(fake::NthCallOf("Map", 1, {Fault::Kind::kResult, DXGI_ERROR_DEVICE_REMOVED}));
   EXPECT_EQ(Pixels(session.GetFrame()).pixels, Picture().pixels);
   EXPECT_EQ(session.Ratio(), 0.0f);
+  // Nor does it find what the frame before had changed.
+  fake::PlanNoFaults();
+  PollOf(session, Picture(3));
+  for (uint32_t seed = 4; seed <= 6; ++seed) {
+    DeliverAnySize(Picture(seed));
+    fake::PlanFaults(fake::NthCallOf("Map", 1, {Fault::Kind::kResult, DXGI_ERROR_DEVICE_REMOVED}));
+    EXPECT_EQ(Pixels(session.GetFrame()).pixels, Picture(3).pixels);
+  }
 }
 
 // "Unchanged" compared with a frame that the buffer does not hold.
