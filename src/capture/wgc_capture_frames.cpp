@@ -97,9 +97,10 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
   update_ratio_ = 1.0f;
   // Before detection, so that the GPU copies while the CPU waits for the detector's flags.
   d3d_context_->CopyResource(frame_texture_.get(), texture);
-  bool in_step = dirty_rect_enabled_;
-  if (in_step && !DetectChanges(texture, desc)) return false;
+  const bool detects = dirty_rect_enabled_;
+  if (detects && !DetectChanges(texture, desc)) return false;
 
+  bool is_copied = true;
   D3D11_MAPPED_SUBRESOURCE slice_map_info{};
   if (copy_mode_ != 0) {
     if (FAILED(d3d_context_->Map(frame_texture_.get(), 0, D3D11_MAP_READ, 0, &slice_map_info))) {
@@ -107,14 +108,14 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
     }
     if (slice_map_info.pData == nullptr) {
       copy_mode_ = 0;
-      in_step = false;
+      is_copied = false;
     }
   }
   // On failure the texture stays mapped; the way that is tried next does not use it.
   if (!AdoptFrameSize(desc.Width, desc.Height)) return false;
   if (copy_mode_ == 2) CopyRows(slice_map_info, desc.Height);
   if (copy_mode_ != 0) d3d_context_->Unmap(frame_texture_.get(), 0);
-  buffer_in_step_ = in_step;
+  buffer_in_step_ = detects && is_copied && frame_diff_.IsSound();
 
   FollowContentSize(content_size);
   return true;
@@ -124,14 +125,13 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
 // built for this frame.
 bool WgcCaptureSession::DetectChanges(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc) {
   if (frame_diff_.IsSizeChanged(desc.Width, desc.Height)) {
-    engine_whole_ = frame_diff_.Resize(desc);
-    if (!engine_whole_) return false;
+    if (!frame_diff_.Resize(desc)) return false;
     frame_diff_.UpdateOld(texture);
   } else if (frame_diff_.Detect(texture, &dirty_rects_, &update_ratio_)) {
-    // "Unchanged" spares the copy where it can be believed and the buffer holds what the frame was
-    // compared with. It does not after a frame that the buffer or the engine has missed: one of
-    // texture output, one while detection was off, one that could not be read.
-    copy_mode_ = dirty_rects_.empty() && buffer_in_step_ && engine_whole_ ? 0 : 2;
+    // "Unchanged" spares the copy where the buffer holds what the frame was compared with. It does
+    // not after a frame that one of them has missed: one while detection was off, one that could
+    // not be read, one that the engine was rebuilt for in texture output or saw only in part.
+    copy_mode_ = dirty_rects_.empty() && buffer_in_step_ ? 0 : 2;
   }
   // Once more after a rebuild, which is harmless, and also after a detection that failed: the next
   // frame is always compared with this one.
@@ -257,7 +257,9 @@ void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
     dirty_rects_.clear();
     update_ratio_ = 0.0f;
     if (frame_diff_.IsSizeChanged(src.Width, src.Height)) {
-      engine_whole_ = frame_diff_.Resize(src);
+      // It now compares with a blank frame.
+      buffer_in_step_ = false;
+      frame_diff_.Resize(src);
     } else {
       frame_diff_.Detect(texture.get(), &dirty_rects_, &update_ratio_);
     }
@@ -267,7 +269,6 @@ void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
 
   frame_width_ = src.Width;
   frame_height_ = src.Height;
-  buffer_in_step_ = false;
   if (output_texture_) d3d_context_->CopyResource(output_texture_.get(), texture.get());
 }
 

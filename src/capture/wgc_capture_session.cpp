@@ -107,13 +107,32 @@ WgcCaptureSession::~WgcCaptureSession() {
 
 bool WgcCaptureSession::Start() {
   WgcLogf(LogInfo, "%s", "WgcCaptureSession::Start");
-  if (!CreateDevice()) return false;
+  DeviceObjects objects;
+  if (!CreateDevice(objects)) return false;
   // Without the engine a session still captures; detection then reports nothing.
-  frame_diff_.Init(d3d_device_, d3d_context_);
-  return SetUpCapture();
+  objects.frame_diff.Init(objects.device, objects.context);
+
+  // Nothing of one device may meet what belongs to another. On a second start the capture that runs
+  // keeps its own until there is a new pool, which Windows denies to a thread that has one already.
+  const void* const pool_before = winrt::get_abi(frame_pool_);
+  SwapDeviceObjects(objects);
+  if (SetUpCapture()) return true;
+  if (pool_before != nullptr && winrt::get_abi(frame_pool_) == pool_before) {
+    SwapDeviceObjects(objects);
+  }
+  return false;
 }
 
-bool WgcCaptureSession::CreateDevice() {
+void WgcCaptureSession::SwapDeviceObjects(DeviceObjects& other) {
+  std::swap(d3d_device_, other.device);
+  std::swap(d3d_context_, other.context);
+  std::swap(winrt_device_, other.winrt_device);
+  std::swap(frame_texture_, other.frame_texture);
+  std::swap(output_texture_, other.output_texture);
+  std::swap(frame_diff_, other.frame_diff);
+}
+
+bool WgcCaptureSession::CreateDevice(DeviceObjects& created) {
   HRESULT result = CreateDXGIFactory1(__uuidof(IDXGIFactory1), dxgi_factory_.put_void());
   result = Delivered(result, dxgi_factory_.get());
   if (FAILED(result)) {
@@ -135,25 +154,15 @@ bool WgcCaptureSession::CreateDevice() {
   D3D_FEATURE_LEVEL feature_level = D3D_FEATURE_LEVEL_10_0;
   // With an adapter given, the driver type must be unknown. No single-threaded flag: hosts share
   // the device.
-  winrt::com_ptr<ID3D11Device> device;
-  winrt::com_ptr<ID3D11DeviceContext> context;
   result = D3D11CreateDevice(dxgi_adapter_.get(), D3D_DRIVER_TYPE_UNKNOWN, nullptr,
                              D3D11_CREATE_DEVICE_BGRA_SUPPORT, kFeatureLevels,
                              static_cast<UINT>(std::size(kFeatureLevels)), D3D11_SDK_VERSION,
-                             device.put(), &feature_level, context.put());
-  result = Delivered(result, device.get());
+                             created.device.put(), &feature_level, created.context.put());
+  result = Delivered(result, created.device.get());
   if (FAILED(result)) {
     WgcLogf(LogError, "Failed to create d3d11 device,hr:%08x", Hex(result));
     return false;
   }
-
-  // On a second start, neither the frames nor the textures of the device before may meet this one;
-  // until here, the capture that runs has gone on.
-  frame_arrived_revoker_.revoke();
-  frame_texture_ = nullptr;
-  output_texture_ = nullptr;
-  d3d_device_ = std::move(device);
-  d3d_context_ = std::move(context);
   return true;
 }
 
@@ -216,8 +225,11 @@ bool WgcCaptureSession::BuildCapture() {
   const auto size = capture_item_.Size();
 
   // Create, not CreateFreeThreaded: this is what ties the frames to the start thread.
-  frame_pool_ = Delivered(Direct3D11CaptureFramePool::Create(
+  auto frame_pool = Delivered(Direct3D11CaptureFramePool::Create(
       winrt_device_, DirectXPixelFormat::B8G8R8A8UIntNormalized, kFramePoolBuffers, size));
+  // Nothing comes from a pool before any more: its frames are of another device.
+  frame_arrived_revoker_.revoke();
+  frame_pool_ = std::move(frame_pool);
   capture_session_ = Delivered(frame_pool_.CreateCaptureSession(capture_item_));
   ApplyCursorAndBorder();
   d3d_device_->GetImmediateContext(d3d_context_.put());
@@ -242,9 +254,11 @@ void WgcCaptureSession::CreateDispatcherQueue() {
       DQTAT_COM_STA,
   };
   static_assert(sizeof(options) == 12);
+  winrt::Windows::System::DispatcherQueueController controller{nullptr};
   winrt::check_hresult(CreateDispatcherQueueController(
       options, reinterpret_cast<ABI::Windows::System::IDispatcherQueueController**>(
-                   winrt::put_abi(dispatcher_controller_))));
+                   winrt::put_abi(controller))));
+  dispatcher_controller_ = std::move(controller);
 }
 
 // The window wins over the monitor. With neither, capture_item_ is left as it is.

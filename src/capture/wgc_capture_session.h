@@ -65,8 +65,19 @@ class WgcCaptureSession {
  private:
   WgcCaptureSession(HWND window, HMONITOR monitor);
 
+  // What frames are handled with, all on one device.
+  struct DeviceObjects {
+    winrt::com_ptr<ID3D11Device> device;
+    winrt::com_ptr<ID3D11DeviceContext> context;
+    winrt::Windows::Graphics::DirectX::Direct3D11::IDirect3DDevice winrt_device{nullptr};
+    winrt::com_ptr<ID3D11Texture2D> frame_texture;
+    winrt::com_ptr<ID3D11Texture2D> output_texture;
+    FrameDiffEngine frame_diff;
+  };
+
   // Start, by phase.
-  bool CreateDevice();
+  bool CreateDevice(DeviceObjects& created);
+  void SwapDeviceObjects(DeviceObjects& other);
   void ChooseAdapter();
   bool SetUpCapture();
   bool BuildCapture();
@@ -143,6 +154,4 @@ class WgcCaptureSession {
   // frame_buffer_ holds the frame that the engine compares the next one with. Only then does
   // "unchanged" mean that the buffer is right as it is.
   bool buffer_in_step_ = false;
-  // The engine's last rebuild succeeded. After a failed one it may still run and miss changes.
-  bool engine_whole_ = false;
 };

@@ -55,8 +55,6 @@ D3D11_TEXTURE2D_DESC LikeFrame(const D3D11_TEXTURE2D_DESC& frameDesc) {
 bool FrameDiffEngine::Init(winrt::com_ptr<ID3D11Device> newDevice,
                            winrt::com_ptr<ID3D11DeviceContext> newContext) {
   if (!newDevice || !newContext) return false;
-  // On a second start: nothing that the device before has made may be used with this one.
-  *this = FrameDiffEngine();
   device = std::move(newDevice);
   context = std::move(newContext);
   return CreateShaders();
@@ -83,9 +81,10 @@ bool FrameDiffEngine::Resize(const D3D11_TEXTURE2D_DESC& frameDesc) {
   width = frameDesc.Width;
   height = frameDesc.Height;
   rectRows = Tiles(height);
-  if (!device || !context) return false;
-  return CreateFrameTextures(frameDesc) && CreateLightTextures() && CreateTexInfoBuffer() &&
-         CreateFlagBuffers() && CreateTexBuffer();
+  isRead = true;
+  isBuilt = device && context && CreateFrameTextures(frameDesc) && CreateLightTextures() &&
+            CreateTexInfoBuffer() && CreateFlagBuffers() && CreateTexBuffer();
+  return isBuilt;
 }
 
 // Frame-sized copies of the frame, with the views that the passes read them through.
@@ -312,6 +311,7 @@ void FrameDiffEngine::Unbind() {
 // Fills diffRects; returns the changed area in pixels. The map waits for the three passes.
 uint32_t FrameDiffEngine::ReadDiffRects() {
   if (!context) return 0xFFFFFFFF;
+  isRead = false;
   // A build that failed half-way may have left the flag buffer's view without its copy.
   if (!RamBuff || !diffBuff) return 0;
   context->CopyResource(RamBuff.get(), diffBuff.get());
@@ -323,6 +323,7 @@ uint32_t FrameDiffEngine::ReadDiffRects() {
     if (diffRectDesc.pData != nullptr) {
       area = DecodeDiffRects(static_cast<const uint32_t*>(diffRectDesc.pData),
                              diffRectDesc.DepthPitch / kFlagBytesPerRow, width, height, diffRects);
+      isRead = true;
     }
   } catch (...) {
     // Out of memory for the rectangles. Left mapped, the buffer would never be read again.
@@ -345,6 +346,8 @@ void FrameDiffEngine::Release() {
   rectRows = 0;
   ramBuffWords = 0;
   diffRatio = 0.0f;
+  isBuilt = false;
+  isRead = true;
 
   // The context forgets what is bound and lets go of it before the resources are released.
   if (context) {

@@ -39,6 +39,10 @@ class FrameDiffEngine {
   // or a resource is missing.
   bool Detect(ID3D11Texture2D* frameTexture, std::vector<D3D11_BOX>* rectsOut, float* ratioOut);
 
+  // Whether the last answer can be relied on: all of the last build succeeded, and the last
+  // detection could read its flags. Otherwise a change may have gone unseen.
+  bool IsSound() const { return isBuilt && isRead; }
+
   // Makes frameTexture the frame that the next one is compared with.
   void UpdateOld(ID3D11Texture2D* frameTexture);
 
@@ -65,6 +69,8 @@ class FrameDiffEngine {
   uint32_t rectRows = 0;      // tile rows
   uint32_t ramBuffWords = 0;  // 32-bit words in a row of the mapped RamBuff
   float diffRatio = 0.0f;
+  bool isBuilt = false;  // the last Resize succeeded
+  bool isRead = true;    // the last detection could read its flags
   std::vector<D3D11_BOX> diffRects;
   winrt::com_ptr<ID3D11Device> device;
   winrt::com_ptr<ID3D11DeviceContext> context;

@@ -317,18 +317,77 @@ TEST_F(Lifecycle, ASecondStartWithoutADeviceLeavesTheRunningCapture) {
   EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48, 2).pixels);
 }
 
-TEST_F(Lifecycle, ASecondStartThatFailsLaterTakesNoFrameOfTheDeviceBefore) {
+// What every second start on Windows meets, and what else may fail before there is a new pool.
+TEST_F(Lifecycle, ASecondStartWithoutAPoolLeavesTheRunningCapture) {
+  for (const char* const function : {"", "QueryInterface", "CreateDirect3D11DeviceFromDXGIDevice",
+                                     "CreateForWindow", "Create"}) {
+    SCOPED_TRACE(function);
+    Session session;
+    session.DirtyRect(true);
+    ASSERT_TRUE(session.Start());
+    ID3D11Device* const device = wgc_get_device(session.handle());
+    fake::FramePool* const pool = fake::LastPool();
+    ASSERT_TRUE(pool->Deliver(Pattern(64, 48)));
+    ASSERT_TRUE(session.GetFrame().available);
+
+    TakeLog();
+    if (*function == 0) {
+      fake::settings.one_queue_a_thread = true;
+    } else {
+      fake::PlanFaults(fake::EveryCallOf(function, {fake::Fault::Kind::kResult, E_FAIL}));
+    }
+    EXPECT_FALSE(session.Start());
+    if (*function == 0) {
+      EXPECT_EQ(TakeLog(), (std::vector<LogLine>{{1, "WgcCaptureSession::Start"},
+                                                 {3, "Winrt exception:-2147417842"}}));
+    } else {
+      EXPECT_GT(fake::FaultsInjected(), 0u);
+    }
+    fake::PlanNoFaults();
+    fake::settings.one_queue_a_thread = false;
+
+    EXPECT_EQ(wgc_get_device(session.handle()), device);
+    EXPECT_TRUE(session.Running());
+    // Unchanged, changed, and of another size: with the engine, the textures and the pool it had.
+    for (const auto& picture : {Pattern(64, 48), Pattern(64, 48, 2)}) {
+      ASSERT_TRUE(pool->Deliver(picture));
+      EXPECT_EQ(Pixels(session.GetFrame()).pixels, picture.pixels);
+    }
+    ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 3), {80, 60}));
+    EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48, 3).pixels);
+    ASSERT_TRUE(pool->Deliver(Pattern(80, 60, 4)));
+    EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(80, 60, 4).pixels);
+  }
+}
+
+TEST_F(Lifecycle, ASecondStartThatFailsWithItsPoolTakesNoFrameOfTheDeviceBefore) {
   Session session;
   ASSERT_TRUE(session.Start());
   fake::FramePool* const pool = fake::LastPool();
+  pool->AddRef();
   ASSERT_TRUE(pool->Deliver(Pattern(64, 48)));
   ASSERT_TRUE(session.GetFrame().available);
-  fake::PlanFaults(fake::EveryCallOf("CreateForWindow", {fake::Fault::Kind::kResult, E_FAIL}));
+  fake::PlanFaults(fake::EveryCallOf("CreateCaptureSession", {fake::Fault::Kind::kResult, E_FAIL}));
   EXPECT_FALSE(session.Start());
   fake::PlanNoFaults();
   EXPECT_FALSE(pool->HasHandler());
   ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 2)));
   EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48).pixels);
+  pool->Release();
+}
+
+// Nobody could remove a handler whose registration was lost, and it would outlive the session.
+TEST_F(Lifecycle, ARegistrationThatCannotBeRevokedLaterIsRemovedAtOnce) {
+  for (uint64_t number = 1; number <= 2; ++number) {
+    Session session;
+    fake::PlanFaults(
+        fake::NthCallOf("GetWeakReference", number, {fake::Fault::Kind::kResult, E_OUTOFMEMORY}));
+    EXPECT_FALSE(session.Start());
+    EXPECT_EQ(fake::FaultsInjected(), 1u);
+    fake::PlanNoFaults();
+    EXPECT_FALSE(fake::LastItem()->HasHandler());
+    EXPECT_EQ(fake::LastPool()->HasHandler(), number == 2);
+  }
 }
 
 TEST_F(Lifecycle, AFailedStartCanBeRepeated) {

@@ -43,6 +43,7 @@ fake::Storage Stored(uint32_t row_bytes, uint32_t width, uint32_t height, bool i
           width,
           height,
           is_buffer,
+          nullptr,
           nullptr};
 }
 

@@ -185,7 +185,7 @@ struct SessionModel {
     if (!started_clean) detector.known = false;
     if (!detector.known) {
       ratio.reset();
-      return in_step && size == wanted ? Copied::kPerhaps : Copied::kYes;
+      return in_step && held && SizeOf(*held) == wanted ? Copied::kPerhaps : Copied::kYes;
     }
     bool changed = true;
     if (!rebuilt) {
@@ -214,12 +214,14 @@ struct SessionModel {
     }
     output->picture = frame.picture;
     output_known = true;
-    in_step = false;
     size = wanted;
     ratio = 1.0f;
     if (!detect) return;
     const bool rebuilt = detector.known ? detector.size != wanted : frame.first_of_its_size;
-    if (rebuilt) detector.Rebuild(wanted, frame.format);
+    if (rebuilt) {
+      detector.Rebuild(wanted, frame.format);
+      in_step = false;  // with a blank frame now
+    }
     if (!started_clean) detector.known = false;
     if (rebuilt) {
       ratio = 0.0f;

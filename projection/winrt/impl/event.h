@@ -142,8 +142,14 @@ class event_revoker {
  public:
   event_revoker() noexcept = default;
 
+  // Takes over a registration; when it cannot, the registration is removed before the error leaves.
   event_revoker(I const& source, event_token token) : token_(token) {
-    check_hresult(source.template as<IWeakReferenceSource>()->GetWeakReference(source_.put()));
+    try {
+      check_hresult(source.template as<IWeakReferenceSource>()->GetWeakReference(source_.put()));
+    } catch (...) {
+      (abi_of(source)->*Remove)({token_.value});
+      throw;
+    }
   }
 
   event_revoker(event_revoker&& other) noexcept = default;

@@ -191,7 +191,8 @@ class Texture final : public DeviceChild<ID3D11Texture2D>, public HasStorage {
   Texture(Device* device, const D3D11_TEXTURE2D_DESC& desc)
       : DeviceChild(device, "texture"),
         HasStorage({Memory(desc.Width * BytesPerPixel(desc.Format), desc.Height), desc.Format,
-                    desc.Usage, desc.CPUAccessFlags, desc.Width, desc.Height, false, nullptr}),
+                    desc.Usage, desc.CPUAccessFlags, desc.Width, desc.Height, false, device,
+                    nullptr}),
         desc(desc) {}
 
   void* Answer(REFIID id) override {
@@ -216,7 +217,7 @@ class Buffer final : public DeviceChild<ID3D11Buffer>, public HasStorage {
   Buffer(Device* device, const D3D11_BUFFER_DESC& desc)
       : DeviceChild(device, "buffer"),
         HasStorage({Memory(desc.ByteWidth, 1), DXGI_FORMAT_UNKNOWN, desc.Usage, desc.CPUAccessFlags,
-                    desc.ByteWidth, 1, true, nullptr}),
+                    desc.ByteWidth, 1, true, device, nullptr}),
         desc(desc) {}
 
   void* Answer(REFIID id) override {
@@ -340,7 +341,8 @@ class Context final : public UnusedContextMethods {
     Storage* const target = StorageOf(to);
     const Storage* const source = StorageOf(from);
     if (!target || !source || target == source || target->format != source->format ||
-        target->width != source->width || target->height != source->height || target->mapping ||
+        target->width != source->width || target->height != source->height ||
+        target->device != device_ || source->device != device_ || target->mapping ||
         source->mapping) {
       // The device drops such a copy without a word.
       Refuse("CopyResource(" + NameOf(to) + ", " + NameOf(from) + ")");

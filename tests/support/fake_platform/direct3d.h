@@ -72,6 +72,7 @@ struct Storage {
   uint32_t width;   // pixels, or bytes of a buffer
   uint32_t height;  // 1 of a buffer
   bool is_buffer;
+  const void* device;
   std::unique_ptr<Mapping> mapping;
   D3D11_MAP map_type = D3D11_MAP_READ;
 };

@@ -31,6 +31,10 @@ struct Settings {
   std::vector<AdapterSettings> adapters = {{}};
   UINT feature_level = 0xB000;  // of the devices on all of them
 
+  // Whether a thread can have one dispatcher queue only, as on Windows. Off, one thread can drive
+  // several sessions, which is all that most tests need threads for.
+  bool one_queue_a_thread = false;
+
   bool cursor_property_present = true;
   bool border_property_present = true;
   uint16_t universal_contract = 8;
