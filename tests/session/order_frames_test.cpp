@@ -586,6 +586,25 @@ context.Unmap(staging, 0)
   ExpectRefusals();
 }
 
+TEST_F(FrameOrder, SimpleWayWithoutABufferLeavesItsTextureMapped) {
+  Session session;
+  ASSERT_TRUE(session.Start());
+  const auto texture = [] {
+    winrt::com_ptr<ID3D11Texture2D> made;
+    made.attach(
+        fake::NewTexture(fake::LastPool()->Direct3DDevice(),
+                         fake::FrameDesc(64, 48, DXGI_FORMAT_B8G8R8A8_UNORM, D3D11_USAGE_STAGING)));
+    return made;
+  }();
+  ASSERT_TRUE(fake::LastPool()->DeliverTexture(texture.get(), {64, 48}));
+  fake::PlanFaults([](const fake::FailableCall& call) {
+    const bool fails = call.function == "CreateTexture2D" || call.function == "malloc";
+    return fails ? std::optional(Fault{Fault::Kind::kResult, E_FAIL}) : std::nullopt;
+  });
+  EXPECT_FALSE(session.GetFrame().available);
+  EXPECT_TRUE(fake::IsMapped(texture.get()));
+}
+
 // Any failure of the frame's map but "not for the CPU" goes on: the size is adopted, no row is
 // copied, the unmap names nothing, and the frame counts as read.
 TEST_F(FrameOrder, SimpleWayGoesOnAfterAnyOtherFailure) {
