@@ -245,7 +245,6 @@ class Soak {
     }
     if (!shown) ++(!poll.available || Shows(poll, before) ? figures_.lost : figures_.wrong);
     Release(poll);
-    Check(shown, "the frame that was delivered is reported");
     CheckRatio();
     CheckMemory();
   }
@@ -400,7 +399,7 @@ class Soak {
       const uint64_t mallocs = mallocs_;
       model_.pending = false;
       model_.HandleEvent();
-      Check(Shows(poll, picture), "the frame that was delivered is reported");
+      if (!Shows(poll, picture)) ++figures_.lost;
       Release(poll);
       CheckRatio();
       CheckMemory();
@@ -408,7 +407,6 @@ class Soak {
       ++figures_.steady_frames;
       figures_.steady_new += news;
       figures_.steady_malloc += mallocs;
-      Check(news == 0 && mallocs == 0, "a steady frame asks for no memory");
     }
   }
 
@@ -472,5 +470,8 @@ int main(int argc, char** argv) {
     std::printf("%s=%llu ", name, static_cast<unsigned long long>(value));
   }
   std::printf("seconds=%.1f\n", seconds.count());
-  return 0;
+  // These are counted to the end, so that the figures tell how bad it is.
+  const bool sound = figures.lost == 0 && figures.wrong == 0 && figures.steady_new == 0 &&
+                     figures.steady_malloc == 0;
+  return sound ? 0 : 1;
 }
