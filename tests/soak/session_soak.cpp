@@ -211,6 +211,8 @@ class Soak {
   bool Shows(const Poll& poll, const Picture& picture) const {
     if (!poll.available || !picture || SizeOf(*picture) != poll.size) return false;
     if (model_.to_texture) return ShowsTexture(poll, picture);
+    // Back from texture output, the size may be a larger frame's until one comes through as bytes.
+    if (BufferCapacityOf(session_) < poll.size.Pixels() * 4) return false;
     return std::memcmp(poll.frame, picture->pixels.data(), poll.size.Pixels() * 4) == 0;
   }
 
