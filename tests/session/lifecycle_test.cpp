@@ -324,7 +324,12 @@ TEST_F(Lifecycle, ASecondStartWithoutAPoolLeavesTheRunningCapture) {
     SCOPED_TRACE(function);
     Session session;
     session.DirtyRect(true);
+    fake::StartRecording();
     ASSERT_TRUE(session.Start());
+    // "pool_statics1.Create(winrt_device1, 87, 2, 64x48) = pool1"
+    const std::string created = LinesWith(".Create(", fake::TakeRecording()).at(0);
+    const size_t begin = created.find('(') + 1;
+    const std::string winrt_device = created.substr(begin, created.find(',') - begin);
     ID3D11Device* const device = wgc_get_device(session.handle());
     fake::FramePool* const pool = fake::LastPool();
     ASSERT_TRUE(pool->Deliver(Pattern(64, 48)));
@@ -353,8 +358,10 @@ TEST_F(Lifecycle, ASecondStartWithoutAPoolLeavesTheRunningCapture) {
       ASSERT_TRUE(pool->Deliver(picture));
       EXPECT_EQ(Pixels(session.GetFrame()).pixels, picture.pixels);
     }
+    fake::StartRecording();
     ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 3), {80, 60}));
     EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48, 3).pixels);
+    EXPECT_EQ(LinesWith(".Recreate(" + winrt_device + ", ", fake::TakeRecording()).size(), 1u);
     ASSERT_TRUE(pool->Deliver(Pattern(80, 60, 4)));
     EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(80, 60, 4).pixels);
   }
@@ -363,6 +370,7 @@ TEST_F(Lifecycle, ASecondStartWithoutAPoolLeavesTheRunningCapture) {
 TEST_F(Lifecycle, ASecondStartThatFailsWithItsPoolTakesNoFrameOfTheDeviceBefore) {
   Session session;
   ASSERT_TRUE(session.Start());
+  ID3D11Device* const device = wgc_get_device(session.handle());
   fake::FramePool* const pool = fake::LastPool();
   pool->AddRef();
   ASSERT_TRUE(pool->Deliver(Pattern(64, 48)));
@@ -370,6 +378,7 @@ TEST_F(Lifecycle, ASecondStartThatFailsWithItsPoolTakesNoFrameOfTheDeviceBefore)
   fake::PlanFaults(fake::EveryCallOf("CreateCaptureSession", {fake::Fault::Kind::kResult, E_FAIL}));
   EXPECT_FALSE(session.Start());
   fake::PlanNoFaults();
+  EXPECT_NE(wgc_get_device(session.handle()), device);
   EXPECT_FALSE(pool->HasHandler());
   ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 2)));
   EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48).pixels);
