@@ -383,6 +383,22 @@ TEST_F(Detection, WhoseFlagsCannotBeReadFindsNothing) {
   EXPECT_EQ(Pixels(session.GetFrame()).pixels, Picture(4).pixels);
 }
 
+TEST_F(Detection, IsReliedOnAgainAfterARebuild) {
+  Session session;
+  session.DirtyRect(true);
+  ASSERT_TRUE(session.Start());
+  PollOf(session, Picture());
+  DeliverAnySize(Picture(2));
+  fake::PlanFaults(fake::NthCallOf("Map", 1, {Fault::Kind::kResult, DXGI_ERROR_DEVICE_REMOVED}));
+  session.GetFrame();
+  fake::PlanNoFaults();
+  const reference::Image larger = Pattern(kWidth + 40, kHeight, 3);
+  PollOf(session, larger);
+  fake::StartRecording();
+  EXPECT_EQ(Pixels(PollOf(session, larger)).pixels, larger.pixels);
+  EXPECT_EQ(LinesWith(".Map(", fake::TakeRecording()).size(), 1u);
+}
+
 // "Unchanged" compared with a frame that the buffer does not hold.
 
 TEST_F(Detection, TurnedOnAgainFindsTheBufferOutOfDate) {
