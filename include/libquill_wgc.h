@@ -94,7 +94,8 @@ void* wgc_session_create2(HMONITOR monitor);
  * thread the session's start thread and gives it a dispatcher queue.
  *
  * Returns true when capture runs. On false the log has a WGC_LOG_ERROR line with the reason; the
- * session then is good for nothing but wgc_session_destroy.
+ * session then is good for nothing but wgc_session_destroy. A session that runs cannot be started
+ * again on its thread: the call fails, and the capture goes on.
  */
 bool wgc_session_start(void* session);
 

@@ -175,6 +175,24 @@ TEST(Lifecycle, TwoSessionsCaptureSideBySideOnTwoThreads) {
   EXPECT_TRUE(right_same);
 }
 
+// The thread has its dispatcher queue already.
+TEST(Lifecycle, ASecondStartFailsAndTheCaptureGoesOn) {
+  const Picture picture = MakePattern(96, 64, 1);
+  const Picture other = MakePattern(96, 64, 2);
+  PatternWindow window(picture);
+  Session session(Wgc().wgc_session_create(window.handle()));
+  Wgc().wgc_set_dirty_rect(session.get(), true);
+  ASSERT_TRUE(session.Start());
+  ASSERT_TRUE(ComesToShow(session.get(), picture));
+  ID3D11Device* const device = Wgc().wgc_get_device(session.get());
+
+  EXPECT_FALSE(session.Start());
+  EXPECT_TRUE(Wgc().wgc_get_status(session.get()));
+  EXPECT_EQ(Wgc().wgc_get_device(session.get()), device);
+  window.Show(other);
+  EXPECT_TRUE(ComesToShow(session.get(), other));
+}
+
 TEST(Log, WithoutACallbackEverythingWorks) {
   Wgc().wgc_register_logger(nullptr);
   PatternWindow window(MakePattern(80, 60));
