@@ -5,6 +5,7 @@
 
 #include <libquill_wgc.h>
 
+#include <chrono>
 #include <mutex>
 
 namespace quill_grab {
@@ -15,8 +16,19 @@ std::mutex sink_mutex;
 Console* sink_console = nullptr;
 bool sink_verbose = false;
 std::string last_error;
+std::vector<LogLine> lines;
+std::chrono::steady_clock::time_point start;
 
-const char* LevelName(int level) {
+void Keep(int level, const char* text) {
+  if (level == WGC_LOG_ERROR) last_error = text;
+  if (lines.size() == kKeptLogLines) return;
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  lines.push_back({elapsed.count(), level, text});
+}
+
+}  // namespace
+
+const char* LogLevelName(int level) {
   switch (level) {
     case WGC_LOG_INFO:
       return "info";
@@ -27,22 +39,22 @@ const char* LevelName(int level) {
   }
 }
 
-}  // namespace
-
 void SetLogSink(Console* console, bool verbose) {
   const std::lock_guard lock(sink_mutex);
   sink_console = console;
   sink_verbose = verbose;
   last_error.clear();
+  lines.clear();
+  start = std::chrono::steady_clock::now();
 }
 
 // The text ends at its NUL; length is not reliable for long lines.
 void OnLogLine(int level, const char* text, size_t) {
   try {
     const std::lock_guard lock(sink_mutex);
-    if (level == WGC_LOG_ERROR) last_error = text;
+    Keep(level, text);
     if (sink_verbose && sink_console != nullptr) {
-      sink_console->PrintLine(std::string("log ") + LevelName(level) + ": " + text);
+      sink_console->PrintLine(std::string("log ") + LogLevelName(level) + ": " + text);
     }
   } catch (...) {
     // Out of memory: the line is lost, as nothing may leave a log callback.
@@ -52,6 +64,11 @@ void OnLogLine(int level, const char* text, size_t) {
 std::string LastLoggedError() {
   const std::lock_guard lock(sink_mutex);
   return last_error;
+}
+
+std::vector<LogLine> LoggedLines() {
+  const std::lock_guard lock(sink_mutex);
+  return lines;
 }
 
 }  // namespace quill_grab

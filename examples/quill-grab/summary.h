@@ -22,6 +22,7 @@ struct FrameRecord {
   FrameSize size;
   float ratio;       // what wgc_get_update_ratio gave after the poll
   bool is_new;       // see IsNewFrame
+  uint64_t missed;   // polls left out since the previous poll, as they came due while it was handled
   std::string file;  // empty when the frame was not written
 };
 
