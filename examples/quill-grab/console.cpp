@@ -26,6 +26,11 @@ std::string WithCarriageReturns(std::string_view text) {
   return result;
 }
 
+// To fewer than columns characters, as the last column would wrap.
+std::string Shortened(std::string_view text, int columns) {
+  return std::string(text.substr(0, static_cast<size_t>(std::max(columns - 1, 0))));
+}
+
 }  // namespace
 
 std::string ProgressLine(double share, std::string_view text, int columns) {
@@ -33,8 +38,7 @@ std::string ProgressLine(double share, std::string_view text, int columns) {
   const int full = static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * kCells));
   std::string line = "[";
   line.append(full, '#').append(kCells - full, '.').append("] ").append(text);
-  const size_t room = static_cast<size_t>(std::max(columns - 1, 0));
-  return line.substr(0, room);
+  return Shortened(line, columns);
 }
 
 Console::Console()
@@ -56,10 +60,21 @@ void Console::PrintError(std::string_view text) {
   if (!progress_.empty()) Write(out_, progress_);
 }
 
+void Console::LeaveStandardOutput() {
+  out_ = err_;
+  is_terminal_ = IsTerminal(out_);
+}
+
 void Console::ShowProgress(double share, std::string_view text) {
-  if (!is_terminal_) return;
+  if (is_terminal_) DrawProgress(ProgressLine(share, text, Columns()));
+}
+
+void Console::ShowStatus(std::string_view text) {
+  if (is_terminal_) DrawProgress(Shortened(text, Columns()));
+}
+
+void Console::DrawProgress(const std::string& line) {
   const std::lock_guard lock(mutex_);
-  const std::string line = ProgressLine(share, text, Columns());
   if (line == progress_) return;
   // In one write and over the old line, so that it does not flicker.
   std::string drawn = "\r" + line;

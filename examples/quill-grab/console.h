@@ -21,16 +21,22 @@ class Console {
 
   bool is_terminal() const { return is_terminal_; }
 
+  // What is printed goes to standard error from here on, as standard output carries a stream.
+  void LeaveStandardOutput();
+
   void PrintLine(std::string_view text);
   // The line appears on standard error as "quill-grab: TEXT".
   void PrintError(std::string_view text);
 
   // Replaces the progress line; without a terminal nothing is shown. share is 0 to 1.
   void ShowProgress(double share, std::string_view text);
+  // The same without a bar, for what has no end.
+  void ShowStatus(std::string_view text);
   void ClearProgress();
 
  private:
   void Write(HANDLE stream, std::string_view lines);
+  void DrawProgress(const std::string& line);
   void EraseProgress();
   int Columns() const;
 

@@ -17,6 +17,8 @@ enum class ExitCode {
   kOutputFailed = 5,
   kTargetClosed = 6,
   kNoFrame = 7,
+  kSizeChanged = 8,
+  kReaderGone = 9,
 };
 
 // Ends the run: one line for the user, which names the remedy, and the exit code. UTF-8.

@@ -4,6 +4,7 @@
 #include "quill-grab/grabber.h"
 
 #include <algorithm>
+#include <cmath>
 #include <thread>
 
 #include "quill-grab/log_sink.h"
@@ -15,11 +16,12 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 using std::chrono::duration;
-using std::chrono::duration_cast;
 
 // The longest sleep, so that Ctrl-C and a closing target are answered at once.
-constexpr std::chrono::milliseconds kSlice{50};
+constexpr double kSliceSeconds = 0.05;
 constexpr double kQuietSeconds = 3.0;
+// Between two reports on a terminal and elsewhere.
+constexpr double kStatusSeconds = 0.25;
 constexpr double kPlainReportSeconds = 2.0;
 
 unsigned long long Number(uint64_t value) {
@@ -32,13 +34,16 @@ bool IsNewFrame(float ratio, const FrameSize& size, const std::optional<FrameSiz
   return ratio > 0.0f || !previous || *previous != size;
 }
 
-Grabber::Grabber(const Library& library, const Options& options, const OutputFolder& folder,
+// Until the first frame is there polls come at least once a slice, so that a slow rate does not
+// delay it.
+Grabber::Grabber(const Library& library, const Options& options, const Outputs& outputs,
                  Console& console)
     : library_(library),
       options_(options),
-      folder_(folder),
+      outputs_(outputs),
       console_(console),
-      session_(nullptr, library.wgc_session_destroy) {}
+      session_(nullptr, library.wgc_session_destroy),
+      beats_(0.0, std::max(options.fps, 1.0 / kSliceSeconds)) {}
 
 void Grabber::Start(const Target& target) {
   target_ = target;
@@ -71,9 +76,9 @@ void Grabber::ApplySwitches() {
 }
 
 Outcome Grabber::Run(const std::atomic<bool>& interrupted) {
-  start_ = next_poll_ = Clock::now();
+  start_ = Clock::now();
   try {
-    const Outcome outcome = PollUntilEnd(interrupted);
+    Outcome outcome = PollUntilEnd(interrupted);
     console_.ClearProgress();
     return outcome;
   } catch (const GrabError& error) {
@@ -89,23 +94,40 @@ Outcome Grabber::PollUntilEnd(const std::atomic<bool>& interrupted) {
     NoticeSilence();
     if (const std::optional<Outcome> outcome = End(interrupted)) return *outcome;
     WaitForNextPoll(interrupted);
+    if (const std::optional<Outcome> outcome = End(interrupted)) return *outcome;
   }
 }
 
 std::optional<Outcome> Grabber::End(bool interrupted) const {
-  if (options_.frames != 0 && summary_.written() >= options_.frames) {
-    return Outcome{ExitCode::kOk, "all frames are written", false};
-  }
-  if (!library_.wgc_get_status(session_.get())) {
-    return Outcome{ExitCode::kTargetClosed,
-                   "the target was closed before the end; the frames so far are kept", true};
-  }
+  if (Share() >= 1.0) return Outcome{ExitCode::kOk, "all frames are written", false};
+  if (!library_.wgc_get_status(session_.get())) return TargetClosed();
   if (interrupted && summary_.frames() > 0) return Outcome{ExitCode::kOk, "interrupted", false};
   if (interrupted) {
     return Outcome{ExitCode::kNoFrame, "interrupted before any frame arrived", true};
   }
-  if (Elapsed() >= options_.seconds) return TimeOver();
+  // The polls that came due before the end and were missed are made up for by one more.
+  if (Elapsed() >= options_.seconds && beats_.next() >= options_.seconds) return TimeOver();
   return std::nullopt;
+}
+
+// How much of the frames that end the run is there.
+double Grabber::Share() const {
+  double share = 0.0;
+  for (const std::unique_ptr<Output>& output : outputs_) share = std::max(share, output->Share());
+  if (options_.frames == 0 || options_.HasStream()) return share;
+  return std::max(share, static_cast<double>(taken_) / static_cast<double>(options_.frames));
+}
+
+Outcome Grabber::TargetClosed() const {
+  const bool was_to_end_otherwise = options_.frames != 0 || std::isfinite(options_.seconds);
+  if (was_to_end_otherwise) {
+    return {ExitCode::kTargetClosed,
+            "the target was closed before the end; the frames so far are kept", true};
+  }
+  if (summary_.frames() == 0) {
+    return {ExitCode::kNoFrame, "the target was closed before any frame arrived", true};
+  }
+  return {ExitCode::kOk, "the target was closed", false};
 }
 
 Outcome Grabber::TimeOver() const {
@@ -115,17 +137,24 @@ Outcome Grabber::TimeOver() const {
                    options_.seconds),
             true};
   }
-  if (options_.frames != 0) {
+  if (options_.frames == 0) return {ExitCode::kOk, "the time is over", false};
+  if (options_.HasStream()) {
     return {ExitCode::kOk,
-            Format("the time is over with %llu of %llu frames: the picture did not change more "
-                   "often. Use --seconds for more time or --all to write repeats",
-                   Number(summary_.written()), Number(options_.frames)),
+            Format("the time is over before %llu frames. Use --seconds for more time",
+                   Number(options_.frames)),
             false};
   }
-  return {ExitCode::kOk, "the time is over", false};
+  return {ExitCode::kOk,
+          Format("the time is over with %llu of %llu frames: the picture did not change more "
+                 "often. Use --seconds for more time or --all to write repeats",
+                 Number(taken_), Number(options_.frames)),
+          false};
 }
 
 void Grabber::Poll() {
+  // No poll stands for a beat after the end.
+  missed_ += beats_.Take(std::min(Elapsed(), options_.seconds));
+  last_poll_seconds_ = Elapsed();
   void* frame = nullptr;
   FrameSize size{};
   bool cursor;
@@ -134,6 +163,7 @@ void Grabber::Poll() {
     TakeFrame(frame, size);
   } else {
     summary_.AddPollWithoutFrame();
+    ++missed_;
   }
 }
 
@@ -146,10 +176,22 @@ void Grabber::TakeFrame(void* frame, FrameSize size) {
   record.size = size;
   record.ratio = library_.wgc_get_update_ratio(session_.get());
   record.is_new = IsNewFrame(record.ratio, size, last_size_);
-  if (record.is_new) last_new_seconds_ = record.seconds;
+  const bool is_first = !last_size_;
+  record.missed = is_first ? 0 : missed_;
+  missed_ = 0;
   last_size_ = size;
+  if (record.is_new) {
+    last_new_seconds_ = record.seconds;
+    last_new_ratio_ = record.ratio;
+  }
+  if (record.is_new || options_.all) ++taken_;
+  if (is_first) {
+    // From here on the polls have the rate that was asked for.
+    beats_ = Beats(last_poll_seconds_, options_.fps);
+    beats_.Take(last_poll_seconds_);
+  }
   try {
-    if (record.is_new || options_.all) record.file = WriteFrame(frame, texture.Get(), size);
+    GiveFrame(record, frame, texture.Get());
   } catch (const GrabError&) {
     summary_.AddFrame(record);  // it did arrive
     throw;
@@ -158,46 +200,53 @@ void Grabber::TakeFrame(void* frame, FrameSize size) {
   summary_.AddFrame(record);
 }
 
-std::string Grabber::WriteFrame(void* bytes, ID3D11Texture2D* texture, FrameSize size) {
-  const std::string name = FrameFileName(summary_.written() + 1);
-  if (texture != nullptr) {
+// Pixels are read once for all outputs, and only when one of them wants them.
+void Grabber::GiveFrame(FrameRecord& record, void* frame, ID3D11Texture2D* texture) {
+  const bool wanted = std::any_of(outputs_.begin(), outputs_.end(),
+                                  [&](const auto& output) { return output->NeedsPixels(record); });
+  if (!wanted) {
+    GiveToOutputs(record, nullptr);
+  } else if (texture != nullptr) {
     const MappedPixels mapped = texture_reader_->Read(texture);
-    folder_.Write(name, encoder_.Encode(mapped.view()));
+    GiveToOutputs(record, &mapped.view());
   } else {
-    const PixelView view{static_cast<const uint8_t*>(bytes), size.width, size.height,
+    const FrameSize& size = record.size;
+    const PixelView view{static_cast<const uint8_t*>(frame), size.width, size.height,
                          size_t{size.width} * 4};
-    folder_.Write(name, encoder_.Encode(view));
+    GiveToOutputs(record, &view);
   }
-  return name;
 }
 
-// Polls keep to a fixed beat; those that encoding has made impossible are left out. Until the first
-// frame is there the beat is at least that of kSlice, so that a slow rate does not delay it.
-void Grabber::WaitForNextPoll(const std::atomic<bool>& interrupted) {
-  auto interval = duration_cast<Clock::duration>(duration<double>(1.0 / options_.fps));
-  if (!last_size_) interval = std::min<Clock::duration>(interval, kSlice);
-  const Clock::time_point end =
-      start_ + duration_cast<Clock::duration>(duration<double>(options_.seconds));
-  next_poll_ = std::min(std::max(next_poll_ + interval, Clock::now()), end);
-  while (Clock::now() < next_poll_ && !interrupted && library_.wgc_get_status(session_.get())) {
-    std::this_thread::sleep_until(std::min(next_poll_, Clock::now() + kSlice));
+void Grabber::GiveToOutputs(FrameRecord& record, const PixelView* pixels) {
+  for (const std::unique_ptr<Output>& output : outputs_) output->Take(record, pixels);
+}
+
+void Grabber::WaitForNextPoll(const std::atomic<bool>& interrupted) const {
+  const double due = std::min(beats_.next(), options_.seconds);
+  for (double now = Elapsed(); now < due; now = Elapsed()) {
+    if (interrupted || !library_.wgc_get_status(session_.get())) return;
+    std::this_thread::sleep_for(duration<double>(std::min(due - now, kSliceSeconds)));
   }
 }
 
 void Grabber::ReportProgress() {
   const double elapsed = Elapsed();
-  const std::string text = Format("%.1f s, %llu new, %llu written", elapsed,
-                                  Number(summary_.new_frames()), Number(summary_.written()));
-  if (console_.is_terminal()) {
-    double share = elapsed / options_.seconds;
-    if (options_.frames != 0) {
-      share = std::max(
-          share, static_cast<double>(summary_.written()) / static_cast<double>(options_.frames));
-    }
-    console_.ShowProgress(share, text);
-  } else if (elapsed - last_report_seconds_ >= kPlainReportSeconds) {
-    last_report_seconds_ = elapsed;
+  const bool is_terminal = console_.is_terminal();
+  if (elapsed - last_report_seconds_ < (is_terminal ? kStatusSeconds : kPlainReportSeconds)) return;
+  last_report_seconds_ = elapsed;
+  std::string text;
+  if (options_.watch) {
+    text = watch_.Line(elapsed, last_size_, last_new_ratio_, summary_);
+  } else {
+    text = Format("%.1f s, %llu polls, %llu new", elapsed, Number(summary_.polls()),
+                  Number(summary_.new_frames()));
+  }
+  if (!is_terminal) {
     console_.PrintLine(text);
+  } else if (options_.frames != 0 || std::isfinite(options_.seconds)) {
+    console_.ShowProgress(std::max(Share(), elapsed / options_.seconds), text);
+  } else {
+    console_.ShowStatus(text);
   }
 }
 

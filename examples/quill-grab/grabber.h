@@ -8,16 +8,18 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "quill-grab/beats.h"
 #include "quill-grab/console.h"
 #include "quill-grab/error.h"
 #include "quill-grab/library.h"
 #include "quill-grab/options.h"
-#include "quill-grab/output_folder.h"
-#include "quill-grab/png_encoder.h"
+#include "quill-grab/output.h"
 #include "quill-grab/summary.h"
 #include "quill-grab/targets.h"
 #include "quill-grab/texture_reader.h"
+#include "quill-grab/watch.h"
 
 namespace quill_grab {
 
@@ -37,24 +39,26 @@ struct Outcome {
 // new size, and are new by that alone.
 bool IsNewFrame(float ratio, const FrameSize& size, const std::optional<FrameSize>& previous);
 
-// One capture session and the loop that polls it. All of it runs on one thread, which has
-// initialised COM for the multithreaded apartment.
+// One capture session and the loop that polls it and gives the frames to the outputs. All of it
+// runs on one thread, which has initialised COM for the multithreaded apartment.
 class Grabber {
  public:
+  using Outputs = std::vector<std::unique_ptr<Output>>;
+
   // The arguments must outlive the grabber.
-  Grabber(const Library& library, const Options& options, const OutputFolder& folder,
-          Console& console);
+  Grabber(const Library& library, const Options& options, const Outputs& outputs, Console& console);
   Grabber(const Grabber&) = delete;
   Grabber& operator=(const Grabber&) = delete;
 
   // Throws GrabError.
   void Start(const Target& target);
 
-  // Polls until enough frames are written, the time is over, the target closes, writing fails or
+  // Polls until there are enough frames, the time is over, the target closes, an output fails or
   // *interrupted becomes true.
   Outcome Run(const std::atomic<bool>& interrupted);
 
   const Summary& summary() const { return summary_; }
+  double seconds() const { return last_poll_seconds_; }  // from the first poll to the last
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -62,29 +66,36 @@ class Grabber {
   void ApplySwitches();
   Outcome PollUntilEnd(const std::atomic<bool>& interrupted);
   std::optional<Outcome> End(bool interrupted) const;
+  Outcome TargetClosed() const;
   Outcome TimeOver() const;
+  double Share() const;
   void Poll();
   void TakeFrame(void* frame, FrameSize size);
-  std::string WriteFrame(void* bytes, ID3D11Texture2D* texture, FrameSize size);
-  void WaitForNextPoll(const std::atomic<bool>& interrupted);
+  void GiveFrame(FrameRecord& record, void* frame, ID3D11Texture2D* texture);
+  void GiveToOutputs(FrameRecord& record, const PixelView* pixels);
+  void WaitForNextPoll(const std::atomic<bool>& interrupted) const;
   void ReportProgress();
   void NoticeSilence();
   double Elapsed() const;
 
   const Library& library_;
   const Options& options_;
-  const OutputFolder& folder_;
+  const Outputs& outputs_;
   Console& console_;
-  PngEncoder encoder_;
   Target target_;
   std::unique_ptr<void, decltype(Library::wgc_session_destroy)> session_;
   std::optional<TextureReader> texture_reader_;
 
   Summary summary_;
+  Watch watch_;
   std::optional<FrameSize> last_size_;
+  uint64_t taken_ = 0;   // frames that are new, or all of them with --all
+  uint64_t missed_ = 0;  // polls since the last frame
   Clock::time_point start_;
-  Clock::time_point next_poll_;
+  Beats beats_;
+  double last_poll_seconds_ = 0.0;
   double last_new_seconds_ = 0.0;
+  float last_new_ratio_ = 0.0f;
   double last_report_seconds_ = 0.0;
   bool silence_noticed_ = false;
 };

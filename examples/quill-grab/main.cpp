@@ -1,25 +1,43 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
+#include <windows.h>
+
 #include <objbase.h>
+#include <timeapi.h>
 
 #include <atomic>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <span>
 
+#include "quill-grab/byte_sink.h"
 #include "quill-grab/grabber.h"
+#include "quill-grab/json_lines.h"
 #include "quill-grab/log_sink.h"
+#include "quill-grab/output_folder.h"
+#include "quill-grab/png_encoder.h"
+#include "quill-grab/png_series.h"
+#include "quill-grab/report.h"
+#include "quill-grab/screenshot.h"
 #include "quill-grab/text.h"
+#include "quill-grab/video_stream.h"
 
 namespace {
 
 using namespace quill_grab;
 
 std::atomic<bool> interrupted{false};
+HANDLE run_is_over;
 
+// Ctrl-C and the like end the run cleanly; a second Ctrl-C ends the program at once, should a write
+// wait for a reader that does not read. When the console is closed or the user logs off, the
+// program is ended as soon as this returns, or after a few seconds.
 BOOL WINAPI OnConsoleSignal(DWORD signal) {
-  if (signal != CTRL_C_EVENT && signal != CTRL_BREAK_EVENT) return FALSE;
-  interrupted = true;
+  const bool is_second = interrupted.exchange(true);
+  if (signal == CTRL_C_EVENT || signal == CTRL_BREAK_EVENT) return !is_second;
+  WaitForSingleObject(run_is_over, INFINITE);
   return TRUE;
 }
 
@@ -59,30 +77,6 @@ class LogRoute {
   const Library& library_;
 };
 
-std::string SummaryText(const Target& target, const Outcome& outcome, const Summary& summary,
-                        size_t max_changes) {
-  return "Target: " + target.description + "\nEnd: " + outcome.text + "\n" +
-         summary.Text(max_changes);
-}
-
-// A summary that cannot be written matters only when everything else went well.
-ExitCode Report(const Target& target, const Outcome& outcome, const Summary& summary,
-                const OutputFolder& folder, Console& console) {
-  constexpr size_t kConsoleChanges = 20;
-  constexpr size_t kFileChanges = 1000;
-  console.PrintLine(SummaryText(target, outcome, summary, kConsoleChanges));
-  if (outcome.is_error) console.PrintError(outcome.text);
-  if (outcome.code == ExitCode::kOutputFailed) return outcome.code;
-  const std::string text = SummaryText(target, outcome, summary, kFileChanges) + "\n";
-  try {
-    folder.Write("summary.txt", {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
-  } catch (const GrabError& error) {
-    console.PrintError(error.what());
-    return outcome.code == ExitCode::kOk ? error.code() : outcome.code;
-  }
-  return outcome.code;
-}
-
 Library LoadSupportedLibrary() {
   const Library library = LoadLibraryFunctions(L"libquill-wgc.dll");
   if (!library.is_wgc_session_supported()) {
@@ -92,24 +86,98 @@ Library LoadSupportedLibrary() {
   return library;
 }
 
-ExitCode Capture(const Options& options, Console& console) {
-  const Target target = FindTarget(options);
-  const Library library = LoadSupportedLibrary();
-  const OutputFolder folder(options.out);
-  if (!target.notice.empty()) console.PrintLine("Notice: " + target.notice);
+std::unique_ptr<PngSeries> MakeSeries(const Options& options, const OutputFolder& folder,
+                                      const PngEncoder& encoder, Console& console) {
   if (const size_t old = folder.CountFrameFiles(); old > 0) {
     console.PrintLine(
         Format("Notice: %s holds frames of an earlier run (%zu); those of the same name "
                "are replaced.",
-               options.out.c_str(), old));
+               options.out->c_str(), old));
   }
+  return std::make_unique<PngSeries>(options.all, folder, encoder);
+}
+
+// What puts frames into files of their own comes first, so that JSON lines can name the files, and
+// what may wait for a reader comes last.
+Grabber::Outputs MakeOutputs(const Options& options, const std::optional<OutputFolder>& folder,
+                             const PngEncoder& encoder, Console& console) {
+  const auto sink = [&](const std::string& name, const char* option) {
+    return std::make_unique<ByteSink>(name, option, console, interrupted);
+  };
+  Grabber::Outputs outputs;
+  if (folder) outputs.push_back(MakeSeries(options, *folder, encoder, console));
+  if (options.screenshot) {
+    outputs.push_back(std::make_unique<Screenshot>(*options.screenshot, encoder));
+  }
+  if (options.report) outputs.push_back(std::make_unique<Report>(*options.report));
+  if (options.json) {
+    outputs.push_back(std::make_unique<JsonLines>(options.all, sink(*options.json, "--json")));
+  }
+  if (options.raw) {
+    outputs.push_back(std::make_unique<VideoStream>(StreamFormat::kRaw, options,
+                                                    sink(*options.raw, "--raw"), console));
+  }
+  if (options.y4m) {
+    outputs.push_back(std::make_unique<VideoStream>(StreamFormat::kY4m, options,
+                                                    sink(*options.y4m, "--y4m"), console));
+  }
+  return outputs;
+}
+
+// An output that cannot be finished matters only when everything else went well.
+ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const RunResult& result,
+                Console& console) {
+  constexpr size_t kChanges = 20;
+  console.PrintLine(SummaryText(result, kChanges));
+  if (outcome.is_error) console.PrintError(outcome.text);
+  ExitCode code = outcome.code;
+  for (const std::unique_ptr<Output>& output : outputs) {
+    try {
+      output->Finish(result);
+    } catch (const GrabError& error) {
+      // A full disk has been told of.
+      if (outcome.code != ExitCode::kOutputFailed) console.PrintError(error.what());
+      if (code == ExitCode::kOk) code = error.code();
+    }
+  }
+  return code;
+}
+
+// Streams to standard output keep everything else off it.
+void PrepareConsole(const Options& options, Console& console) {
+  if (!options.UsesStandardOutput()) return;
+  if (options.json != "-" && console.is_terminal()) {
+    throw GrabError(ExitCode::kUsage,
+                    "a stream is no text for a terminal: pipe standard output into a program");
+  }
+  console.LeaveStandardOutput();
+}
+
+Target ChooseTarget(const Options& options, Console& console) {
+  if (options.wait_seconds == 0.0) return FindTarget(options);
+  console.PrintLine(Format("Waiting up to %g s for the window", options.wait_seconds));
+  return WaitForTarget(options, interrupted);
+}
+
+ExitCode Capture(const Options& options, Console& console) {
+  PrepareConsole(options, console);
+  const Target target = ChooseTarget(options, console);
+  const Library library = LoadSupportedLibrary();
   const ComApartment apartment;
+  const PngEncoder encoder;
+  std::optional<OutputFolder> folder;
+  if (options.out) folder.emplace(*options.out);
+  const Grabber::Outputs outputs = MakeOutputs(options, folder, encoder, console);
+  if (!target.notice.empty()) console.PrintLine("Notice: " + target.notice);
   const LogRoute route(library, console, options.verbose);
-  Grabber grabber(library, options, folder, console);
+  Grabber grabber(library, options, outputs, console);
   grabber.Start(target);
-  console.PrintLine("Capturing " + target.description + " into " + options.out);
+  console.PrintLine("Capturing " + target.description +
+                    (options.out ? " into " + *options.out : ""));
   const Outcome outcome = grabber.Run(interrupted);
-  return Report(target, outcome, grabber.summary(), folder, console);
+  const RunResult result{target.description, outcome.text,      grabber.seconds(),
+                         options.fps,        grabber.summary(), LoggedLines()};
+  return Finish(outputs, outcome, result, console);
 }
 
 ExitCode Run(std::span<wchar_t*> arguments, Console& console) {
@@ -128,21 +196,30 @@ ExitCode Run(std::span<wchar_t*> arguments, Console& console) {
   return Capture(*parsed.options, console);
 }
 
+ExitCode RunAndReport(std::span<wchar_t*> arguments) {
+  Console console;
+  try {
+    return Run(arguments, console);
+  } catch (const GrabError& error) {
+    console.PrintError(error.what());
+    return error.code();
+  } catch (const std::exception& error) {
+    console.PrintError(std::string("unexpected failure: ") + error.what());
+    return ExitCode::kCaptureFailed;
+  }
+}
+
 }  // namespace
 
 // Wide, so that titles in any script arrive intact.
 int wmain(int argc, wchar_t** argv) {
+  run_is_over = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   SetConsoleCtrlHandler(OnConsoleSignal, TRUE);
   // Sizes in the list are then pixels of the capture, whatever the scaling of the display.
   SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
-  Console console;
-  try {
-    return static_cast<int>(Run({argv + 1, static_cast<size_t>(argc - 1)}, console));
-  } catch (const GrabError& error) {
-    console.PrintError(error.what());
-    return static_cast<int>(error.code());
-  } catch (const std::exception& error) {
-    console.PrintError(std::string("unexpected failure: ") + error.what());
-    return static_cast<int>(ExitCode::kCaptureFailed);
-  }
+  // Sleeps are else up to 16 ms too long, which is a frame at 60 a second.
+  timeBeginPeriod(1);
+  const ExitCode code = RunAndReport({argv + 1, static_cast<size_t>(argc - 1)});
+  SetEvent(run_is_over);
+  return static_cast<int>(code);
 }

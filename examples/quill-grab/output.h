@@ -22,6 +22,9 @@ struct RunResult {
   std::vector<LogLine> log;  // the first kKeptLogLines
 };
 
+// Target, end and figures as lines, with at most max_changes frames.
+std::string SummaryText(const RunResult& result, size_t max_changes);
+
 // Where the frames of a run go. All calls come on the thread that polls.
 class Output {
  public:
@@ -34,6 +37,9 @@ class Output {
   // An output that puts the frame into a file of its own names it in record.file, where the
   // outputs after it find it. Throws GrabError, which ends the run.
   virtual void Take(FrameRecord& record, const PixelView* pixels) = 0;
+
+  // How much of the frames it is to take it has: 1 ends the run.
+  virtual double Share() const { return 0.0; }
 
   // The run is over; also called when a Take has failed. Throws GrabError.
   virtual void Finish(const RunResult& result) = 0;

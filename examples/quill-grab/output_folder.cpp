@@ -5,45 +5,14 @@
 
 #include <windows.h>
 
-#include <algorithm>
-
-#include "quill-grab/error.h"
 #include "quill-grab/text.h"
+#include "quill-grab/whole_file.h"
 
 namespace quill_grab {
 
 namespace {
 
-[[noreturn]] void Fail(const std::filesystem::path& path, DWORD error) {
-  const char* remedy = error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL
-                           ? "free some space or choose another folder with --out"
-                           : "choose another folder with --out";
-  throw GrabError(ExitCode::kOutputFailed, "cannot write " + ToUtf8(path.wstring()) + ": " +
-                                               DescribeError(error) + ": " + remedy);
-}
-
-// ERROR_SUCCESS or the reason of the failure.
-DWORD WriteAll(HANDLE file, std::span<const uint8_t> bytes) {
-  constexpr size_t kChunk = size_t{1} << 20;
-  while (!bytes.empty()) {
-    const DWORD wanted = static_cast<DWORD>(std::min(bytes.size(), kChunk));
-    DWORD written = 0;
-    if (!WriteFile(file, bytes.data(), wanted, &written, nullptr)) return GetLastError();
-    // A volume that fills up may take part of a write and still report success.
-    if (written != wanted) return ERROR_DISK_FULL;
-    bytes = bytes.subspan(written);
-  }
-  return ERROR_SUCCESS;
-}
-
-DWORD WriteNewFile(const std::filesystem::path& path, std::span<const uint8_t> bytes) {
-  const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return GetLastError();
-  DWORD error = WriteAll(file, bytes);
-  if (!CloseHandle(file) && error == ERROR_SUCCESS) error = GetLastError();
-  return error;
-}
+constexpr char kRemedy[] = "choose another folder with --out";
 
 // std::filesystem would do, but with GCC its errors are not the system's own.
 DWORD MakeFolders(const std::filesystem::path& path) {
@@ -69,12 +38,10 @@ bool IsFrameFile(const std::filesystem::path& path) {
 
 OutputFolder::OutputFolder(const std::string& path) : folder_(ToWide(path)) {
   folder_.make_preferred();
-  if (const DWORD error = MakeFolders(folder_); error != ERROR_SUCCESS) Fail(folder_, error);
-  const std::filesystem::path trial = folder_ / L"quill-grab.part";
-  const uint8_t byte = 0;
-  const DWORD failure = WriteNewFile(trial, {&byte, 1});
-  DeleteFileW(trial.c_str());
-  if (failure != ERROR_SUCCESS) Fail(folder_, failure);
+  if (const DWORD error = MakeFolders(folder_); error != ERROR_SUCCESS) {
+    FailToWrite(ToUtf8(folder_.wstring()), error, kRemedy);
+  }
+  CheckWritable(folder_ / L"quill-grab-trial", kRemedy);
 }
 
 size_t OutputFolder::CountFrameFiles() const {
@@ -88,18 +55,7 @@ size_t OutputFolder::CountFrameFiles() const {
 }
 
 void OutputFolder::Write(const std::string& name, std::span<const uint8_t> bytes) const {
-  const std::filesystem::path path = folder_ / ToWide(name);
-  std::filesystem::path part = path;
-  part += L".part";
-  DWORD error = WriteNewFile(part, bytes);
-  if (error == ERROR_SUCCESS &&
-      !MoveFileExW(part.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) {
-    error = GetLastError();
-  }
-  if (error != ERROR_SUCCESS) {
-    DeleteFileW(part.c_str());
-    Fail(path, error);
-  }
+  WriteWholeFile(folder_ / ToWide(name), bytes, kRemedy);
 }
 
 std::string FrameFileName(uint64_t number) {

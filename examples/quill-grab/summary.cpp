@@ -26,6 +26,7 @@ void Summary::AddFrame(const FrameRecord& frame) {
   max_ratio_ = std::max(max_ratio_, frame.ratio);
   ratio_sum_ += frame.ratio;
   ++frames_;
+  missed_ += frame.missed;
   if (frame.is_new) ++new_frames_;
   if (!frame.file.empty()) ++written_;
   if (frame.ratio == 0.0f) ++zero_ratios_;
@@ -44,9 +45,9 @@ void Summary::CountSize(const FrameSize& size) {
 }
 
 std::string Summary::Text(size_t max_changes) const {
-  std::string text =
-      Format("Polls: %llu, of which %llu gave a frame", Number(polls_), Number(frames_));
-  text += Format("\nFrames: %llu new, %llu written", Number(new_frames_), Number(written_));
+  std::string text = Format("Polls: %llu, of which %llu gave a frame; %llu dropped", Number(polls_),
+                            Number(frames_), Number(missed_));
+  text += Format("\nFrames: %llu new, %llu written as PNG", Number(new_frames_), Number(written_));
   text += "\nSizes:";
   if (sizes_.empty()) text += " none";
   for (const auto& [size, count] : sizes_) {
@@ -65,8 +66,9 @@ std::string Summary::ChangesText(size_t max_changes) const {
   if (total == 0) text += " none";
   for (size_t i = 0; i < listed; ++i) {
     const FrameRecord& frame = changes_[i];
-    text += Format("\n  %9.3f s  %.4f  %u x %u  %s", frame.seconds, frame.ratio, frame.size.width,
-                   frame.size.height, frame.file.empty() ? "not written" : frame.file.c_str());
+    text += Format("\n  %9.3f s  %.4f  %u x %u", frame.seconds, frame.ratio, frame.size.width,
+                   frame.size.height);
+    if (!frame.file.empty()) text += "  " + frame.file;
   }
   if (listed < total) text += Format("\n  ... and %llu more", Number(total - listed));
   return text;

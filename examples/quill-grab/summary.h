@@ -22,7 +22,8 @@ struct FrameRecord {
   FrameSize size;
   float ratio;       // what wgc_get_update_ratio gave after the poll
   bool is_new;       // see IsNewFrame
-  uint64_t missed;   // polls left out since the previous poll, as they came due while it was handled
+  uint64_t missed;   // polls since the previous frame that were left out, as they came due while
+                     // it was handled, or that gave none
   std::string file;  // empty when the frame was not written
 };
 
@@ -36,6 +37,7 @@ class Summary {
   uint64_t frames() const { return frames_; }
   uint64_t new_frames() const { return new_frames_; }
   uint64_t written() const { return written_; }
+  uint64_t missed() const { return missed_; }
 
   // Of all polls with a frame; 0 when there was none.
   float min_ratio() const { return min_ratio_; }
@@ -59,6 +61,7 @@ class Summary {
   uint64_t frames_ = 0;
   uint64_t new_frames_ = 0;
   uint64_t written_ = 0;
+  uint64_t missed_ = 0;
   uint64_t zero_ratios_ = 0;
   double ratio_sum_ = 0.0;
   float min_ratio_ = 0.0f;

@@ -6,7 +6,9 @@
 #include <dwmapi.h>
 
 #include <algorithm>
+#include <chrono>
 #include <optional>
+#include <thread>
 
 #include "quill-grab/error.h"
 #include "quill-grab/text.h"
@@ -203,6 +205,18 @@ Target FindTarget(const Options& options) {
   if (options.window) return FindByHandle(*options.window);
   if (options.monitor) return FindMonitor(*options.monitor);
   return FindBySearch(options);
+}
+
+Target WaitForTarget(const Options& options, const std::atomic<bool>& interrupted) {
+  constexpr std::chrono::milliseconds kSlice{50};
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::duration<double>(options.wait_seconds);
+  const bool by_search = options.title || options.class_name;
+  while (by_search && !interrupted && std::chrono::steady_clock::now() < end &&
+         MatchWindows(ListWindows(), options).empty()) {
+    std::this_thread::sleep_for(kSlice);
+  }
+  return FindTarget(options);
 }
 
 }  // namespace quill_grab

@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -54,5 +55,8 @@ std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
 
 // Finds what options name; throws GrabError.
 Target FindTarget(const Options& options);
+
+// The same after at most options.wait_seconds for a window to appear, or until *interrupted.
+Target WaitForTarget(const Options& options, const std::atomic<bool>& interrupted);
 
 }  // namespace quill_grab

@@ -21,10 +21,12 @@ std::filesystem::path WithSuffix(std::filesystem::path path, const wchar_t* suff
   return path;
 }
 
-// Without carriage returns.
-std::string ReadText(const std::filesystem::path& path) {
+std::string ReadBytes(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
-  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::string WithoutCarriageReturns(std::string text) {
   std::erase(text, '\r');
   return text;
 }
@@ -56,6 +58,10 @@ GrabProcess::~GrabProcess() {
   std::filesystem::remove(WithSuffix(streams_, L".err"), ignored);
 }
 
+bool GrabProcess::IsRunningAfter(DWORD milliseconds) const {
+  return WaitForSingleObject(process_.hProcess, milliseconds) == WAIT_TIMEOUT;
+}
+
 GrabResult GrabProcess::Wait() {
   GrabResult result;
   if (process_.hProcess == nullptr) return result;
@@ -68,8 +74,9 @@ GrabResult GrabProcess::Wait() {
   CloseHandle(process_.hThread);
   CloseHandle(process_.hProcess);
   process_ = {};
-  result.out = ReadText(WithSuffix(streams_, L".out"));
-  result.err = ReadText(WithSuffix(streams_, L".err"));
+  result.bytes = ReadBytes(WithSuffix(streams_, L".out"));
+  result.out = WithoutCarriageReturns(result.bytes);
+  result.err = WithoutCarriageReturns(ReadBytes(WithSuffix(streams_, L".err")));
   return result;
 }
 

@@ -11,7 +11,8 @@
 // What a run of quill-grab.exe left behind.
 struct GrabResult {
   DWORD exit_code = 0;
-  std::string out;
+  std::string bytes;  // standard output as it is
+  std::string out;    // the same as text, without carriage returns
   std::string err;
 };
 
@@ -23,6 +24,8 @@ class GrabProcess {
   ~GrabProcess();
   GrabProcess(const GrabProcess&) = delete;
   GrabProcess& operator=(const GrabProcess&) = delete;
+
+  bool IsRunningAfter(DWORD milliseconds) const;
 
   // At most a minute; then the process is ended and the test fails.
   GrabResult Wait();

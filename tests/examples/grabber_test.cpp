@@ -4,11 +4,16 @@
 #include "quill-grab/grabber.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <thread>
 #include <vector>
 
 #include "examples/decode_png.h"
 #include "examples/test_support.h"
 #include "quill-grab/log_sink.h"
+#include "quill-grab/png_series.h"
 
 namespace quill_grab {
 namespace {
@@ -113,6 +118,37 @@ const Library kLibrary = {FakeSupported, FakeRegisterLogger, FakeCreate,        
 constexpr FrameSize kSmall{8, 6};
 constexpr FrameSize kLarge{16, 12};
 
+// Keeps what it is given. At the frame that stall_at names it blocks as a slow reader does.
+class Recorder : public Output {
+ public:
+  struct Given {
+    FrameRecord record;
+    bool has_pixels;
+    uint8_t colour;
+  };
+
+  Recorder(std::vector<Given>& given, bool needs_pixels) : given_(given), needs_(needs_pixels) {}
+
+  bool NeedsPixels(const FrameRecord&) const override { return needs_; }
+  void Take(FrameRecord& record, const PixelView* pixels) override {
+    given_.push_back(
+        {record, pixels != nullptr, pixels != nullptr ? pixels->pixels[0] : uint8_t{0}});
+    if (given_.size() == stall_at) std::this_thread::sleep_for(stall);
+  }
+  double Share() const override {
+    return enough == 0 ? 0.0 : static_cast<double>(given_.size()) / static_cast<double>(enough);
+  }
+  void Finish(const RunResult&) override {}
+
+  size_t enough = 0;
+  size_t stall_at = 0;
+  std::chrono::milliseconds stall{0};
+
+ private:
+  std::vector<Given>& given_;
+  bool needs_;
+};
+
 class GrabberTest : public ComTest {
  protected:
   void SetUp() override {
@@ -123,9 +159,16 @@ class GrabberTest : public ComTest {
   }
 
   Outcome RunScript(std::vector<Step> steps) {
-    script.steps = std::move(steps);
     const OutputFolder folder(temporary_.path().string());
-    Grabber grabber(kLibrary, options_, folder, console_);
+    const PngEncoder encoder;
+    Grabber::Outputs outputs;
+    outputs.push_back(std::make_unique<PngSeries>(options_.all, folder, encoder));
+    return RunScript(std::move(steps), outputs);
+  }
+
+  Outcome RunScript(std::vector<Step> steps, const Grabber::Outputs& outputs) {
+    script.steps = std::move(steps);
+    Grabber grabber(kLibrary, options_, outputs, console_);
     Target target;
     target.monitor = reinterpret_cast<HMONITOR>(1);
     grabber.Start(target);
@@ -295,6 +338,102 @@ TEST_F(GrabberTest, GivesEveryTextureReferenceBack) {
   script.device->GetImmediateContext(&context);
   context->Flush();
   EXPECT_EQ(script.texture.Detach()->Release(), 0u);
+}
+
+TEST_F(GrabberTest, ReadsPixelsOnlyWhenAnOutputWantsThem) {
+  for (const bool wanted : {false, true}) {
+    script = Script();
+    std::vector<Recorder::Given> first;
+    std::vector<Recorder::Given> second;
+    Grabber::Outputs outputs;
+    outputs.push_back(std::make_unique<Recorder>(first, false));
+    outputs.push_back(std::make_unique<Recorder>(second, wanted));
+    options_.frames = 2;
+    RunScript({{true, kSmall, 1, 7}, {true, kSmall, 1, 8}}, outputs);
+    ASSERT_EQ(first.size(), 2u);
+    ASSERT_EQ(second.size(), 2u);
+    EXPECT_EQ(first[1].has_pixels, wanted);
+    EXPECT_EQ(second[1].has_pixels, wanted);
+    EXPECT_EQ(second[1].colour, wanted ? 8 : 0);
+  }
+}
+
+TEST_F(GrabberTest, EndsWhenAnOutputHasEnough) {
+  std::vector<Recorder::Given> given;
+  auto recorder = std::make_unique<Recorder>(given, false);
+  recorder->enough = 4;
+  Grabber::Outputs outputs;
+  outputs.push_back(std::move(recorder));
+  options_.seconds = 30.0;
+  EXPECT_EQ(RunScript({{true, kSmall, 1, 1}}, outputs).code, ExitCode::kOk);
+  EXPECT_EQ(given.size(), 4u);
+}
+
+// How many beats there are from a time on to another.
+double BeatsOf(double from, double to, double fps) {
+  return std::ceil((to - from) * fps);
+}
+
+// 20 polls a second for 0.6 s, and the second frame blocks for 0.27 s: five beats or more. However
+// late single polls are, all beats of the run are accounted for.
+TEST_F(GrabberTest, AccountsForEveryBeatOfTheRun) {
+  std::vector<Recorder::Given> given;
+  auto recorder = std::make_unique<Recorder>(given, false);
+  recorder->stall_at = 2;
+  recorder->stall = std::chrono::milliseconds(270);
+  Grabber::Outputs outputs;
+  outputs.push_back(std::move(recorder));
+  options_.fps = 20.0;
+  options_.seconds = 0.6;
+  RunScript({{true, kSmall, 1, 1}}, outputs);
+  ASSERT_GE(given.size(), 3u);
+  EXPECT_GE(given[2].record.missed, 4u);
+  uint64_t beats = 0;
+  for (const Recorder::Given& each : given) beats += 1 + each.record.missed;
+  EXPECT_EQ(static_cast<double>(beats), BeatsOf(given[0].record.seconds, 0.6, 20.0));
+  EXPECT_EQ(summary_.missed(), beats - given.size());
+}
+
+// The block goes on beyond the end of the run.
+TEST_F(GrabberTest, MakesUpForTheBeatsThatABlockTookFromTheEnd) {
+  std::vector<Recorder::Given> given;
+  auto recorder = std::make_unique<Recorder>(given, false);
+  recorder->stall_at = 1;
+  recorder->stall = std::chrono::milliseconds(700);
+  Grabber::Outputs outputs;
+  outputs.push_back(std::move(recorder));
+  options_.fps = 20.0;
+  options_.seconds = 0.5;
+  const Outcome outcome = RunScript({{true, kSmall, 1, 1}}, outputs);
+  EXPECT_EQ(outcome.code, ExitCode::kOk);
+  ASSERT_EQ(given.size(), 2u);
+  EXPECT_EQ(static_cast<double>(given[1].record.missed),
+            BeatsOf(given[0].record.seconds, 0.5, 20.0) - 2.0);
+}
+
+TEST_F(GrabberTest, CountsAPollWithoutFrameAsMissed) {
+  std::vector<Recorder::Given> given;
+  Grabber::Outputs outputs;
+  outputs.push_back(std::make_unique<Recorder>(given, false));
+  options_.frames = 2;
+  RunScript({{false, {0, 0}, 0, 0},
+             {true, kSmall, 1, 1},
+             {false, {0, 0}, 0, 0},
+             {false, {0, 0}, 0, 0},
+             {true, kSmall, 1, 2}},
+            outputs);
+  ASSERT_EQ(given.size(), 2u);
+  EXPECT_EQ(given[0].record.missed, 0u);
+  EXPECT_GE(given[1].record.missed, 2u);
+}
+
+TEST_F(GrabberTest, AClosingTargetIsTheEndOfARunWithoutAnother) {
+  options_.seconds = std::numeric_limits<double>::infinity();
+  const Outcome outcome = RunScript({{true, kSmall, 1, 1}, {true, kSmall, 0, 1, true}});
+  EXPECT_EQ(outcome.code, ExitCode::kOk);
+  EXPECT_EQ(outcome.text, "the target was closed");
+  script = Script();
+  EXPECT_EQ(RunScript({{false, {0, 0}, 0, 0, true}}).code, ExitCode::kNoFrame);
 }
 
 TEST_F(GrabberTest, SetsTheSwitchesThatWereAskedForAndNoOthers) {

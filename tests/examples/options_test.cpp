@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <sstream>
 
 namespace quill_grab {
@@ -55,6 +56,48 @@ TEST(OptionsTest, TakesEveryOption) {
               options.texture && options.verbose);
 }
 
+TEST(OptionsTest, TakesEveryOutput) {
+  const Options options = Parsed({"--title", "T", "--out", "o", "--raw", "-", "--y4m",
+                                  "\\\\.\\pipe\\p", "--json", "j", "--report", "r", "--watch",
+                                  "--size", "640x480", "--on-resize", "crop", "--wait", "3"});
+  EXPECT_EQ(options.out, "o");
+  EXPECT_EQ(options.raw, "-");
+  EXPECT_EQ(options.y4m, "\\\\.\\pipe\\p");
+  EXPECT_EQ(options.json, "j");
+  EXPECT_EQ(options.report, "r");
+  EXPECT_TRUE(options.watch);
+  EXPECT_EQ(options.size, (FrameSize{640, 480}));
+  EXPECT_EQ(options.on_resize, OnResize::kCrop);
+  EXPECT_EQ(options.wait_seconds, 3.0);
+  EXPECT_TRUE(options.HasStream());
+  EXPECT_TRUE(options.UsesStandardOutput());
+}
+
+TEST(OptionsTest, WritesPngFilesOnlyWhenNothingElseIsAskedFor) {
+  for (const char* output : {"--raw", "--y4m", "--screenshot", "--json", "--report"}) {
+    EXPECT_FALSE(Parsed({"--title", "T", output, "file"}).out) << output;
+  }
+  EXPECT_FALSE(Parsed({"--title", "T", "--watch"}).out);
+  EXPECT_EQ(Parsed({"--title", "T", "--watch", "--out", "o"}).out, "o");
+}
+
+TEST(OptionsTest, WhatOthersReadHasNoEndOfItsOwn) {
+  constexpr double kForever = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(Parsed({"--title", "T", "--raw", "f"}).seconds, kForever);
+  EXPECT_EQ(Parsed({"--title", "T", "--y4m", "f", "--frames", "5"}).seconds, kForever);
+  EXPECT_EQ(Parsed({"--title", "T", "--json", "f"}).seconds, kForever);
+  EXPECT_EQ(Parsed({"--title", "T", "--watch"}).seconds, kForever);
+  EXPECT_EQ(Parsed({"--title", "T", "--json", "f", "--frames", "60"}).seconds, 12.0);
+  EXPECT_EQ(Parsed({"--title", "T", "--json", "f", "--screenshot", "s"}).seconds, 10.0);
+  EXPECT_EQ(Parsed({"--title", "T", "--report", "f"}).seconds, 10.0);
+  EXPECT_EQ(Parsed({"--title", "T", "--raw", "f", "--seconds", "4"}).seconds, 4.0);
+}
+
+TEST(OptionsTest, RatesHaveThreeDecimals) {
+  EXPECT_EQ(Parsed({"--title", "T", "--fps", "29.97"}).fps, 29.97);
+  EXPECT_EQ(Parsed({"--title", "T", "--fps", "23.97602"}).fps, 23.976);
+}
+
 TEST(OptionsTest, TakesHandlesAsTheListShowsThem) {
   EXPECT_EQ(Parsed({"--window", "0x3004e"}).window, 0x3004eu);
   EXPECT_EQ(Parsed({"--window", "42"}).window, 42u);
@@ -91,6 +134,27 @@ TEST(OptionsTest, RefusesWhatMakesNoSense) {
   ExpectError({"--title", ""}, "--title");
   ExpectError({"--class", ""}, "--class");
   ExpectError({"--title", "T", "--out", ""}, "--out");
+  ExpectError({"--title", "T", "--raw", "-", "--y4m", "-"}, "both write to standard output");
+  ExpectError({"--title", "T", "--raw", "-", "--json", "-"}, "both write to standard output");
+  ExpectError({"--title", "T", "--raw", "a", "--json", "a"}, "both write to a");
+  ExpectError({"--title", "T", "--raw", ""}, "--raw needs a file");
+  ExpectError({"--title", "T", "--report", "-"}, "--report needs a file");
+  ExpectError({"--title", "T", "--screenshot", "-"}, "--screenshot needs a file");
+  ExpectError({"--title", "T", "--size", "640x480"}, "--raw or --y4m");
+  ExpectError({"--title", "T", "--json", "j", "--on-resize", "crop"}, "--raw or --y4m");
+  ExpectError({"--title", "T", "--raw", "f", "--on-resize", "stretch"}, "letterbox, crop or stop");
+  for (const char* size : {"640", "640x", "x480", "0x480", "640x480x2", "640x16385", "-1x480"}) {
+    ExpectError({"--title", "T", "--raw", "f", "--size", size}, "--size");
+  }
+  for (const char* other : {"--out", "--raw", "--y4m", "--report", "--frames"}) {
+    ExpectError({"--title", "T", "--screenshot", "s", other, "1"}, other);
+  }
+  ExpectError({"--title", "T", "--screenshot", "s", "--watch"}, "--watch");
+  ExpectError({"--title", "T", "--raw", "f", "--all"}, "--all");
+  ExpectError({"--title", "T", "--wait", "nan"}, "--wait");
+  ExpectError({"--title", "T", "--wait", "-1"}, "--wait");
+  ExpectError({"--window", "1", "--wait", "1"}, "--wait");
+  ExpectError({"--monitor", "0", "--wait", "1"}, "--wait");
   ExpectError({"--bogus"}, "--bogus");
   ExpectError({"--title", "T", "stray"}, "stray");
 }
@@ -104,12 +168,21 @@ TEST(OptionsTest, HelpFitsOneScreenAndNamesEverything) {
   for (std::string line; std::getline(lines, line); ++count) EXPECT_LE(line.size(), 79u) << line;
   EXPECT_LE(count, 23u);  // of 24, one for the prompt
   for (const char* name :
-       {"--list", "--title TEXT", "--class NAME", "--window N", "--monitor N", "--frames N",
-        "--seconds T", "--fps RATE", "--out FOLDER", "--all", "--cursor", "--border", "--detect",
-        "--texture", "--verbose", "--help"}) {
+       {"--list",          "--title TEXT", "--class NAME",  "--window N",        "--monitor N",
+        "--frames N",      "--seconds T",  "--fps RATE",    "--out FOLDER",      "--all",
+        "--cursor",        "--border",     "--detect",      "--texture",         "--verbose",
+        "--help",          "--version",    "--wait T",      "--screenshot FILE", "--raw FILE",
+        "--y4m FILE",      "--json FILE",  "--report FILE", "--watch",           "--size WxH",
+        "--on-resize RULE"}) {
     EXPECT_NE(result.text.find(name), std::string::npos) << name;
   }
   EXPECT_NE(result.text.find("Exit codes: 0 done"), std::string::npos);
+}
+
+TEST(OptionsTest, VersionIsThatOfTheProject) {
+  const ParseResult result = ParseOptions({"--version"});
+  EXPECT_FALSE(result.is_error);
+  EXPECT_EQ(result.text, "quill-grab " QUILL_GRAB_TEST_VERSION);
 }
 
 }  // namespace

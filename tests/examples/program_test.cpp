@@ -38,6 +38,24 @@ bool RunsUnderWine() {
   return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
 }
 
+// What a reader gets from a pipe that another program makes, until it has so much or to the end.
+std::vector<uint8_t> ReadPipe(const std::wstring& name, size_t enough) {
+  HANDLE pipe = INVALID_HANDLE_VALUE;
+  for (int i = 0; i < 1000 && pipe == INVALID_HANDLE_VALUE; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    pipe = CreateFileW(name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  }
+  std::vector<uint8_t> all;
+  std::vector<uint8_t> part(65536);
+  DWORD size;
+  while (all.size() < enough &&
+         ReadFile(pipe, part.data(), static_cast<DWORD>(part.size()), &size, nullptr)) {
+    all.insert(all.end(), part.begin(), part.begin() + static_cast<ptrdiff_t>(size));
+  }
+  CloseHandle(pipe);
+  return all;
+}
+
 class ProgramTest : public ComTest {
  protected:
   std::filesystem::path Out() const { return temporary_.path() / "out"; }
@@ -45,6 +63,49 @@ class ProgramTest : public ComTest {
 
   DecodedPng Written(const std::string& name) const {
     return DecodePng(ReadWholeFile((Out() / name).wstring().c_str()));
+  }
+
+  std::filesystem::path File(const char* name) const { return temporary_.path() / name; }
+
+  // Until the file has at least this many bytes.
+  static bool WaitForSize(const std::filesystem::path& path, size_t size) {
+    std::error_code error;
+    for (int i = 0; i < 1000; ++i) {
+      const uintmax_t now = std::filesystem::file_size(path, error);
+      if (!error && now >= size) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+  }
+
+  // Captures first as raw video, and after the first frames what the window shows then; ends by
+  // closing the window.
+  GrabResult GrabTwoSizes(const Picture& first, const Picture& second, const wchar_t* options) {
+    const size_t frame = first.pixels.size() * 4;
+    PatternWindow window(first);
+    GrabProcess process(GrabProgram(), L"--class QuillPatternWindow --raw \"" +
+                                           File("stream").wstring() + L"\" " + options);
+    EXPECT_TRUE(WaitForSize(File("stream"), 2 * frame));
+    const size_t before = static_cast<size_t>(std::filesystem::file_size(File("stream")));
+    window.Show(second);
+    // Frames of the first size on their way, and then some, unless the run ends before.
+    for (int i = 0; i < 1000 && process.IsRunningAfter(20); ++i) {
+      if (std::filesystem::file_size(File("stream")) >= before + 15 * frame) break;
+    }
+    window.Destroy();
+    return process.Wait();
+  }
+
+  // The frames of a file of raw video of this size.
+  std::vector<std::vector<uint32_t>> RawFrames(const char* name, int width, int height) const {
+    const std::vector<uint8_t> bytes = ReadWholeFile(File(name).wstring().c_str());
+    const size_t pixels = static_cast<size_t>(width) * height;
+    EXPECT_EQ(bytes.size() % (pixels * 4), 0u);
+    std::vector<std::vector<uint32_t>> frames;
+    for (size_t at = 0; at + pixels * 4 <= bytes.size(); at += pixels * 4) {
+      std::memcpy(frames.emplace_back(pixels).data(), bytes.data() + at, pixels * 4);
+    }
+    return frames;
   }
 
   bool WaitForFile(const char* name) const {
@@ -147,7 +208,7 @@ TEST_F(ProgramTest, CapturesEveryPixelOfAWindow) {
   EXPECT_EQ(result.exit_code, 0u) << result.err;
   ExpectPicture("frame-0001.png", picture);
   EXPECT_EQ(ExpectOnlyWholeFiles(), 1u);
-  EXPECT_NE(SummaryFile().find("Frames: 1 new, 1 written\nSizes: 301 x 203 (1)\n"),
+  EXPECT_NE(SummaryFile().find("Frames: 1 new, 1 written as PNG\nSizes: 301 x 203 (1)\n"),
             std::string::npos)
       << SummaryFile();
 }
@@ -229,6 +290,200 @@ TEST_F(ProgramTest, SaysWhichWindowsTheLibraryTakes) {
   EXPECT_EQ(result.exit_code, 3u);
   ExpectOneErrorLine(result, "Windows 10 version 1903");
   EXPECT_FALSE(std::filesystem::exists(Out()));
+}
+
+TEST_F(ProgramTest, PrintsItsVersion) {
+  const GrabResult result = Grab(L"--version");
+  EXPECT_EQ(result.exit_code, 0u);
+  EXPECT_TRUE(result.out.starts_with("quill-grab ")) << result.out;
+}
+
+TEST_F(ProgramTest, WritesNothingButTheStreamToStandardOutput) {
+  const Picture picture = MakePattern(kWidth, kHeight);
+  const PatternWindow window(picture);
+  const GrabResult result = Grab(L"--class QuillPatternWindow --raw - --frames 5");
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const size_t frame = picture.pixels.size() * 4;
+  ASSERT_EQ(result.bytes.size(), 5 * frame);
+  for (size_t i = 0; i < 5; ++i) {
+    EXPECT_EQ(std::memcmp(result.bytes.data() + i * frame, picture.pixels.data(), frame), 0) << i;
+  }
+  EXPECT_NE(result.err.find("Stream: 5 frames of 301 x 203"), std::string::npos) << result.err;
+}
+
+// White, as it stands in a video of limited range, and the rate and size of the header.
+TEST_F(ProgramTest, WritesY4m) {
+  Picture white = MakePattern(kWidth, kHeight);
+  std::fill(white.pixels.begin(), white.pixels.end(), 0xFFFFFFFF);
+  const PatternWindow window(white);
+  const GrabResult result = Grab(L"--class QuillPatternWindow --fps 29.97 --frames 3 --y4m \"" +
+                                 File("stream.y4m").wstring() + L"\"");
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const std::string row = std::string(301, '\xEB') + '\x10';
+  std::string frame = "FRAME\n";
+  for (int y = 0; y < 203; ++y) frame += row;
+  frame += std::string(302, '\x10') + std::string(size_t{2} * 151 * 102, '\x80');
+  const std::vector<uint8_t> bytes = ReadWholeFile(File("stream.y4m").wstring().c_str());
+  const std::string header = "YUV4MPEG2 W302 H204 F2997:100 Ip A1:1 C420jpeg XCOLORRANGE=LIMITED\n";
+  EXPECT_TRUE(std::string(bytes.begin(), bytes.end()) == header + frame + frame + frame);
+}
+
+// A second and a half at 20 frames a second, less the time until the first frame.
+TEST_F(ProgramTest, AStreamHasTheFramesOfItsTime) {
+  const PatternWindow window(MakePattern(kWidth, kHeight));
+  const GrabResult result =
+      Grab(L"--class QuillPatternWindow --fps 20 --seconds 1.5 --json - --raw \"" +
+           File("stream").wstring() + L"\"");
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const std::string time = "{\"time\":";
+  ASSERT_TRUE(result.out.starts_with(time)) << result.out;
+  const double first = std::stod(result.out.substr(time.size()));
+  const size_t frames = RawFrames("stream", kWidth, kHeight).size();
+  EXPECT_NEAR(static_cast<double>(frames), (1.5 - first) * 20.0, 1.5);
+}
+
+TEST_F(ProgramTest, WritesIntoANamedPipe) {
+  const Picture picture = MakePattern(kWidth, kHeight);
+  const PatternWindow window(picture);
+  const std::wstring name = L"\\\\.\\pipe\\quill-grab-program-test";
+  GrabProcess process(GrabProgram(), L"--class QuillPatternWindow --frames 4 --raw " + name);
+  const std::vector<uint8_t> bytes = ReadPipe(name, SIZE_MAX);
+  const GrabResult result = process.Wait();
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  EXPECT_NE(result.out.find("Waiting for the reader of"), std::string::npos) << result.out;
+  const size_t frame = picture.pixels.size() * 4;
+  ASSERT_EQ(bytes.size(), 4 * frame);
+  EXPECT_EQ(std::memcmp(bytes.data() + 3 * frame, picture.pixels.data(), frame), 0);
+}
+
+TEST_F(ProgramTest, EndsWhenTheReaderOfTheStreamGoes) {
+  const PatternWindow window(MakePattern(kWidth, kHeight));
+  const std::wstring name = L"\\\\.\\pipe\\quill-grab-program-test";
+  GrabProcess process(GrabProgram(), L"--class QuillPatternWindow --raw " + name + L" --report \"" +
+                                         File("page.html").wstring() + L"\" --json \"" +
+                                         File("lines").wstring() + L"\"");
+  EXPECT_GE(ReadPipe(name, 100000).size(), 100000u);
+  const GrabResult result = process.Wait();
+  EXPECT_EQ(result.exit_code, 9u);
+  ExpectOneErrorLine(result, "the reader of the stream has gone");
+  EXPECT_NE(result.out.find("\nStream: "), std::string::npos) << result.out;
+  EXPECT_GT(std::filesystem::file_size(File("page.html")), 1000u);
+  EXPECT_GT(std::filesystem::file_size(File("lines")), 50u);
+}
+
+TEST_F(ProgramTest, TakesAScreenshotAndNamesItInJson) {
+  const Picture picture = MakePattern(kWidth, kHeight);
+  const PatternWindow window(picture);
+  std::filesystem::create_directory(Out());
+  const std::wstring path = (Out() / L"shot \u00fc.png").wstring();
+  const GrabResult result =
+      Grab(L"--class QuillPatternWindow --json - --screenshot \"" + path + L"\"");
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const DecodedPng png = DecodePng(ReadWholeFile(path.c_str()));
+  ASSERT_EQ(png.width, static_cast<uint32_t>(kWidth));
+  EXPECT_EQ(std::memcmp(png.bgra.data(), picture.pixels.data(), png.bgra.size()), 0);
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1) << result.out;
+  EXPECT_NE(result.out.find("\"width\":301,\"height\":203,\"ratio\":1.0,\"new\":true,"),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("\\\\shot \u00fc.png\"}\n"), std::string::npos) << result.out;
+  size_t files = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(Out())) ++files;
+  EXPECT_EQ(files, 1u);
+}
+
+// Before anything is captured.
+TEST_F(ProgramTest, RefusesAScreenshotThatCannotBeWritten) {
+  const GrabResult result =
+      Grab(L"--monitor 0 --screenshot \"" + (Out() / "none" / "shot.png").wstring() + L"\"");
+  EXPECT_EQ(result.exit_code, 5u);
+  ExpectOneErrorLine(result, "choose another file with --screenshot");
+  EXPECT_EQ(result.out, "");
+}
+
+TEST_F(ProgramTest, WaitsForAWindow) {
+  GrabProcess process(GrabProgram(),
+                      L"--class QuillPatternWindow --wait 30 --frames 1" + OutOption());
+  std::this_thread::sleep_for(std::chrono::milliseconds(700));
+  EXPECT_FALSE(std::filesystem::exists(Out()));
+  const Picture picture = MakePattern(kWidth, kHeight);
+  const PatternWindow window(picture);
+  const GrabResult result = process.Wait();
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  ExpectPicture("frame-0001.png", picture);
+}
+
+TEST_F(ProgramTest, WaitsForAWindowNoLongerThanAsked) {
+  const GrabResult result = Grab(L"--class QuillPatternWindow --wait 0.3" + OutOption());
+  EXPECT_EQ(result.exit_code, 2u);
+  ExpectOneErrorLine(result, "quill-grab --list");
+}
+
+TEST_F(ProgramTest, WatchesWithoutWriting) {
+  const PatternWindow window(MakePattern(kWidth, kHeight));
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(temporary_.path());
+  const GrabResult result = Grab(L"--class QuillPatternWindow --watch --fps 20 --seconds 2.3");
+  std::filesystem::current_path(before);
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  EXPECT_NE(result.out.find(" s  301 x 203  "), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find(" polls/s  "), std::string::npos) << result.out;
+  EXPECT_EQ(temporary_.CountFiles(), 0u);
+}
+
+TEST_F(ProgramTest, LetterboxesAWindowThatGetsSmaller) {
+  const Picture first = MakePattern(kWidth, kHeight, 1);
+  const Picture second = MakePattern(201, 103, 2);
+  const GrabResult result = GrabTwoSizes(first, second, L"");
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const auto frames = RawFrames("stream", kWidth, kHeight);
+  ASSERT_GE(frames.size(), 3u);
+  EXPECT_TRUE(frames.front() == first.pixels);
+  Picture expected{kWidth, kHeight, std::vector<uint32_t>(first.pixels.size(), 0xFF000000)};
+  for (int y = 0; y < 103; ++y) {
+    for (int x = 0; x < 201; ++x) expected.at(50 + x, 50 + y) = second.at(x, y);
+  }
+  EXPECT_TRUE(frames.back() == expected.pixels);
+}
+
+TEST_F(ProgramTest, CropsAWindowThatGetsLarger) {
+  const Picture first = MakePattern(kWidth, kHeight, 1);
+  const Picture second = MakePattern(kWidth + 60, kHeight - 50, 2);
+  const GrabResult result = GrabTwoSizes(first, second, L"--on-resize crop");
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const auto frames = RawFrames("stream", kWidth, kHeight);
+  ASSERT_GE(frames.size(), 3u);
+  EXPECT_TRUE(frames.front() == first.pixels);
+  Picture expected{kWidth, kHeight, std::vector<uint32_t>(first.pixels.size(), 0xFF000000)};
+  for (int y = 0; y < kHeight - 50; ++y) {
+    for (int x = 0; x < kWidth; ++x) expected.at(x, y) = second.at(x, y);
+  }
+  EXPECT_TRUE(frames.back() == expected.pixels);
+}
+
+// The larger picture goes on where the first one ends, so that even a frame of the first size that
+// was taken during the change is the first picture.
+TEST_F(ProgramTest, StopsBeforeAChangeOfSizeWhenAskedTo) {
+  const Picture first = MakePattern(kWidth, kHeight, 1);
+  const GrabResult result =
+      GrabTwoSizes(first, MakePattern(kWidth, kHeight + 1, 1), L"--on-resize stop");
+  EXPECT_EQ(result.exit_code, 8u);
+  ExpectOneErrorLine(result, "from 301 x 203 to 301 x 204");
+  for (const auto& frame : RawFrames("stream", kWidth, kHeight)) {
+    EXPECT_TRUE(frame == first.pixels);
+  }
+}
+
+// What nothing but closing the window is to end.
+TEST_F(ProgramTest, AWindowThatClosesEndsAStreamNormally) {
+  PatternWindow window(MakePattern(kWidth, kHeight));
+  GrabProcess process(GrabProgram(),
+                      L"--class QuillPatternWindow --raw \"" + File("stream").wstring() + L"\"");
+  ASSERT_TRUE(WaitForSize(File("stream"), 1));
+  window.Destroy();
+  const GrabResult result = process.Wait();
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  EXPECT_NE(result.out.find("End: the target was closed\n"), std::string::npos) << result.out;
 }
 
 }  // namespace

@@ -10,8 +10,9 @@
 namespace quill_grab {
 namespace {
 
-FrameRecord Frame(double seconds, float ratio, FrameSize size = {640, 480}, const char* file = "") {
-  return {seconds, size, ratio, ratio > 0.0f, file};
+FrameRecord Frame(double seconds, float ratio, FrameSize size = {640, 480}, const char* file = "",
+                  uint64_t missed = 0) {
+  return {seconds, size, ratio, ratio > 0.0f, missed, file};
 }
 
 size_t CountOf(const std::string& text, const std::string& part) {
@@ -44,6 +45,17 @@ TEST(SummaryTest, CountsPollsFramesAndFiles) {
   EXPECT_EQ(summary.new_frames(), 2u);
   EXPECT_EQ(summary.written(), 2u);
   EXPECT_EQ(summary.zero_ratios(), 2u);
+}
+
+TEST(SummaryTest, AddsUpWhatWasDropped) {
+  Summary summary;
+  summary.AddFrame(Frame(0.1, 1.0f));
+  summary.AddFrame(Frame(0.4, 0.0f, {640, 480}, "", 2));
+  summary.AddFrame(Frame(0.9, 0.0f, {640, 480}, "", 4));
+  EXPECT_EQ(summary.missed(), 6u);
+  EXPECT_NE(summary.Text(20).find("Polls: 3, of which 3 gave a frame; 6 dropped"),
+            std::string::npos)
+      << summary.Text(20);
 }
 
 // (1 + 0 + 0.25 + 0.75) / 4 = 0.5, all exact in binary.

@@ -5,7 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
+#include <memory>
+#include <thread>
+
 #include "quill-grab/error.h"
+#include "support/pattern_window.h"
 
 namespace quill_grab {
 namespace {
@@ -118,6 +124,33 @@ TEST(FindTargetTest, NamesTheRemedyWhenNothingMatches) {
       EXPECT_NE(std::string(error.what()).find("quill-grab --list"), std::string::npos);
     }
   }
+}
+
+TEST(WaitForTargetTest, FindsAWindowThatAppearsLater) {
+  auto appearing = std::async(std::launch::async, [] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    return std::make_unique<PatternWindow>(MakePattern(50, 40));
+  });
+  Options options;
+  options.class_name = "QuillPatternWindow";
+  options.wait_seconds = 20.0;
+  const std::atomic<bool> interrupted{false};
+  const Target target = WaitForTarget(options, interrupted);
+  EXPECT_EQ(target.window, appearing.get()->handle());
+}
+
+TEST(WaitForTargetTest, EndsWithTheTimeOrAnInterruption) {
+  const auto milliseconds = [](double wait_seconds, bool is_interrupted) {
+    Options options;
+    options.title = "no window has this title";
+    options.wait_seconds = wait_seconds;
+    const std::atomic<bool> interrupted{is_interrupted};
+    const ULONGLONG begin = GetTickCount64();
+    EXPECT_THROW(WaitForTarget(options, interrupted), GrabError);
+    return GetTickCount64() - begin;
+  };
+  EXPECT_GE(milliseconds(0.2, false), 190u);
+  EXPECT_LE(milliseconds(30.0, true), 5000u);
 }
 
 TEST(ListMonitorsTest, PutsThePrimaryMonitorFirst) {

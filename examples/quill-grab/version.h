@@ -1,0 +1,11 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+namespace quill_grab {
+
+// "1.0.0"
+const char* Version();
+
+}  // namespace quill_grab

@@ -1,0 +1,143 @@
+#!/usr/bin/env bash
+# pipeline_test.sh QUILL-GRAB.exe FOLDER
+# Streams of a real program's window, as the programs they are made for read them: an encoder, the
+# tools behind a pipe, and another machine by way of SRT. Runs inside with-wine.
+set -euo pipefail
+grab=$1
+folder=$2
+rm -rf "$folder"
+mkdir -p "$folder"
+cd "$folder"
+
+wine winemine.exe >/dev/null 2>&1 &
+game=$!
+mounted=
+finish() {
+  [ -z "$mounted" ] || umount "$mounted"
+  kill "$game" 2>/dev/null || true
+}
+trap finish EXIT
+
+failures=0
+check() {  # check WHAT COMMAND...
+  local what=$1
+  shift
+  if "$@"; then
+    echo "ok: $what"
+  else
+    echo "FAILED: $what" >&2
+    failures=$((failures + 1))
+  fi
+}
+equals() {
+  [ "$1" = "$2" ] || { echo "expected: $1, is: $2" >&2; return 1; }
+}
+capture() { wine "$grab" --class WineMine --wait 30 "$@"; }
+encode() { timeout 60 ffmpeg -nostdin -hide_banner -loglevel error "$@"; }
+# decode VIDEO RAW: into planes of luma and chroma, which are what videos hold.
+decode() {
+  encode -i "$1" -vf scale=out_color_matrix=bt601:out_range=tv -f rawvideo -pix_fmt yuv420p "$2"
+}
+# Width, height, frames a second and number of frames as decoded.
+figures() {
+  ffprobe -loglevel error -count_frames -select_streams v:0 -of csv=p=0 \
+    -show_entries stream=width,height,r_frame_rate,nb_read_frames "$@"
+}
+
+# The picture that all streams show: nobody plays.
+capture --screenshot game.png 2>game.err >game.out
+decode game.png game.yuv
+IFS=, read -r width height _ < <(figures game.png)
+frame=$((width * height * 4))
+
+# Every frame of a decoded video is the game, but for what coding takes: the mean distance of a
+# sample is at most this number of its 255 steps.
+shows_the_game() {  # shows_the_game RAW STEPS
+  python3 - "$1" game.yuv "$2" <<'EOF'
+import sys
+video, game = open(sys.argv[1], "rb").read(), open(sys.argv[2], "rb").read()
+frames = [video[at:at + len(game)] for at in range(0, len(video), len(game))]
+errors = [sum(abs(a - b) for a, b in zip(frame, game)) / len(game) for frame in frames]
+print(f"{len(frames)} frames, mean error at most {max(errors):.2f}")
+sys.exit(not (frames and len(frames[-1]) == len(game) and max(errors) <= float(sys.argv[3])))
+EOF
+}
+
+capture --y4m - --fps 25 --frames 30 2>mp4.err |
+  encode -i - -c:v libx264 -pix_fmt yuv420p -qp 10 mp4.mp4
+check "y4m becomes an MP4 file" equals "$width,$height,25/1,30" "$(figures mp4.mp4)"
+decode mp4.mp4 mp4.yuv
+check "the MP4 file shows the window" shows_the_game mp4.yuv 2
+
+capture --raw - --fps 25 --frames 30 2>raw.err |
+  encode -f rawvideo -pixel_format bgra -video_size "${width}x$height" -framerate 25 -i - \
+    -c:v libx264 -pix_fmt yuv420p -qp 10 raw.mp4
+check "raw video becomes an MP4 file" equals "$width,$height,25/1,30" "$(figures raw.mp4)"
+decode raw.mp4 raw.yuv
+check "that file shows the window, too" shows_the_game raw.yuv 2
+
+head -c "$(stat -c %s game.yuv)" /dev/zero >black.yuv
+check "a black picture would not pass" eval '! shows_the_game black.yuv 2 >/dev/null'
+
+status=0
+capture --json - --all --frames 3 2>json.err | python3 -c '
+import json, sys
+lines = [json.loads(line) for line in sys.stdin]
+assert len(lines) == 3 and lines[0]["new"] and lines[0]["width"] == int(sys.argv[1]), lines
+' "$width" || status=$?
+check "JSON lines are JSON" equals 0 "$status"
+
+# SRT, MPEG-TS: the receiver listens, the sender calls.
+port=$(python3 -c '
+import socket
+with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+    probe.bind(("127.0.0.1", 0))
+    print(probe.getsockname()[1])')
+encode -i "srt://127.0.0.1:$port?mode=listener" -c copy received.ts 2>receiver.err &
+receiver=$!
+listens() { grep -q ":$(printf '%04X' "$port") " /proc/net/udp; }
+for _ in $(seq 100); do
+  ! listens || break
+  sleep 0.1
+done
+check "the receiver listens" listens
+capture --y4m - --frames 60 2>srt.err |
+  encode -i - -c:v libx264 -preset veryfast -tune zerolatency -qp 10 -g 30 -f mpegts \
+    "srt://127.0.0.1:$port?mode=caller"
+wait "$receiver" || true  # it ends with the connection
+decode received.ts received.yuv
+check "SRT brings the window to the other side" shows_the_game received.yuv 2
+received=$(($(stat -c %s received.yuv) / $(stat -c %s game.yuv)))
+# What is on its way when the sender hangs up may be lost: at most SRT's delay of 0.12 s, and a bit.
+is_nearly_all() { [ "$received" -ge 50 ] && [ "$received" -le 60 ]; }
+check "$received of 60 frames are there" is_nearly_all
+
+code=0
+capture --raw - 2>closed.err | head -c 500000 >head.raw || code=${PIPESTATUS[0]}
+check "a reader that goes ends the run" equals 9 "$code"
+check "the error says so" grep -q '^quill-grab: the reader of the stream has gone' closed.err
+check "the reader got all it wanted" equals 500000 "$(stat -c %s head.raw)"
+
+# A disk with room for three frames and a half.
+mkdir full
+room=$((frame * 7 / 2 / 4096 * 4096))
+if mount -t tmpfs -o size="$room" tmpfs full 2>/dev/null; then
+  mounted=full
+  code=0
+  capture --raw full/stream >full.out 2>full.err || code=$?
+else
+  echo "no tmpfs can be mounted here: a limit on the size of files stands in for the full disk"
+  code=0
+  (
+    trap '' XFSZ
+    ulimit -f $((room / 1024))
+    capture --raw full/stream
+  ) >full.out 2>full.err || code=$?
+fi
+check "a full disk is an output error" equals 5 "$code"
+check "the error names the remedy" grep -q 'free some space or choose another file with --raw' full.err
+check "the frames before it are whole" equals $((3 * frame)) "$(stat -c %s full/stream)"
+check "they can be read" equals "$width,$height,25/1,3" \
+  "$(figures -f rawvideo -pixel_format bgra -video_size "${width}x$height" full/stream)"
+
+[ "$failures" -eq 0 ]

@@ -1,0 +1,130 @@
+#!/usr/bin/env python3
+"""report_page_check.py DOM: the page of report_sample.cpp's run says what that run was."""
+
+import html.parser
+import sys
+
+
+class Page(html.parser.HTMLParser):
+    """Texts by element id, the attributes of all elements, and the texts of all table cells."""
+
+    VOID = {'meta', 'img', 'input', 'br', 'link', 'hr'}
+
+    def __init__(self):
+        super().__init__(convert_charrefs=True)
+        self.texts, self.elements, self.rows = {}, [], []
+        self.open = []
+
+    def handle_starttag(self, tag, attributes):
+        attributes = dict(attributes)
+        self.elements.append((tag, attributes))
+        if tag == 'tr':
+            self.rows.append([])
+        if tag in ('td', 'th'):
+            self.rows[-1].append('')
+        if tag not in self.VOID:
+            self.open.append((tag, attributes.get('id')))
+
+    def handle_endtag(self, tag):
+        while self.open and self.open.pop()[0] != tag:
+            pass
+
+    def handle_data(self, data):
+        for _, name in self.open:
+            if name:
+                self.texts[name] = self.texts.get(name, '') + data
+        if any(tag in ('td', 'th') for tag, _ in self.open):
+            self.rows[-1][-1] += data
+
+
+def run():
+    """The polls with a frame of the sample's run: (beat, size, is new, ratio)."""
+    polls = []
+    for beat in range(15, 1801):
+        if 601 <= beat <= 604 or 1201 <= beat <= 1203:
+            continue
+        size = '800 × 600' if 900 <= beat < 1350 else '1280 × 720'
+        is_new = beat % 3 == 0 and not 300 <= beat < 420
+        ratio = 0.0
+        if is_new and beat in (15, 900, 1350):
+            ratio = 1.0
+        elif is_new:
+            ratio = 0.5 if beat % 225 == 0 else (1 + beat // 3 % 8) / 64
+        polls.append((beat, size, is_new, ratio))
+    return polls
+
+
+failures = 0
+
+
+def expect(what, actual, expected):
+    global failures
+    if actual != expected:
+        print(f'{what}: {actual!r} instead of {expected!r}', file=sys.stderr)
+        failures += 1
+
+
+page = Page()
+with open(sys.argv[1], encoding='utf-8') as file:
+    page.feed(file.read())
+texts = {name: text.replace('\u00a0', ' ') for name, text in page.texts.items()}
+rows = [[cell.replace('\u00a0', ' ') for cell in row] for row in page.rows]
+polls = run()
+new = [poll for poll in polls if poll[2]]
+large = sum(size == '1280 × 720' for _, size, _, _ in polls)
+
+for name, expected in {
+    'seconds': '60.000 s',
+    'rate': f'{(len(polls) + 15 - 1) / 60:.2f} a second',
+    'asked': '30.00 a second',
+    'dropped': '7',
+    'polls': f'{len(polls) + 15:,}',
+    'frames': f'{len(polls):,}',
+    'without': '15',
+    'new': f'{len(new):,}',
+    'min': '0.00 %',
+    'mean': f'{100 * sum(ratio for _, _, _, ratio in polls) / len(polls):.2f} %',
+    'max': '100.00 %',
+    'zero': f'{len(polls) - len(new):,}',
+    'sizes': f'1280 × 720 ({large:,} polls), 800 × 600 ({len(polls) - large:,} polls)',
+}.items():
+    expect(name, texts.get(f'figure-{name}'), expected)
+
+expect('target', texts['target'],
+       'window 0x3004e, class Notepad, "</title><b>Notes & \\ \'plans\'</b>"')
+expect('the only gap', [row for row in rows if row[0] == '9.900 s'],
+       [['9.900 s', '14.000 s', '4.100 s']])
+spans = [row for row in rows if len(row) == 5 and row[2] in ('1280 × 720', '800 × 600')]
+expect('spans', spans, [
+    [f'{first / 30:.3f} s', f'{last / 30:.3f} s', size,
+     f'{sum(first <= poll[0] <= last for poll in polls):,}',
+     f'{sum(first <= poll[0] <= last for poll in new):,}']
+    for first, last, size in [(15, 899, '1280 × 720'), (900, 1349, '800 × 600'),
+                              (1350, 1800, '1280 × 720')]])
+log = [row for row in rows if len(row) == 3 and row[1] in ('info', 'warning', 'error')]
+expect('log', [(level, text) for _, level, text in log], [
+    ('info', 'session created'),
+    ('info', '</script><script>document.body.dataset.broken = 1</script>'),
+    ('warning', '<img src=x onerror="document.body.dataset.broken = 2"> & &lt; \'quoted\''),
+    ('warning', '<!--<script> {{data}} \\ " \t tab, \u2028 line separator'),
+    ('info', 'size is now 800 x 600'),
+    ('error', 'not UTF-8: \ufffd\ufffd; Grüße, 日本')])
+
+canvases = [attributes for tag, attributes in page.elements if tag == 'canvas']
+expect('canvases', [canvas['id'] for canvas in canvases], ['ratio', 'heat', 'rates'])
+for canvas in canvases:
+    # An empty canvas shows one colour; text alone shows the shades of one.
+    expect(f'{canvas["id"]} is drawn', int(canvas.get('data-colors', 0)) > 20, True)
+    expect(f'{canvas["id"]} has a text', len(canvas.get('aria-label', '')) > 40, True)
+
+pictures = [attributes for tag, attributes in page.elements if tag == 'img']
+expect('pictures', len(pictures), 8)
+for picture in pictures:
+    expect('a picture in the page', picture['src'][:22], 'data:image/png;base64,')
+    expect('a text for it', picture['alt'].startswith('Frame of '), True)
+loaded = [value for tag, attributes in page.elements for name, value in attributes.items()
+          if name in ('src', 'href') and not value.startswith('data:')]
+expect('loaded from elsewhere', loaded, [])
+expect('made from texts', [attributes for tag, attributes in page.elements
+                           if tag == 'body' and attributes], [])
+sys.exit(failures > 0)
