@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# sources_test.sh ROOT: each example program is short enough to be read in one go, and what the
+# other tests leave out passes clang and mypy.
+set -euo pipefail
+cd "$1"
+
+for file in examples/{minimal.c,texture.cpp,two_windows.cpp,quill_wgc.py}; do
+  lines=$(wc -l <"$file")
+  [ "$lines" -lt 120 ] || { echo "$file has $lines lines: 119 at most" >&2; exit 1; }
+done
+
+clang --target=x86_64-w64-mingw32 -std=c11 -fsyntax-only -Wall -Wextra -Wpedantic -Werror \
+  -Iinclude examples/minimal.c
+/usr/bin/python3 -m mypy --strict --platform win32 --python-version 3.8 --cache-dir /dev/null \
+  --no-error-summary examples/quill_wgc.py
