@@ -1,10 +1,16 @@
 /* Copyright (c) 2026 the libquill-wgc authors
  * SPDX-License-Identifier: MIT
- *
+ */
+#ifndef LIBQUILL_WGC_H_
+#define LIBQUILL_WGC_H_
+
+/**
+ * @file
  * libquill-wgc captures the picture of one top-level window or one monitor through Windows Graphics
  * Capture (Windows 10 and later) and hands out the most recent frame, as BGRA bytes or as a
  * Direct3D 11 texture.
  *
+ * @code{.c}
  *   void* session = wgc_session_create(window);
  *   if (session != NULL && wgc_session_start(session)) {
  *     while (running) {
@@ -18,24 +24,26 @@
  *     }
  *   }
  *   if (session != NULL) wgc_session_destroy(session);
+ * @endcode
  *
- * Threads. The library starts no thread. The thread that calls wgc_session_start becomes the
- * session's start thread: the platform delivers frames on it, and only while it pumps its Win32
- * messages, which wgc_get_recent_frame does. Start, poll, switch and destroy a session on that one
- * thread. Only wgc_get_status, wgc_set_dirty_rect, wgc_register_logger and is_wgc_session_supported
+ * @par Threads
+ * The library starts no thread. The thread that calls wgc_session_start() becomes the session's
+ * start thread: the platform delivers frames on it, and only while it pumps its Win32 messages,
+ * which wgc_get_recent_frame() does. Start, poll, switch and destroy a session on that one thread.
+ * Only wgc_get_status(), wgc_set_dirty_rect(), wgc_register_logger() and is_wgc_session_supported()
  * may be called from any thread. Sessions are independent of each other, each on its own thread:
  * the platform gives a thread one dispatcher queue, so a second session cannot start on a thread
  * before the first is destroyed.
  *
- * COM. The first session created in a process initialises COM for the multithreaded apartment on
- * the creating thread. On a thread that already is a single-threaded apartment this fails, and the
- * C++ exception (a winrt::hresult_error with RPC_E_CHANGED_MODE) leaves the create function; create
- * the first session on a thread that has not chosen an apartment.
+ * @par COM
+ * The first session created in a process initialises COM for the multithreaded apartment on the
+ * creating thread. On a thread that already is a single-threaded apartment this fails, and the C++
+ * exception (a winrt::hresult_error with RPC_E_CHANGED_MODE) leaves the create function; create the
+ * first session on a thread that has not chosen an apartment.
  *
- * Errors. There are no error codes: results say success or failure, and the log says why.
+ * @par Errors
+ * There are no error codes: results say success or failure, and the log says why.
  */
-#ifndef LIBQUILL_WGC_H_
-#define LIBQUILL_WGC_H_
 
 #include <stddef.h>
 #include <stdint.h>
@@ -49,136 +57,209 @@
 extern "C" {
 #endif
 
+/** Direct3D 11's device, as declared by d3d11.h, which a host includes only to use it. */
 typedef struct ID3D11Device ID3D11Device;
 
-/* The levels that a log callback receives. */
+/** The levels that a log callback receives. */
 enum WgcLogLevel {
-  WGC_LOG_INFO = 1,    /* progress, and switches that took effect */
-  WGC_LOG_WARNING = 2, /* a switch that this Windows version cannot honour; nothing changed */
-  WGC_LOG_ERROR = 3    /* a failed platform call or allocation */
+  WGC_LOG_INFO = 1,    /**< Progress, and switches that took effect. */
+  WGC_LOG_WARNING = 2, /**< A switch that this Windows version cannot honour; nothing changed. */
+  WGC_LOG_ERROR = 3    /**< A failed platform call or allocation. */
 };
 
-/* Receives one log line.
- *
- * level: a WgcLogLevel. text: the line, without a line break, terminated by a NUL; it is gone when
- * the callback returns. length: the number of characters of the line. Text is cut at 1022
- * characters; for such a line length is 1023 or 1024, so go by the NUL, not by length.
+/**
+ * Receives one log line.
  *
  * It runs on the thread that logs, which for "Wgc on_closed" is a thread of the platform's, and on
  * several threads at once when several sessions run on several threads. It must not throw.
+ *
+ * @param level A WgcLogLevel.
+ * @param text The line, without a line break, terminated by a NUL; it is gone when the callback
+ *     returns.
+ * @param length The number of characters of the line. Text is cut at 1022 characters; for such a
+ *     line length is 1023 or 1024, so go by the NUL, not by length.
  */
 typedef void (*WgcLogCallback)(int level, const char* text, size_t length);
 
-/* True when this Windows has the API contract that capture relies on (universal contract 8 or
- * later), false otherwise or when that cannot be found out. Creates nothing, logs nothing.
- * Any thread, at any time. */
+/**
+ * Whether this Windows has the API contract that capture relies on (universal contract 8 or later).
+ *
+ * Creates nothing, logs nothing. Any thread, at any time.
+ *
+ * @return True when the contract is there, false otherwise or when that cannot be found out.
+ */
 bool is_wgc_session_supported(void);
 
-/* Makes cb the log callback of the whole process, replacing the previous one; NULL turns the log
- * off. Any thread, but without synchronisation: register before creating sessions, or accept that a
- * line on its way may still reach the previous callback. */
+/**
+ * Makes cb the log callback of the whole process, replacing the previous one.
+ *
+ * Any thread, but without synchronisation: register before creating sessions, or accept that a line
+ * on its way may still reach the previous callback.
+ *
+ * @param cb The callback; NULL turns the log off.
+ */
 void wgc_register_logger(WgcLogCallback cb);
 
-/* A new session that will capture a top-level window. Nothing is captured before wgc_session_start.
+/**
+ * A new session that will capture a top-level window. Nothing is captured before
+ * wgc_session_start().
  *
- * window is not checked here: with an invalid or null one, wgc_session_start fails.
- * Returns the session, which the caller owns and gives back with wgc_session_destroy, or NULL when
- * memory is short. Every switch is off: no cursor, no border, no change detection, frames as bytes.
+ * @param window The window. It is not checked here: with an invalid or null one,
+ *     wgc_session_start() fails.
+ * @return The session, which the caller owns and gives back with wgc_session_destroy(), or NULL
+ *     when memory is short. Every switch is off: no cursor, no border, no change detection, frames
+ *     as bytes.
  */
 void* wgc_session_create(HWND window);
 
-/* The same for a monitor. NULL also when monitor is null. */
+/**
+ * The same as wgc_session_create() for a monitor.
+ *
+ * @param monitor The monitor.
+ * @return As wgc_session_create(); NULL also when monitor is null.
+ */
 void* wgc_session_create2(HMONITOR monitor);
 
-/* Creates the Direct3D device and the capture objects, and starts capturing. Makes the calling
+/**
+ * Creates the Direct3D device and the capture objects, and starts capturing. Makes the calling
  * thread the session's start thread and gives it a dispatcher queue.
  *
- * Returns true when capture runs. On false the log has a WGC_LOG_ERROR line with the reason; the
- * session then is good for nothing but wgc_session_destroy. A session that runs cannot be started
- * again on its thread: the call fails, and the capture goes on.
+ * @param session A session. One that runs cannot be started again on its thread: the call fails,
+ *     and the capture goes on.
+ * @return True when capture runs. On false the log has a WGC_LOG_ERROR line with the reason; the
+ *     session then is good for nothing but wgc_session_destroy().
  */
 bool wgc_session_start(void* session);
 
-/* Stops capturing, frees the session and everything it owns: the frame bytes handed out become
+/**
+ * Stops capturing, frees the session and everything it owns: the frame bytes handed out become
  * invalid; textures handed out live on until the host releases its references. Start thread.
  *
- * session must be a live session. A null pointer is not ignored: it is a fault. */
+ * @param session A live session. A null pointer is not ignored: it is a fault.
+ */
 void wgc_session_destroy(void* session);
 
-/* Lets waiting frames arrive, then reports the most recent one. Start thread; on another thread no
+/**
+ * Lets waiting frames arrive, then reports the most recent one. Start thread; on another thread no
  * frame can arrive. Never waits for a frame.
  *
  * The call first pumps the thread's message queue until it is empty: all messages of the thread,
  * those of the host's own windows included, are dispatched. A WM_QUIT is removed and lost.
  *
- * frame: on true receives what wgc_set_capture_to_texture has chosen; on false it is left as it
- * was.
- *   - bytes (the default): the address of the pixels, rows from top to bottom, each exactly
- *     *width * 4 bytes without padding, four bytes a pixel: blue, green, red, alpha. They belong to
- *     the session and are valid until the next call of this function (or anything else that
- *     dispatches this thread's messages), which overwrites or moves them.
- *   - texture: an ID3D11Texture2D* on the device of wgc_get_device, of *width x *height pixels, one
- *     mip level, DXGI_FORMAT_B8G8R8A8_UNORM, default usage, bindable as a render target. Each true
- *     result adds a reference that the host must Release. Later frames are drawn into the same
- *     texture until the frame size changes. Use it on the start thread between two calls.
- * reserved: not used; NULL will do.
- * width, height: always receive the size in pixels of the most recent frame, 0 before the first.
- * cursor_enabled: always receives the cursor switch (see wgc_enable_cursor).
- * No pointer but reserved may be null.
+ * What frame receives was chosen by wgc_set_capture_to_texture():
  *
- * Returns true when there is a frame; the same frame is reported again until a newer one arrives.
- * Never true before the first frame.
+ * - Bytes (the default): the address of the pixels, rows from top to bottom, each exactly
+ *   `*width * 4` bytes without padding, four bytes a pixel: blue, green, red, alpha. They belong to
+ *   the session and are valid until the next call of this function (or anything else that
+ *   dispatches this thread's messages), which overwrites or moves them.
+ * - Texture: an `ID3D11Texture2D*` on the device of wgc_get_device(), of `*width` x `*height`
+ *   pixels, one mip level, DXGI_FORMAT_B8G8R8A8_UNORM, default usage, bindable as a render target.
+ *   Each true result adds a reference that the host must Release. Later frames are drawn into the
+ *   same texture until the frame size changes. Use it on the start thread between two calls.
  *
  * The size is that of the platform's frame texture. While a captured window is being resized it may
  * for some frames still be the old size, with the picture in its top left corner.
+ *
+ * No pointer but reserved may be null.
+ *
+ * @param session The session.
+ * @param[out] frame On true receives the frame; on false it is left as it was.
+ * @param reserved Not used; NULL will do.
+ * @param[out] width Always receives the width in pixels of the most recent frame, 0 before the
+ *     first.
+ * @param[out] height Always receives its height in pixels, 0 before the first.
+ * @param[out] cursor_enabled Always receives the cursor switch (see wgc_enable_cursor()).
+ * @return True when there is a frame; the same frame is reported again until a newer one arrives.
+ *     Never true before the first frame.
  */
 bool wgc_get_recent_frame(void* session, void** frame, void* reserved, uint32_t* width,
                           uint32_t* height, bool* cursor_enabled);
 
-/* Does nothing: frame bytes belong to the session, and a texture is given back with its Release.
- * Exists so that each frame has a pair of calls. */
+/**
+ * Does nothing: frame bytes belong to the session, and a texture is given back with its Release.
+ * Exists so that each frame has a pair of calls.
+ *
+ * @param session Not used.
+ * @param frame Not used.
+ */
 void wgc_free_recent_frame(void* session, void* frame);
 
-/* How much of the picture the last frame changed, and resets that measure to 0.
+/**
+ * How much of the picture the last frame changed, and resets that measure to 0.
  *
- * With change detection (wgc_set_dirty_rect) the changed share of the area, 0.0 to 1.0, in steps of
- * 32 x 32 pixel tiles; the last tile column and row, and everything right of 4096 pixels, are not
- * watched. 1.0 for the first frame of a size that detection meets (0.0 for it in texture output),
- * and for every frame without detection. 0.0 when no frame has arrived since the previous call.
- * Frames are compared with the previous frame that detection saw in byte output; in texture output
- * always with the same one, a blank one when detection ran in texture output only. Start thread;
- * from another thread a value may be lost. */
+ * With change detection (wgc_set_dirty_rect()) the changed share of the area, 0.0 to 1.0, in steps
+ * of 32 x 32 pixel tiles; the last tile column and row, and everything right of 4096 pixels, are
+ * not watched. Frames are compared with the previous frame that detection saw in byte output; in
+ * texture output always with the same one, a blank one when detection ran in texture output only.
+ *
+ * Start thread; from another thread a value may be lost.
+ *
+ * @param session The session.
+ * @return The changed share. 1.0 for the first frame of a size that detection meets (0.0 for it in
+ *     texture output), and for every frame without detection. 0.0 when no frame has arrived since
+ *     the previous call.
+ */
 float wgc_get_update_ratio(void* session);
 
-/* True from a successful wgc_session_start until the platform closes the captured item, which it
- * does when the window is destroyed or the monitor goes away. Any thread. */
+/**
+ * Whether the capture runs. Any thread.
+ *
+ * @param session The session.
+ * @return True from a successful wgc_session_start() until the platform closes the captured item,
+ *     which it does when the window is destroyed or the monitor goes away.
+ */
 bool wgc_get_status(void* session);
 
-/* The device that captures, for sharing; null before a successful start. Borrowed: no reference is
- * added, and it lives as long as the session. Use its immediate context on the start thread only.
+/**
+ * The device that captures, for sharing. Use its immediate context on the start thread only.
+ *
+ * @param session The session.
+ * @return The device; null before a successful start. Borrowed: no reference is added, and it lives
+ *     as long as the session.
  */
 ID3D11Device* wgc_get_device(void* session);
 
-/* Whether the mouse cursor is drawn into the frames; takes effect at once. Start thread.
- * False, with a WGC_LOG_WARNING line, when this Windows cannot be asked to draw it (enable only).
+/**
+ * Whether the mouse cursor is drawn into the frames; takes effect at once. Start thread.
+ *
+ * @param session The session.
+ * @param enable True to draw it.
+ * @return False, with a WGC_LOG_WARNING line, when this Windows cannot be asked to draw it (enable
+ *     only).
  */
 bool wgc_enable_cursor(void* session, bool enable);
 
-/* Whether Windows draws its coloured border around what is captured; takes effect at once. Start
- * thread. False, with a WGC_LOG_WARNING line, when this Windows cannot hide it (hide only). */
+/**
+ * Whether Windows draws its coloured border around what is captured; takes effect at once. Start
+ * thread.
+ *
+ * @param session The session.
+ * @param show True to draw it.
+ * @return False, with a WGC_LOG_WARNING line, when this Windows cannot hide it (hide only).
+ */
 bool wgc_show_border(void* session, bool show);
 
-/* Turns change detection on or off from the next frame on: see wgc_get_update_ratio. A frame found
- * unchanged is not copied to the CPU again. Any thread. */
+/**
+ * Turns change detection on or off from the next frame on: see wgc_get_update_ratio(). A frame
+ * found unchanged is not copied to the CPU again. Any thread.
+ *
+ * @param session The session.
+ * @param enable True to detect changes.
+ */
 void wgc_set_dirty_rect(void* session, bool enable);
 
-/* Whether frames are handed out as a texture (true) or as bytes (false), from the next frame and
- * the next wgc_get_recent_frame on. Start thread.
+/**
+ * Whether frames are handed out as a texture or as bytes, from the next frame and the next
+ * wgc_get_recent_frame() on. Start thread.
  *
  * Back at bytes, and until a frame has come, the bytes are those of the last frame handed out as
  * bytes, while width and height are those of the last frame in either form. When the target may
  * have grown meanwhile, read the bytes only once a frame has come: clear the measure with
- * wgc_get_update_ratio, and poll with detection off until it is 1.0. */
+ * wgc_get_update_ratio(), and poll with detection off until it is 1.0.
+ *
+ * @param session The session.
+ * @param enable True for a texture, false for bytes.
+ */
 void wgc_set_capture_to_texture(void* session, bool enable);
 
 #ifdef __cplusplus
