@@ -114,10 +114,12 @@ std::string Compile(pD3DCompile compile, const Shader& shader) {
   const HRESULT hr =
       compile(shader.source.data(), shader.source.size(), shader.file.filename().string().c_str(),
               nullptr, nullptr, kEntryPoint, kProfile, kFlags, 0, &code, &messages);
-  const std::string bytecode = Take(code);
+  std::string bytecode = Take(code);
   const std::string text = Take(messages);
   if (FAILED(hr)) {
-    throw std::runtime_error(shader.file.string() + " does not compile:\n" + text.c_str());
+    // The text ends with a NUL of its own.
+    throw std::runtime_error(shader.file.string() + " does not compile:\n" +
+                             text.substr(0, text.find('\0')));
   }
   return bytecode;
 }

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The support probe on a platform whose metadata cannot be had. A process of its own: once obtained,
-// the metadata is kept for the life of the process.
+// The support probe on a platform whose metadata cannot be had. A process of its own: once
+// obtained, the metadata is kept for the life of the process.
 #include <string>
 
 #include "e2e/capture.h"

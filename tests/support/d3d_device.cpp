@@ -7,10 +7,13 @@
 
 D3dDevice CreateD3dDevice() {
   D3dDevice d3d;
-  const HRESULT result = D3D11CreateDevice(
-      nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, D3D11_CREATE_DEVICE_BGRA_SUPPORT, nullptr, 0,
-      D3D11_SDK_VERSION, d3d.device.put(), nullptr, d3d.context.put());
-  return SUCCEEDED(result) ? d3d : D3dDevice{};
+  for (const D3D_DRIVER_TYPE type : {D3D_DRIVER_TYPE_HARDWARE, D3D_DRIVER_TYPE_WARP}) {
+    const HRESULT result =
+        D3D11CreateDevice(nullptr, type, nullptr, D3D11_CREATE_DEVICE_BGRA_SUPPORT, nullptr, 0,
+                          D3D11_SDK_VERSION, d3d.device.put(), nullptr, d3d.context.put());
+    if (SUCCEEDED(result)) return d3d;
+  }
+  return {};
 }
 
 D3D11_TEXTURE2D_DESC FrameDesc(uint32_t width, uint32_t height, DXGI_FORMAT format) {

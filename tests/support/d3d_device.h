@@ -21,7 +21,8 @@ struct D3dDevice {
   winrt::com_ptr<ID3D11DeviceContext> context;
 };
 
-// On the default adapter; both references are null when there is none.
+// On the default adapter, or Windows' own in software where there is none; both references are null
+// when neither works.
 D3dDevice CreateD3dDevice();
 
 // The description of a captured frame: one mip level, one sample, default usage.

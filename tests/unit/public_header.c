@@ -7,4 +7,6 @@
 
 typedef char bool_is_one_byte[sizeof(bool) == 1 ? 1 : -1];
 bool_is_one_byte* public_header_compiles(void);
-bool_is_one_byte* public_header_compiles(void) { return NULL; }
+bool_is_one_byte* public_header_compiles(void) {
+  return NULL;
+}

@@ -16,8 +16,8 @@ HRESULT CaptureSurface::get_Description(Direct3DSurfaceDescription* value) {
   if (!value) return E_POINTER;
   D3D11_TEXTURE2D_DESC description;
   texture_->GetDesc(&description);
-  value->Width = description.Width;
-  value->Height = description.Height;
+  value->Width = static_cast<INT32>(description.Width);
+  value->Height = static_cast<INT32>(description.Height);
   value->Format = static_cast<DirectXPixelFormat>(description.Format);
   value->MultisampleDescription = {static_cast<INT32>(description.SampleDesc.Count),
                                    static_cast<INT32>(description.SampleDesc.Quality)};

@@ -30,7 +30,7 @@ HRESULT PeriodicThread::Start(DWORD interval_ms, std::function<bool()> step) {
   auto plan = std::make_unique<Plan>(Plan{interval_ms, std::move(step), stop_event_});
   HANDLE thread = CreateThread(nullptr, 0, Run, plan.get(), 0, nullptr);
   if (!thread) return HRESULT_FROM_WIN32(GetLastError());
-  plan.release();  // The thread's now.
+  static_cast<void>(plan.release());  // The thread's now.
   CloseHandle(thread);
   return S_OK;
 }

@@ -22,7 +22,7 @@ struct Registry {
 
 // Never destroyed: threads may still end while the DLL's static objects are torn down.
 Registry& GetRegistry() {
-  static Registry* const registry = new Registry;
+  static auto* const registry = new Registry;
   return *registry;
 }
 
@@ -124,7 +124,7 @@ HRESULT DispatcherQueue::TryEnqueue(IDispatcherQueueHandler* callback, boolean* 
   // Posted under the lock, so that messages and pieces of work stay in step.
   const std::lock_guard lock(mutex_);
   if (!PostMessageW(window_, kRunOne, 0, 0)) return S_OK;
-  work_.push_back(Work(callback));
+  work_.emplace_back(callback);
   *result = true;
   return S_OK;
 }

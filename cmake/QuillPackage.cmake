@@ -1,0 +1,65 @@
+# What is delivered: the layout of an installation, and the zip of it that cpack makes.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS quill-wgc RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
+if(TARGET quill-grab)
+  install(TARGETS quill-grab RUNTIME DESTINATION bin)
+endif()
+if(MINGW)
+  install(FILES $<TARGET_FILE:quill-wgc>.debug DESTINATION bin)
+  install(FILES ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/quill-wgc.lib DESTINATION lib)
+else()
+  install(FILES $<TARGET_PDB_FILE:quill-wgc> DESTINATION bin)
+endif()
+install(FILES include/libquill_wgc.h DESTINATION include)
+
+# Written by hand, because one installation serves two tool chains: each has its import library.
+configure_package_config_file(cmake/quill-wgc-config.cmake.in quill-wgc-config.cmake
+  INSTALL_DESTINATION lib/cmake/quill-wgc
+  NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+write_basic_package_version_file(quill-wgc-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/quill-wgc-config.cmake ${PROJECT_BINARY_DIR}/quill-wgc-config-version.cmake
+  DESTINATION lib/cmake/quill-wgc)
+configure_file(cmake/quill-wgc.pc.in quill-wgc.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/quill-wgc.pc DESTINATION lib/pkgconfig)
+
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION share/doc/quill-wgc)
+install(DIRECTORY docs DESTINATION share/doc/quill-wgc
+  FILES_MATCHING PATTERN *.md PATTERN *.png)
+
+# quill_license(NAME FILE): the licence of somebody else's code that ends up in our binaries.
+function(quill_license name file)
+  if(EXISTS ${file})
+    install(FILES ${file} DESTINATION share/licenses/${name})
+  else()
+    message(WARNING "The package lacks the licence of ${name}: there is no ${file}")
+  endif()
+endfunction()
+
+if(MINGW)
+  # The C and C++ runtimes are linked in.
+  quill_license(mingw-w64 /usr/share/doc/mingw-w64-common/copyright)
+  quill_license(gcc /usr/share/doc/gcc-mingw-w64-base/copyright)
+endif()
+if(TARGET quill-grab)
+  if(MINGW)
+    quill_license(cli11 /usr/share/doc/libcli11-dev/copyright)
+    quill_license(nlohmann-json /usr/share/doc/nlohmann-json3-dev/copyright)
+  else()
+    set(vcpkg_share ${VCPKG_INSTALLED_DIR}/${VCPKG_TARGET_TRIPLET}/share)
+    quill_license(cli11 ${vcpkg_share}/cli11/copyright)
+    quill_license(nlohmann-json ${vcpkg_share}/nlohmann-json/copyright)
+  endif()
+  quill_license(chart.js ${PROJECT_SOURCE_DIR}/third_party/chart.js/LICENSE.md)
+  quill_license(chartjs-chart-matrix
+    ${PROJECT_SOURCE_DIR}/third_party/chartjs-chart-matrix/LICENSE)
+endif()
+
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_NAME libquill-wgc)
+set(CPACK_PACKAGE_VENDOR "the libquill-wgc authors")
+set(CPACK_PACKAGE_FILE_NAME libquill-wgc-${PROJECT_VERSION}-windows-x64)
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/reproducible_zip.cmake)
+set(CPACK_VERBATIM_VARIABLES ON)
+include(CPack)
