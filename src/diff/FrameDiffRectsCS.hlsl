@@ -4,6 +4,11 @@
 // Compares two frames, one thread per tile, and writes each tile's change measure: 0 when no pixel
 // changed, else the measure of the first changed pixel in column order.
 
+// How many pixels of a column are loaded together. bench/shaders compiles other widths.
+#ifndef BATCH
+#define BATCH 8
+#endif
+
 Texture2D<float4> rgb_new : register(t0);
 Texture2D<float4> rgb_old : register(t1);
 RWTexture2D<int> light_diff : register(u0);
@@ -25,6 +30,20 @@ uint PixelMeasure(uint x, uint y) {
   return (uint)(ceil(s) * 230.0);
 }
 
+// The measure of the first changed pixel among the BATCH pixels of column `x` from `y` on; 0 when
+// none has changed. No load waits for another's result. Pixels from `end` on do not count: they are
+// the next tile's, or zero outside the texture.
+uint FirstMeasure(uint x, uint y, uint end) {
+  uint first = 0;
+  // From the last to the first, so that the first one stays.
+  [unroll]
+  for (uint i = BATCH; i-- > 0;) {
+    const uint measure = PixelMeasure(x, y + i);
+    first = measure != 0 && i < end - y ? measure : first;
+  }
+  return first;
+}
+
 [numthreads(16, 16, 1)]
 void main(uint3 tile : SV_DispatchThreadID) {
   const uint x0 = tile.x * rectW;
@@ -36,15 +55,14 @@ void main(uint3 tile : SV_DispatchThreadID) {
     return;
   }
 
+  // An empty tile, too, has the measure of its first pixel.
   uint value = PixelMeasure(x0, y0);
   [loop]
   for (uint x = x0; x < x1 && value == 0; ++x) {
-    uint current = value;
     [loop]
-    for (uint y = y0; y < y1 && current == 0; ++y) {
-      current = PixelMeasure(x, y);
+    for (uint y = y0; y < y1 && value == 0; y += BATCH) {
+      value = FirstMeasure(x, y, y1);
     }
-    value = current;
   }
   light_diff[tile.xy] = (int)value;
 }

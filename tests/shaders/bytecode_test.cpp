@@ -62,12 +62,13 @@ TEST_P(EachProgram, IsAComputeProgramOfShaderModel5) {
   EXPECT_EQ(DecodeProgram(GetParam().bytes).version, kCompute << 16 | 0x50);
 }
 
-TEST_P(EachProgram, UsesNoSharedMemoryBarrierOrAtomicOperation) {
+TEST_P(EachProgram, UsesNoSamplerSharedMemoryBarrierOrAtomicOperation) {
   std::vector<uint32_t> forbidden;
   const Program program = DecodeProgram(GetParam().bytes);
   for (const Instruction& instruction : program.instructions) {
     const uint32_t opcode = instruction.opcode;
-    if (opcode == kDclSharedMemoryRaw || opcode == kDclSharedMemoryStructured || opcode == kSync ||
+    if (opcode == kDclSampler || opcode == kDclSharedMemoryRaw ||
+        opcode == kDclSharedMemoryStructured || opcode == kSync ||
         (opcode >= kFirstAtomic && opcode <= kLastAtomic)) {
       forbidden.push_back(opcode);
     }

@@ -101,9 +101,11 @@ WritableBuffer ComputeDevice::MakeWords(const std::vector<uint32_t>& words, UINT
 }
 
 void ComputeDevice::Run(const Pass& pass) {
-  winrt::com_ptr<ID3D11ComputeShader> shader;
-  winrt::check_hresult(device_->CreateComputeShader(pass.bytecode.data(), pass.bytecode.size(),
-                                                    nullptr, shader.put()));
+  winrt::com_ptr<ID3D11ComputeShader>& shader = shaders_[pass.bytecode.data()];
+  if (!shader) {
+    winrt::check_hresult(device_->CreateComputeShader(pass.bytecode.data(), pass.bytecode.size(),
+                                                      nullptr, shader.put()));
+  }
   context_->ClearState();
   context_->CSSetShader(shader.get(), nullptr, 0);
   context_->CSSetShaderResources(0, static_cast<UINT>(pass.textures.size()), pass.textures.data());

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <span>
 #include <vector>
 
@@ -35,7 +36,7 @@ struct WritableBuffer {
   winrt::com_ptr<ID3D11UnorderedAccessView> view;
 };
 
-// One program's bindings, in slot order, and its thread groups.
+// One program's bindings, in slot order, and its thread groups. The bytecode stays where it is.
 struct Pass {
   std::span<const unsigned char> bytecode;
   std::vector<ID3D11ShaderResourceView*> textures = {};
@@ -74,6 +75,8 @@ class ComputeDevice {
 
   winrt::com_ptr<ID3D11Device> device_;
   winrt::com_ptr<ID3D11DeviceContext> context_;
+  // By where their bytecode lies. A shader's first run costs its compilation.
+  std::map<const unsigned char*, winrt::com_ptr<ID3D11ComputeShader>> shaders_;
 };
 
 }  // namespace shader_test

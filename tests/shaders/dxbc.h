@@ -63,6 +63,7 @@ std::vector<ConstantBuffer> BufferLayouts(Bytes container);
 // The opcode numbers of the tokenized program format that the tests ask for.
 enum Opcode : uint32_t {
   kCustomData = 53,
+  kDclSampler = 90,
   kDclThreadGroup = 155,
   kDclSharedMemoryRaw = 159,
   kDclSharedMemoryStructured = 160,

@@ -3,8 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <limits>
 #include <random>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -22,6 +26,11 @@ constexpr uint32_t kWhite = 0xffffffff;
 
 uint32_t CeilDivide(uint32_t value, uint32_t divisor) {
   return (value + divisor - 1) / divisor;
+}
+
+// Tiles of no extent all start at pixel 0: two of them show as much as any number.
+uint32_t TilesAlong(uint32_t side, uint32_t tile_edge) {
+  return tile_edge == 0 ? 2 : CeilDivide(side, tile_edge);
 }
 
 struct Size {
@@ -52,7 +61,7 @@ struct Measures {
   }
 };
 
-struct Run {
+struct Scan {
   Size size;
   uint32_t tile_width = kTileEdge;
   uint32_t tile_height = kTileEdge;
@@ -60,15 +69,17 @@ struct Run {
 };
 
 // The difference pass on two textures of any format, as the engine dispatches it.
-Measures Measure(const Run& run, const ReadableTexture& before, const ReadableTexture& after) {
+Measures Measure(const Scan& scan, const ReadableTexture& before, const ReadableTexture& after) {
   ComputeDevice& device = ComputeDevice::Shared();
-  Measures result{
-      CeilDivide(run.size.width, run.tile_width), CeilDivide(run.size.height, run.tile_height), {}};
-  const uint32_t fill = run.output == DXGI_FORMAT_R8_UINT ? 0 : kUnwritten;
+  Measures result{TilesAlong(scan.size.width, scan.tile_width),
+                  TilesAlong(scan.size.height, scan.tile_height),
+                  {}};
+  const uint32_t fill = scan.output == DXGI_FORMAT_R8_UINT ? 0 : kUnwritten;
   const WritableTexture measures =
-      device.MakeWritable(result.columns, result.rows, run.output,
+      device.MakeWritable(result.columns, result.rows, scan.output,
                           std::vector<uint32_t>(size_t{result.columns} * result.rows, fill));
-  const Constants constants = {run.size.width, run.size.height, run.tile_width, run.tile_height};
+  const Constants constants = {scan.size.width, scan.size.height, scan.tile_width,
+                               scan.tile_height};
   device.Run({.bytecode = szFrameDiffRectsCS,
               .textures = {after.view.get(), before.view.get()},
               .outputs = {measures.view.get()},
@@ -181,6 +192,24 @@ TEST(FrameDiffRects, WithinOneColumnTheSmallerYWins) {
   after.At(5, 20) = k460;
   after.At(5, 21) = k690;
   EXPECT_EQ(Measure(Frame(kOneTile), after).At(0, 0), 460u);
+}
+
+// Tile i, j has one changed pixel in row i of its sixth column and another in row j.
+TEST(FrameDiffRects, OfAnyTwoChangedPixelsOfAColumnTheSmallerYWins) {
+  const Size size = {32 * kTileEdge + 1, 32 * kTileEdge + 1};
+  Frame after(size);
+  for (uint32_t i = 0; i < 32; ++i) {
+    for (uint32_t j = 0; j < 32; ++j) {
+      after.At(i * kTileEdge + 5, j * kTileEdge + i) = k460;
+      after.At(i * kTileEdge + 5, j * kTileEdge + j) = k690;
+    }
+  }
+  const Measures measures = Measure(Frame(size), after);
+  for (uint32_t i = 0; i < 32; ++i) {
+    for (uint32_t j = 0; j < 32; ++j) {
+      EXPECT_EQ(measures.At(i, j), i < j ? 460u : 690u) << "rows " << i << " and " << j;
+    }
+  }
 }
 
 TEST(FrameDiffRects, TheFirstPixelOfATileWinsOverAllOthers) {
@@ -298,28 +327,43 @@ uint32_t Difference(uint32_t from, uint32_t to) {
   return sum;
 }
 
-// The definition, in whole numbers.
-uint32_t ExpectedMeasure(const Frame& before, const Frame& after, uint32_t column, uint32_t row) {
-  for (uint32_t x = column * kTileEdge; x < (column + 1) * kTileEdge; ++x) {
-    for (uint32_t y = row * kTileEdge; y < (row + 1) * kTileEdge; ++y) {
-      if (const uint32_t difference = Difference(before.At(x, y), after.At(x, y))) {
-        return CeilDivide(difference, 255) * 230;
-      }
-    }
-  }
-  return 0;
+uint32_t PixelMeasure(const Frame& before, const Frame& after, uint32_t x, uint32_t y) {
+  return CeilDivide(Difference(before.At(x, y), after.At(x, y)), 255) * 230;
 }
 
-// About one changed pixel in a thousand, so that tiles with none, one and several all occur.
-TEST(FrameDiffRects, AgreesWithTheDefinitionOnRandomFrames) {
-  std::mt19937 random(20240229);
-  Frame before({641, 353});
-  for (uint32_t& pixel : before.pixels) {
+// The definition, in whole numbers.
+uint32_t ExpectedMeasure(const Scan& scan, const Frame& before, const Frame& after, uint32_t column,
+                         uint32_t row) {
+  const uint32_t x0 = column * scan.tile_width;
+  const uint32_t y0 = row * scan.tile_height;
+  const uint32_t x1 = x0 + scan.tile_width;
+  const uint32_t y1 = y0 + scan.tile_height;
+  if (x1 >= scan.size.width || y1 >= scan.size.height) {
+    return kUnwritten;
+  }
+  uint32_t value = PixelMeasure(before, after, x0, y0);
+  for (uint32_t x = x0; x < x1 && value == 0; ++x) {
+    for (uint32_t y = y0; y < y1 && value == 0; ++y) {
+      value = PixelMeasure(before, after, x, y);
+    }
+  }
+  return value;
+}
+
+Frame RandomFrame(const Size& size, std::mt19937& random) {
+  Frame frame(size);
+  for (uint32_t& pixel : frame.pixels) {
     pixel = random();
   }
+  return frame;
+}
+
+// About one pixel in `rarity` has other colours, and every pixel another alpha.
+Frame ChangedFrame(const Frame& before, uint32_t rarity, std::mt19937& random) {
   Frame after = before;
   for (uint32_t& pixel : after.pixels) {
-    if (random() % 1000 == 0) {
+    pixel ^= 0xff000000;
+    if (random() % rarity == 0) {
       const uint32_t changed = random();
       // Whether a sum of channels of exactly 255 or 510 is rounded up hangs on how the device turns
       // bytes into floating point.
@@ -328,17 +372,118 @@ TEST(FrameDiffRects, AgreesWithTheDefinitionOnRandomFrames) {
       }
     }
   }
+  return after;
+}
+
+// About one changed pixel in a thousand, so that tiles with none, one and several all occur.
+TEST(FrameDiffRects, AgreesWithTheDefinitionOnRandomFrames) {
+  std::mt19937 random(20240229);
+  const Frame before = RandomFrame({641, 353}, random);
+  const Frame after = ChangedFrame(before, 1000, random);
   const Measures measures = Measure(before, after);
-  uint32_t changed_tiles = 0;
-  for (uint32_t row = 0; row < 11; ++row) {
-    for (uint32_t column = 0; column < 20; ++column) {
-      const uint32_t expected = ExpectedMeasure(before, after, column, row);
-      changed_tiles += expected != 0;
+  std::set<uint32_t> found;
+  for (uint32_t row = 0; row < measures.rows; ++row) {
+    for (uint32_t column = 0; column < measures.columns; ++column) {
+      const uint32_t expected = ExpectedMeasure({before.size}, before, after, column, row);
+      found.insert(expected);
       EXPECT_EQ(measures.At(column, row), expected) << column << ", " << row;
     }
   }
-  EXPECT_GT(changed_tiles, 0u);
-  EXPECT_LT(changed_tiles, 220u);
+  EXPECT_EQ(found, (std::set<uint32_t>{0, 230, 460, 690, kUnwritten}));
+}
+
+// Heights that are and are not multiples of how many pixels the program loads at once, none at all,
+// and tiles whose last row is the frame's last but one, so that loads reach beyond the frame: 139
+// pixels are 46 tiles of 3 pixels, or 6 of 23, and one row.
+TEST(FrameDiffRects, AgreesWithTheDefinitionForTilesOfAnySize) {
+  std::mt19937 random(20240301);
+  const Frame before = RandomFrame({101, 139}, random);
+  const Frame after = ChangedFrame(before, 60, random);
+  const ReadableTexture old_frame = Upload(before);
+  const ReadableTexture new_frame = Upload(after);
+  for (uint32_t height = 0; height <= 34; ++height) {
+    for (const uint32_t width : {0u, 1u, 5u, 31u, 33u}) {
+      const Scan scan{before.size, width, height};
+      const Measures measures = Measure(scan, old_frame, new_frame);
+      size_t wrong = 0;
+      for (uint32_t row = 0; row < measures.rows; ++row) {
+        for (uint32_t column = 0; column < measures.columns; ++column) {
+          wrong += measures.At(column, row) != ExpectedMeasure(scan, before, after, column, row);
+        }
+      }
+      EXPECT_EQ(wrong, 0u) << "tiles of " << width << " x " << height;
+    }
+  }
+}
+
+// Below each tile, and right of it, lies a changed pixel that belongs to the next one.
+TEST(FrameDiffRects, PixelsBesideATileDoNotCountWhateverItsSize) {
+  for (uint32_t edge = 1; edge <= 33; ++edge) {
+    const Size size = {2 * edge + 1, 2 * edge + 1};
+    Frame after(size);
+    for (uint32_t i = 0; i < 2 * edge; ++i) {
+      after.At(i, edge) = k460;
+      after.At(edge, i) = k690;
+    }
+    const Scan scan{size, edge, edge};
+    const Measures measures = Measure(scan, Upload(Frame(size)), Upload(after));
+    EXPECT_EQ(measures.At(0, 0), 0u) << edge;
+    EXPECT_EQ(measures.At(0, 1), 460u) << edge;
+    EXPECT_EQ(measures.At(1, 0), 690u) << edge;
+  }
+}
+
+struct Shape {
+  const char* name;
+  Size size;
+  Size tile;
+  uint32_t x, y;  // the pixel after a tile's first
+};
+
+// Tiles of one column or one row, so long that scanning them to the end takes long.
+class LongTiles : public testing::TestWithParam<Shape> {
+ protected:
+  // The time until the measures of many passes are there, at its best. Only the first tile's has a
+  // texel to go to.
+  static double Seconds(const Frame& after) {
+    ComputeDevice& device = ComputeDevice::Shared();
+    const Shape& shape = GetParam();
+    const ReadableTexture old_frame = Upload(Frame(shape.size));
+    const ReadableTexture new_frame = Upload(after);
+    const WritableTexture measures = device.MakeWritable(1, 1, DXGI_FORMAT_R32_SINT, {kUnwritten});
+    const Constants constants = {shape.size.width, shape.size.height, shape.tile.width,
+                                 shape.tile.height};
+    double best = std::numeric_limits<double>::max();
+    for (int i = 0; i < 3; ++i) {
+      const auto start = std::chrono::steady_clock::now();
+      for (int pass = 0; pass < 30; ++pass) {
+        device.Run({.bytecode = szFrameDiffRectsCS,
+                    .textures = {new_frame.view.get(), old_frame.view.get()},
+                    .outputs = {measures.view.get()},
+                    .constants = &constants,
+                    .groups = {CeilDivide(shape.size.width, 16 * shape.tile.width), 1, 1}});
+      }
+      device.Read(measures);
+      const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+      best = std::min(best, time.count());
+    }
+    return best;
+  }
+};
+INSTANTIATE_TEST_SUITE_P(FrameDiffRects, LongTiles,
+                         testing::Values(Shape{"Column", {81, 16001}, {1, 16000}, 0, 1},
+                                         Shape{"Row", {16001, 2}, {16000, 1}, 1, 0}),
+                         [](const auto& info) { return info.param.name; });
+
+// All but a few of a tile's loads are left out, so half the time is a generous bound.
+TEST_P(LongTiles, AreLeftAtTheFirstChange) {
+  const Shape& shape = GetParam();
+  Frame after(shape.size);
+  const double unchanged = Seconds(after);
+  for (uint32_t x = shape.x; x < shape.size.width; x += shape.tile.width) {
+    after.At(x, shape.y) = k230;
+  }
+  EXPECT_LT(Seconds(after), unchanged / 2);
 }
 
 }  // namespace
