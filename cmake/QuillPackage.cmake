@@ -26,7 +26,7 @@ install(FILES ${PROJECT_BINARY_DIR}/quill-wgc.pc DESTINATION lib/pkgconfig)
 
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION share/doc/quill-wgc)
 install(DIRECTORY docs DESTINATION share/doc/quill-wgc
-  FILES_MATCHING PATTERN *.md PATTERN *.png)
+  FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg)
 
 # quill_license(NAME FILE): the licence of somebody else's code that ends up in our binaries.
 function(quill_license name file)

@@ -126,8 +126,8 @@ void* wgc_session_create2(HMONITOR monitor);
  *
  * @param session A session. One that runs cannot be started again on its thread: the call fails,
  *     and the capture goes on.
- * @return True when capture runs. On false the log has a WGC_LOG_ERROR line with the reason; the
- *     session then is good for nothing but wgc_session_destroy().
+ * @return True when capture runs. On false the log has a WGC_LOG_ERROR line with the reason; a
+ *     session that did not run before then is good for nothing but wgc_session_destroy().
  */
 bool wgc_session_start(void* session);
 
@@ -256,6 +256,9 @@ void wgc_set_dirty_rect(void* session, bool enable);
  * bytes, while width and height are those of the last frame in either form. When the target may
  * have grown meanwhile, read the bytes only once a frame has come: clear the measure with
  * wgc_get_update_ratio(), and poll with detection off until it is 1.0.
+ *
+ * Back at textures, and until a frame has come, the texture is the last one handed out, while width
+ * and height are those of the last frame in either form: its GetDesc tells its own size.
  *
  * @param session The session.
  * @param enable True for a texture, false for bytes.

@@ -37,6 +37,18 @@ run "$folder/outside/host_c.exe"
 run "$folder/outside/host_cpp.exe"
 run "$folder/outside/loader.exe" "$version"
 
+# The project of the page for beginners, as it stands there.
+page=$root/docs/getting-started-windows.md
+block() {
+  sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{/^\`\`\`/!p}" "$page"
+}
+mkdir "$folder/page"
+block c >"$folder/page/host.c"
+block cmake >"$folder/page/CMakeLists.txt"
+quietly cmake -S "$folder/page" -B "$folder/page/build" -G Ninja \
+  --toolchain "$root/cmake/mingw-w64-x86_64.cmake" -D CMAKE_PREFIX_PATH="$tree"
+quietly cmake --build "$folder/page/build"
+
 export PKG_CONFIG_LIBDIR=$tree/lib/pkgconfig
 [ "$(pkg-config --modversion quill-wgc)" = "$version" ] || fail "pkg-config gives another version"
 # Evaluated, because pkg-config quotes the blanks of its paths for the shell.
@@ -51,15 +63,23 @@ quietly cmake -S "$here/visual_studio" -B "$folder/visual_studio" -G Ninja \
 quietly cmake --build "$folder/visual_studio"
 run "$folder/visual_studio/host_vs.exe"
 
-# A later version is asked for in vain.
-IFS=. read -r major minor patch <<<"$version"
-for wanted in "$major.$((minor + 1))" "$((major + 1)).0" "$major.$minor.$((patch + 1))"; do
+# refused POINTER-BYTES VERSION: looked at, and not taken.
+refused() {
   printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(wanted LANGUAGES NONE)' \
-    'set(CMAKE_SIZEOF_VOID_P 8)' \
-    "find_package(quill-wgc $wanted CONFIG REQUIRED)" >"$folder/CMakeLists.txt"
+    "set(CMAKE_SIZEOF_VOID_P $1)" \
+    "find_package(quill-wgc $2 CONFIG REQUIRED)" >"$folder/CMakeLists.txt"
   if cmake -S "$folder" -B "$folder/wanted" -D CMAKE_PREFIX_PATH="$tree" >"$folder/log" 2>&1; then
-    fail "version $wanted is found"
+    fail "version $2 for pointers of $1 bytes is found"
   fi
   grep -q "quill-wgc-config.cmake, version: $version" "$folder/log" ||
-    { cat "$folder/log" >&2; fail "version $version was not considered for $wanted"; }
+    { cat "$folder/log" >&2; fail "version $version was not considered for $2"; }
+}
+
+# A later version is asked for in vain, another interface's, too, and this one by a program for
+# 32-bit Windows.
+IFS=. read -r major minor patch <<<"$version"
+for wanted in "$major.$((minor + 1))" "$((major + 1)).0" "$major.$minor.$((patch + 1))" \
+    "$((major - 1)).9"; do
+  refused 8 "$wanted"
 done
+refused 4 "$version"

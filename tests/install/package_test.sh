@@ -51,6 +51,9 @@ found=$(cd "$tree" && find . -type f -not -path './share/doc/quill-wgc/docs/*' |
 for page in "$root"/docs/*.md; do
   cmp "$page" "$tree/share/doc/quill-wgc/docs/${page##*/}"
 done
+for image in "$root"/docs/images/*; do
+  cmp "$image" "$tree/share/doc/quill-wgc/docs/images/${image##*/}"
+done
 cmp "$root/include/libquill_wgc.h" "$tree/include/libquill_wgc.h"
 cmp "$root/LICENSE" "$tree/share/doc/quill-wgc/LICENSE"
 
@@ -60,7 +63,9 @@ diff -r "$folder/installed" "$tree" || fail "the zip is not what gets installed"
 grep -qxF "Version: $version" "$tree/lib/pkgconfig/quill-wgc.pc" || fail "another version in the .pc"
 grep -qxF "set(PACKAGE_VERSION \"$version\")" \
   "$tree/lib/cmake/quill-wgc/quill-wgc-config-version.cmake" || fail "another version for CMake"
-strings -el "$tree/bin/libquill-wgc.dll" | grep -qxF "$version" || fail "another version in the DLL"
+# The file's and the product's.
+[ "$(strings -el "$tree/bin/libquill-wgc.dll" | grep -cxF "$version")" -eq 2 ] ||
+  fail "another version in the DLL"
 
 # The DLL has no symbols and names the file that has them. There every export has a source line.
 dll=$tree/bin/libquill-wgc.dll

@@ -158,6 +158,15 @@ class SessionTest(unittest.TestCase):
         with quill_wgc.Session(WGC, window=WINDOW) as session:
             self.assertIsNotNone(WGC.wgc_get_device(session.handle))
 
+    def test_the_log_is_off_when_python_ends(self):
+        self.addCleanup(WGC.wgc_register_logger, quill_wgc.keep_problem)
+        with mock.patch.object(quill_wgc.atexit, "register") as register:
+            quill_wgc.load(LIBRARY)
+        function, *arguments = register.call_args.args
+        function(*arguments)
+        with self.assertRaisesRegex(RuntimeError, r"\Acapture could not start\Z"):
+            quill_wgc.Session(WGC).__enter__()
+
 
 class ProgramTest(unittest.TestCase):
     def setUp(self):

@@ -1,0 +1,43 @@
+#!/usr/bin/env python3
+"""names_test.py ROOT: the functions and constants of the interface that the Markdown pages and the
+header's comments name are declared in the header.
+
+A name counts when the page marks it as code, or when a comment of the header uses it.
+"""
+
+import os
+import pathlib
+import re
+import sys
+
+FOREIGN = {".git", "build", "third_party"}
+NAME = r"(?:is_)?wgc_[a-z0-9_]+|WGC_[A-Z_]+"
+COMMENT = re.compile(r"/\*.*?\*/", re.DOTALL)
+
+
+def markdown_files(root):
+    for folder, folders, files in os.walk(root):
+        folders[:] = sorted(set(folders) - FOREIGN)
+        yield from (pathlib.Path(folder, file) for file in sorted(files) if file.endswith(".md"))
+
+
+def main():
+    root = pathlib.Path(sys.argv[1]).resolve()
+    header = root / "include" / "libquill_wgc.h"
+    text = header.read_text(encoding="utf-8")
+    declared = set(re.findall(rf"\b({NAME})(?:\(| =)", COMMENT.sub("", text)))
+    if len(declared) != 18:  # fifteen functions, three levels
+        sys.exit(f"{header}: declares {sorted(declared)}")
+
+    used = [(header, name) for comment in COMMENT.findall(text)
+            for name in re.findall(rf"\b({NAME})\b", comment)]
+    for page in markdown_files(root):
+        marked = re.findall(rf"`({NAME})(?:\([^`]*\))?`", page.read_text(encoding="utf-8"))
+        used += [(page, name) for name in marked]
+    wrong = sorted({f"{path.relative_to(root)}: there is no {name}"
+                    for path, name in used if name not in declared})
+    if wrong:
+        sys.exit("\n".join(wrong))
+
+
+main()
