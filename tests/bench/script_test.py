@@ -1,0 +1,145 @@
+#!/usr/bin/env python3
+"""What scripts/bench concludes from figures, and what bench/instructions reads out of Callgrind's."""
+import importlib.machinery
+import importlib.util
+import pathlib
+import sys
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+def load(path):
+    loader = importlib.machinery.SourceFileLoader(path.name, str(path))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(path.name, loader))
+    loader.exec_module(module)
+    return module
+
+
+sys.dont_write_bytecode = True
+bench = load(ROOT / "scripts" / "bench")
+instructions = load(ROOT / "bench" / "instructions")
+
+
+def ratio(name, value):
+    return {"name": name, "ratio": value}
+
+
+class Runs:
+    """In place of the bench: a list of rows for each run."""
+
+    def __init__(self, *runs):
+        self.runs = list(runs)
+        self.asked = []
+
+    def __call__(self, wanted, seconds):
+        self.asked.append((wanted, seconds))
+        return {"benchmarks": self.runs.pop(0)}
+
+
+class Measure(unittest.TestCase):
+    def test_all_within_their_bounds_run_once(self):
+        run = Runs([ratio("poll/buffer", 1.10), ratio("frame/buffer/1280x720", 1.05)])
+        _, rows = bench.measure(run, ".*", 2)
+        self.assertEqual(run.asked, [(".*", 2)])
+        self.assertEqual(list(bench.check_times(rows)), [])
+
+    def test_only_what_missed_runs_again_for_longer(self):
+        run = Runs([ratio("frame/buffer/1280x720", 1.051), ratio("frame/texture/1280x720", 1.0)],
+                   [ratio("frame/buffer/1280x720", 1.02)])
+        _, rows = bench.measure(run, ".*", 2)
+        self.assertEqual(run.asked[1], ("^(frame/buffer/1280x720)$", 4))
+        self.assertEqual(list(bench.check_times(rows)), [])
+        self.assertEqual(rows["frame/buffer/1280x720"]["tries"], 2)
+        self.assertEqual(rows["frame/texture/1280x720"]["tries"], 1)
+
+    def test_the_third_miss_counts(self):
+        run = Runs(*[[ratio("poll/buffer", value)] for value in (1.2, 1.3, 1.101)])
+        _, rows = bench.measure(run, ".*", 2)
+        self.assertEqual(len(run.asked), 3)
+        self.assertEqual(len(list(bench.check_times(rows))), 1)
+
+    def growth(self, side, *values):
+        return [{"name": f"growth/buffer/{size}{side}", "ns_per_pixel": value}
+                for size, value in zip(bench.SIZES, values)]
+
+    def test_time_per_pixel_may_grow_as_the_floors_does(self):
+        # What does not fit into a cache costs both more.
+        run = Runs(self.growth("", 1, 1, 2, 2, 2.3) + self.growth("/floor", .5, .5, 1, 1, 1))
+        _, rows = bench.measure(run, ".*", 2)
+        self.assertEqual(list(bench.check_times(rows)), [])
+
+    def test_growth_keeps_the_shortest_times(self):
+        floor = self.growth("/floor", 1, 1, 1, 1, 1)
+        run = Runs(self.growth("", 1, 1, 1, 1, 1.16) + floor,
+                   self.growth("", 2, 2, 2, 2, 1.155) + floor,
+                   self.growth("", 2, 2, 2, 2, 2) + self.growth("/floor", 1, 1, 1, 1, 0.9))
+        _, rows = bench.measure(run, ".*", 2)
+        self.assertEqual([wanted for wanted, _ in run.asked[1:]], ["^(growth/buffer/.*)$"] * 2)
+        self.assertEqual(list(bench.growth(rows, "buffer").values()), [1, 1, 1, 1, 1.155])
+        self.assertEqual(list(bench.growth(rows, "buffer", "/floor").values()), [1, 1, 1, 1, 0.9])
+        self.assertEqual(len(list(bench.check_times(rows))), 1)
+
+
+class Counts(unittest.TestCase):
+    def row(self, mode, allocations, copied):
+        name = f"frame/{mode}/1280x720"
+        return {name: {"allocations": allocations, "copied_bytes": copied}}
+
+    def test_what_a_frame_may_cost(self):
+        for mode, copied in (("buffer", 3686400), ("changed", 3686400), ("unchanged", 0),
+                             ("texture", 0)):
+            self.assertEqual(list(bench.check_counts(self.row(mode, 0, copied))), [])
+            self.assertEqual(len(list(bench.check_counts(self.row(mode, 1, copied)))), 1)
+            self.assertEqual(len(list(bench.check_counts(self.row(mode, 0, copied + 1)))), 1)
+
+
+class Instructions(unittest.TestCase):
+    def check(self, constant, per_row):
+        cost = {"constant": constant, "per_row": per_row, "smallest_height": 64}
+        return list(bench.check_instructions({"buffer": cost}))
+
+    def test_bound(self):
+        self.assertEqual(self.check(600, 40), [])
+        self.assertEqual(len(self.check(601, 40)), 1)
+        # Cheap for few rows, too dear for many.
+        self.assertEqual(len(self.check(0, 40.1)), 1)
+
+    def test_callgrind_file(self):
+        text = "\n".join([
+            "events: Ir",
+            f"fl=(1) {ROOT}/src/capture/a.cpp",
+            "fn=(1) Session::Handle(int)",
+            "10 5",
+            "fi=(2) /usr/include/c++/12/atomic",  # inlined: still the function's own
+            "+1 2",
+            "fe=(1)",
+            "12 1",
+            "cfi=(3) /elsewhere/platform.cpp",
+            "cfn=(2) non-virtual thunk to fake::(anonymous namespace)::Texture::GetDesc(void*)",
+            "calls=3 100",
+            "12 900",
+            "cfi=(2)",
+            "cfn=(3) std::swap<int>(int&, int&)",
+            "calls=1 7",
+            "* 11",
+            "cfn=(4) Session::Other()",  # of the same file, which then is not named
+            "calls=1 40",
+            "13 20",
+            "",
+            "fl=(3)",
+            "fn=(2)",
+            "100 900",
+            "",
+        ])
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "callgrind.out"
+            path.write_text(text, encoding="utf-8")
+            functions, platform = instructions.attribute(*instructions.parse(path))
+        self.assertEqual(functions, {"Session::Handle": 8, "std::swap": 11})
+        self.assertEqual(platform, {"Texture::GetDesc": 3})
+
+
+if __name__ == "__main__":
+    unittest.main()
