@@ -3,6 +3,8 @@
 
 #include "diff/diff_rects.h"
 
+#include <bit>
+
 namespace {
 
 // An end that reaches the frame's edge is drawn in by one pixel. Hosts never see the rectangles,
@@ -19,25 +21,14 @@ class RowDecoder {
 
   uint32_t DecodeWord(uint32_t word, uint32_t colBase) {
     uint32_t area = 0;
-    uint32_t run = 0;
-    uint32_t lastLeft = 0;
-    for (uint32_t i = 0; i < 32; ++i) {
-      if ((word >> i & 1) != 0) {
-        ++run;
-      } else if (run > 0 && lastLeft < width) {
-        const uint32_t left = (colBase + i - run) * kTileSize;
-        lastLeft = left;
-        // A run right of the frame is not ended: the flag of a column that does not exist marks the
-        // rest of the word as meaningless.
-        if (left < width) {
-          area += Append(left, run);
-          run = 0;
-        }
-      }
-    }
-    if (run > 0 && lastLeft < width) {
-      const uint32_t left = (colBase + 32 - run) * kTileSize;
-      if (left < width) area += Append(left, run);
+    while (word != 0) {
+      const uint32_t first = std::countr_zero(word);
+      const uint32_t left = (colBase + first) * kTileSize;
+      // The flag of a column that does not exist marks the rest of the word as meaningless.
+      if (left >= width) break;
+      area += Append(left, std::countr_one(word >> first));
+      // The carry of the addition passes through the run; what is left are the bits above it.
+      word &= word + (1u << first);
     }
     return area;
   }
