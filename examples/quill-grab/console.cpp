@@ -61,8 +61,9 @@ void Console::PrintError(std::string_view text) {
 }
 
 void Console::LeaveStandardOutput() {
+  // JSON lines on a terminal would run into a progress line below them.
+  is_terminal_ = !is_terminal_ && IsTerminal(err_);
   out_ = err_;
-  is_terminal_ = IsTerminal(out_);
 }
 
 void Console::ShowProgress(double share, std::string_view text) {

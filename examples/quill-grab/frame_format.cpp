@@ -50,8 +50,9 @@ constexpr Matrix MakeMatrix(double red, double blue) {
 constexpr Matrix kBt601 = MakeMatrix(0.299, 0.114);
 constexpr Matrix kBt709 = MakeMatrix(0.2126, 0.0722);
 
+// The header cannot name it: these are the sizes from which on players take the one of HD.
 const Matrix& MatrixFor(uint32_t width, uint32_t height) {
-  return width < 1280 && height < 720 ? kBt601 : kBt709;
+  return width < 1280 && height <= 576 ? kBt601 : kBt709;
 }
 
 // count: of the pixels that are added up in blue, green and red; 1 or 4.

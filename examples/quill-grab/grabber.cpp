@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <thread>
+#include <utility>
 
 #include "quill-grab/log_sink.h"
 #include "quill-grab/text.h"
@@ -174,7 +175,8 @@ void Grabber::TakeFrame(void* frame, FrameSize size) {
   FrameRecord record;
   record.seconds = Elapsed();
   record.size = size;
-  record.ratio = library_.wgc_get_update_ratio(session_.get());
+  record.ratio =
+      std::max(library_.wgc_get_update_ratio(session_.get()), std::exchange(ratio_between_, 0.0f));
   record.is_new = IsNewFrame(record.ratio, size, last_size_);
   const bool is_first = !last_size_;
   record.missed = is_first ? 0 : missed_;
@@ -187,8 +189,8 @@ void Grabber::TakeFrame(void* frame, FrameSize size) {
   if (record.is_new || options_.all) ++taken_;
   if (is_first) {
     // From here on the polls have the rate that was asked for.
-    beats_ = Beats(last_poll_seconds_, options_.fps);
-    beats_.Take(last_poll_seconds_);
+    beats_ = Beats(record.seconds, options_.fps);
+    beats_.Take(record.seconds);
   }
   try {
     GiveFrame(record, frame, texture.Get());
@@ -221,12 +223,29 @@ void Grabber::GiveToOutputs(FrameRecord& record, const PixelView* pixels) {
   for (const std::unique_ptr<Output>& output : outputs_) output->Take(record, pixels);
 }
 
-void Grabber::WaitForNextPoll(const std::atomic<bool>& interrupted) const {
+void Grabber::WaitForNextPoll(const std::atomic<bool>& interrupted) {
   const double due = std::min(beats_.next(), options_.seconds);
   for (double now = Elapsed(); now < due; now = Elapsed()) {
     if (interrupted || !library_.wgc_get_status(session_.get())) return;
-    std::this_thread::sleep_for(duration<double>(std::min(due - now, kSliceSeconds)));
+    const double left = due - now;
+    std::this_thread::sleep_for(duration<double>(std::min(left, kSliceSeconds)));
+    if (left > kSliceSeconds) LetFramesIn();
   }
+}
+
+// Frames wait in the platform until the library is called, and of those that wait the oldest is
+// taken. At a slow rate a poll would get what the target showed just after the poll before.
+void Grabber::LetFramesIn() {
+  void* frame = nullptr;
+  FrameSize size{};
+  bool cursor;
+  if (!library_.wgc_get_recent_frame(session_.get(), &frame, nullptr, &size.width, &size.height,
+                                     &cursor)) {
+    return;
+  }
+  ratio_between_ = std::max(ratio_between_, library_.wgc_get_update_ratio(session_.get()));
+  if (options_.texture) static_cast<ID3D11Texture2D*>(frame)->Release();
+  library_.wgc_free_recent_frame(session_.get(), frame);
 }
 
 void Grabber::ReportProgress() {

@@ -73,7 +73,8 @@ class Grabber {
   void TakeFrame(void* frame, FrameSize size);
   void GiveFrame(FrameRecord& record, void* frame, ID3D11Texture2D* texture);
   void GiveToOutputs(FrameRecord& record, const PixelView* pixels);
-  void WaitForNextPoll(const std::atomic<bool>& interrupted) const;
+  void WaitForNextPoll(const std::atomic<bool>& interrupted);
+  void LetFramesIn();
   void ReportProgress();
   void NoticeSilence();
   double Elapsed() const;
@@ -89,8 +90,9 @@ class Grabber {
   Summary summary_;
   Watch watch_;
   std::optional<FrameSize> last_size_;
-  uint64_t taken_ = 0;   // frames that are new, or all of them with --all
-  uint64_t missed_ = 0;  // polls since the last frame
+  uint64_t taken_ = 0;          // frames that are new, or all of them with --all
+  uint64_t missed_ = 0;         // polls since the last frame
+  float ratio_between_ = 0.0f;  // the greatest since the last frame, of frames between polls
   Clock::time_point start_;
   Beats beats_;
   double last_poll_seconds_ = 0.0;

@@ -19,7 +19,8 @@ std::string JsonLine(const FrameRecord& record, uint64_t missed) {
       {"missed", missed},
   };
   if (!record.file.empty()) line["file"] = record.file;
-  return line.dump() + "\n";
+  constexpr bool kAscii = true;  // whatever code page a shell reads a pipe with
+  return line.dump(-1, ' ', kAscii) + "\n";
 }
 
 JsonLines::JsonLines(bool all, std::unique_ptr<ByteSink> sink)

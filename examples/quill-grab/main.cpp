@@ -32,8 +32,8 @@ std::atomic<bool> interrupted{false};
 HANDLE run_is_over;
 
 // Ctrl-C and the like end the run cleanly; a second Ctrl-C ends the program at once, should a write
-// wait for a reader that does not read. When the console is closed or the user logs off, the
-// program is ended as soon as this returns, or after a few seconds.
+// wait for a reader that does not read. When the console is closed, the program is ended as soon as
+// this returns, or after a few seconds.
 BOOL WINAPI OnConsoleSignal(DWORD signal) {
   const bool is_second = interrupted.exchange(true);
   if (signal == CTRL_C_EVENT || signal == CTRL_BREAK_EVENT) return !is_second;

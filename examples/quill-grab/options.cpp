@@ -132,7 +132,7 @@ std::vector<std::pair<std::string, std::string>> Files(const Options& options) {
 std::string InvalidFile(const Options& options) {
   std::map<std::string, std::string> users;
   for (const auto& [option, file] : Files(options)) {
-    if (file.empty()) return option + " needs a file";
+    if (file.empty() || file.starts_with("--")) return option + " needs a file";
     const auto [user, is_first] = users.emplace(file, option);
     if (is_first) continue;
     return user->second + " and " + option + " both write to " +
@@ -224,6 +224,8 @@ ParseResult ParseOptions(std::vector<std::string> arguments) {
     return {std::nullopt, kHelp, false};
   } catch (const CLI::CallForVersion& version) {
     return {std::nullopt, version.what(), false};
+  } catch (const CLI::ExtrasError&) {
+    return Failure("unknown: " + CLI::detail::join(app.remaining(), " "));
   } catch (const CLI::ParseError& error) {
     return Failure(error.what());
   }

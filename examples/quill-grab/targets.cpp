@@ -17,16 +17,25 @@ namespace quill_grab {
 
 namespace {
 
+// A title may hold anything: a line break would tear a line apart, an escape character commands a
+// terminal.
+std::string Printable(std::wstring_view text) {
+  std::wstring printable(text);
+  const auto is_control = [](wchar_t c) { return c < 0x20 || (c >= 0x7f && c < 0xa0); };
+  std::replace_if(printable.begin(), printable.end(), is_control, L' ');
+  return ToUtf8(printable);
+}
+
 std::string TitleOf(HWND window) {
   wchar_t text[512];
   const int length = GetWindowTextW(window, text, static_cast<int>(std::size(text)));
-  return ToUtf8({text, static_cast<size_t>(std::max(length, 0))});
+  return Printable({text, static_cast<size_t>(std::max(length, 0))});
 }
 
 std::string ClassOf(HWND window) {
   wchar_t text[257];
   const int length = GetClassNameW(window, text, static_cast<int>(std::size(text)));
-  return ToUtf8({text, static_cast<size_t>(std::max(length, 0))});
+  return Printable({text, static_cast<size_t>(std::max(length, 0))});
 }
 
 // Windows of other virtual desktops and suspended apps are "visible" but cloaked.
@@ -215,6 +224,10 @@ Target WaitForTarget(const Options& options, const std::atomic<bool>& interrupte
   while (by_search && !interrupted && std::chrono::steady_clock::now() < end &&
          MatchWindows(ListWindows(), options).empty()) {
     std::this_thread::sleep_for(kSlice);
+  }
+  if (by_search && interrupted && MatchWindows(ListWindows(), options).empty()) {
+    throw GrabError(ExitCode::kTargetNotFound,
+                    "interrupted before a window" + DescribeSearch(options) + " appeared");
   }
   return FindTarget(options);
 }

@@ -50,9 +50,12 @@ bool IsFolder(const std::filesystem::path& path) {
 }  // namespace
 
 void FailToWrite(const std::string& name, unsigned long error, const std::string& remedy) {
-  const bool full = error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL;
-  throw GrabError(ExitCode::kOutputFailed, "cannot write " + name + ": " + DescribeError(error) +
-                                               ": " + (full ? "free some space or " : "") + remedy);
+  const bool is_full = error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL;
+  const char* cure = is_full                         ? "free some space or "
+                     : error == ERROR_PATH_NOT_FOUND ? "make its folder first or "
+                                                     : "";
+  throw GrabError(ExitCode::kOutputFailed,
+                  "cannot write " + name + ": " + DescribeError(error) + ": " + cure + remedy);
 }
 
 void WriteWholeFile(const std::filesystem::path& path, std::span<const uint8_t> bytes,

@@ -101,12 +101,31 @@ TEST_F(ByteSinkTest, MakesAPipeAndWaitsForItsReader) {
   EXPECT_TRUE(received.get() == expected);
 }
 
+// What is written fits into the pipe, so that nothing but its end waits for the slow reader.
+TEST_F(ByteSinkTest, KeepsAPipeUntilItsReaderHasAll) {
+  constexpr std::chrono::milliseconds kDelay{150};
+  const std::string name = PipeName("slow");
+  auto received = std::async(std::launch::async, [&] {
+    const HANDLE pipe = OpenReader(name);
+    std::this_thread::sleep_for(kDelay);
+    return ReadToTheEnd(pipe);
+  });
+  const auto begin = std::chrono::steady_clock::now();
+  { ByteSink(name, "--raw", console_, interrupted_).Write(Bytes(1000, 1)); }
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, kDelay);
+  EXPECT_TRUE(received.get() == Bytes(1000, 1));
+}
+
 TEST_F(ByteSinkTest, OpensAPipeThatExists) {
   const std::string name = PipeName("client");
   const HANDLE pipe = CreateNamedPipeA(name.c_str(), PIPE_ACCESS_INBOUND, PIPE_TYPE_BYTE, 1,
                                        kMegabyte, kMegabyte, 0, nullptr);
   ASSERT_NE(pipe, INVALID_HANDLE_VALUE);
-  auto received = std::async(std::launch::async, [&] { return ReadToTheEnd(pipe); });
+  auto received = std::async(std::launch::async, [&] {
+    // A read would fail before there is a writer, and the pipe be gone.
+    ConnectNamedPipe(pipe, nullptr);
+    return ReadToTheEnd(pipe);
+  });
   {
     ByteSink sink(name, "--raw", console_, interrupted_);
     sink.Write(Bytes(3 * kMegabyte, 3));

@@ -127,8 +127,8 @@ TEST(Y4mTest, SamplesAreThoseOfTheDefinition) {
 TEST(Y4mTest, MatrixGoesByTheSize) {
   ExpectConversion(1278, 10, kBt601);
   ExpectConversion(1280, 10, kBt709);
-  ExpectConversion(10, 718, kBt601);
-  ExpectConversion(10, 720, kBt709);
+  ExpectConversion(10, 576, kBt601);
+  ExpectConversion(10, 578, kBt709);
 }
 
 TEST(Y4mTest, BlackWhiteAndGreyAreExact) {

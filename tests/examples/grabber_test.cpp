@@ -258,6 +258,39 @@ TEST_F(GrabberTest, FindsTheFirstFrameAtOnceWhateverTheRate) {
   EXPECT_EQ(summary_.written(), 1u);
 }
 
+// Two polls, a quarter of a second apart, and what the library is given to see between them: the
+// second poll has the last picture and the greatest ratio.
+TEST_F(GrabberTest, LetsFramesInBetweenSlowPolls) {
+  std::vector<Recorder::Given> given;
+  Grabber::Outputs outputs;
+  outputs.push_back(std::make_unique<Recorder>(given, true));
+  options_.fps = 4.0;
+  options_.frames = 2;
+  options_.seconds = 5.0;
+  RunScript({{true, kSmall, 1.0f, 1}, {true, kSmall, 0.5f, 2}, {true, kSmall, 0.25f, 3}}, outputs);
+  ASSERT_EQ(given.size(), 2u);
+  EXPECT_GE(given[1].record.seconds, 0.24);
+  EXPECT_EQ(given[1].record.ratio, 0.5f);
+  EXPECT_TRUE(given[1].record.is_new);
+  EXPECT_EQ(given[1].record.missed, 0u);
+  EXPECT_EQ(given[1].colour, 3);
+  EXPECT_EQ(summary_.polls(), 2u);
+}
+
+TEST_F(GrabberTest, AFrameBetweenSlowPollsCountsOnce) {
+  std::vector<Recorder::Given> given;
+  auto recorder = std::make_unique<Recorder>(given, false);
+  recorder->enough = 3;
+  Grabber::Outputs outputs;
+  outputs.push_back(std::move(recorder));
+  options_.fps = 8.0;
+  options_.seconds = 5.0;
+  RunScript({{true, kSmall, 1.0f, 1}, {true, kSmall, 0.5f, 2}}, outputs);
+  ASSERT_EQ(given.size(), 3u);
+  EXPECT_TRUE(given[1].record.is_new);
+  EXPECT_FALSE(given[2].record.is_new);
+}
+
 TEST_F(GrabberTest, KeepsTheFramesOfATargetThatCloses) {
   options_.seconds = 30.0;
   const Outcome outcome =
@@ -313,18 +346,34 @@ TEST_F(GrabberTest, GivesTheLoggedReasonWhenCaptureCannotStart) {
   EXPECT_EQ(script.alive, 0);
 }
 
+class GrabberTextureTest : public GrabberTest {
+ protected:
+  void SetUp() override {
+    GrabberTest::SetUp();
+    ASSERT_TRUE(
+        SUCCEEDED(D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, 0, nullptr, 0,
+                                    D3D11_SDK_VERSION, &script.device, nullptr, nullptr)));
+    const std::vector<uint32_t> pixels(kSmall.width * kSmall.height, 0x00112233);
+    const D3D11_SUBRESOURCE_DATA data{pixels.data(), kSmall.width * 4, 0};
+    const CD3D11_TEXTURE2D_DESC description(DXGI_FORMAT_B8G8R8A8_UNORM, kSmall.width, kSmall.height,
+                                            1, 1, D3D11_BIND_RENDER_TARGET);
+    ASSERT_TRUE(SUCCEEDED(script.device->CreateTexture2D(&description, &data, &script.texture)));
+    options_.texture = true;
+    options_.seconds = 30.0;
+    script.interrupt_at_end = &interrupted_;
+  }
+
+  // Drops the test's reference, which should be the last.
+  static ULONG OtherReferences() {
+    Microsoft::WRL::ComPtr<ID3D11DeviceContext> context;
+    script.device->GetImmediateContext(&context);
+    context->Flush();
+    return script.texture.Detach()->Release();
+  }
+};
+
 // Five polls of which one is written: each hands out a reference.
-TEST_F(GrabberTest, GivesEveryTextureReferenceBack) {
-  ASSERT_TRUE(SUCCEEDED(D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, 0, nullptr, 0,
-                                          D3D11_SDK_VERSION, &script.device, nullptr, nullptr)));
-  const std::vector<uint32_t> pixels(kSmall.width * kSmall.height, 0x00112233);
-  const D3D11_SUBRESOURCE_DATA data{pixels.data(), kSmall.width * 4, 0};
-  const CD3D11_TEXTURE2D_DESC description(DXGI_FORMAT_B8G8R8A8_UNORM, kSmall.width, kSmall.height,
-                                          1, 1, D3D11_BIND_RENDER_TARGET);
-  ASSERT_TRUE(SUCCEEDED(script.device->CreateTexture2D(&description, &data, &script.texture)));
-  options_.texture = true;
-  options_.seconds = 30.0;
-  script.interrupt_at_end = &interrupted_;
+TEST_F(GrabberTextureTest, GivesEveryReferenceBack) {
   const std::vector<Step> steps(5, {true, kSmall, 0.0f, 0});
   EXPECT_EQ(RunScript(steps).code, ExitCode::kOk);
   EXPECT_EQ(summary_.frames(), 5u);
@@ -334,10 +383,15 @@ TEST_F(GrabberTest, GivesEveryTextureReferenceBack) {
   EXPECT_EQ(written.bgra[0], 0x33);
   EXPECT_EQ(written.bgra[1], 0x22);
   EXPECT_EQ(written.bgra[2], 0x11);
-  Microsoft::WRL::ComPtr<ID3D11DeviceContext> context;
-  script.device->GetImmediateContext(&context);
-  context->Flush();
-  EXPECT_EQ(script.texture.Detach()->Release(), 0u);
+  EXPECT_EQ(OtherReferences(), 0u);
+}
+
+TEST_F(GrabberTextureTest, GivesReferencesBetweenSlowPollsBack) {
+  options_.fps = 1.0;
+  const std::vector<Step> steps(5, {true, kSmall, 0.0f, 0});
+  EXPECT_EQ(RunScript(steps).code, ExitCode::kOk);
+  EXPECT_EQ(summary_.frames(), 1u);
+  EXPECT_EQ(OtherReferences(), 0u);
 }
 
 TEST_F(GrabberTest, ReadsPixelsOnlyWhenAnOutputWantsThem) {

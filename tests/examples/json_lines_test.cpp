@@ -22,12 +22,14 @@ TEST(JsonLineTest, HoldsTheFieldsInOrder) {
             "\n");
 }
 
-// As RFC 8259 has it: quotation mark, reverse solidus and control characters are escaped.
+// As RFC 8259 has it: quotation mark, reverse solidus and control characters are escaped, and here
+// everything beyond ASCII, in UTF-16.
 TEST(JsonLineTest, EscapesTheFile) {
   FrameRecord record = Frame(0, 0, true);
-  record.file = "C:\\new\\\"a\"\t\u00fc.png";
+  record.file = "C:\\new\\\"a\"\t\u00fc\U0001F600.png";
   const std::string line = JsonLine(record, 0);
-  EXPECT_NE(line.find(",\"file\":\"C:\\\\new\\\\\\\"a\\\"\\t\u00fc.png\"}\n"), std::string::npos)
+  EXPECT_NE(line.find(",\"file\":\"C:\\\\new\\\\\\\"a\\\"\\t\\u00fc\\ud83d\\ude00.png\"}\n"),
+            std::string::npos)
       << line;
 }
 
@@ -38,7 +40,7 @@ class JsonLinesTest : public testing::Test {
     {
       JsonLines lines(all, std::make_unique<ByteSink>(path.string(), "--json", console_, never_));
       for (FrameRecord record : {Frame(1, 1, true), Frame(2, 0, false, 2), Frame(3, 0, false),
-                                 Frame(4, 0.5f, true, 1)}) {
+                                 Frame(4, 0.5f, true, 1), Frame(5, 0.5f, true)}) {
         lines.Take(record, nullptr);
       }
     }
@@ -56,12 +58,14 @@ TEST_F(JsonLinesTest, ALineForEachNewFrameCountsWhatWasMissedSinceTheLast) {
             R"({"time":1.0,"width":640,"height":480,"ratio":1.0,"new":true,"missed":0})"
             "\n"
             R"({"time":4.0,"width":640,"height":480,"ratio":0.5,"new":true,"missed":3})"
+            "\n"
+            R"({"time":5.0,"width":640,"height":480,"ratio":0.5,"new":true,"missed":0})"
             "\n");
 }
 
 TEST_F(JsonLinesTest, ALineForEachFrameWithAll) {
   const std::string lines = Written(true);
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 4);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 5);
   EXPECT_NE(lines.find(R"("new":false,"missed":2)"), std::string::npos) << lines;
 }
 

@@ -156,7 +156,9 @@ TEST(OptionsTest, RefusesWhatMakesNoSense) {
   ExpectError({"--window", "1", "--wait", "1"}, "--wait");
   ExpectError({"--monitor", "0", "--wait", "1"}, "--wait");
   ExpectError({"--bogus"}, "--bogus");
-  ExpectError({"--title", "T", "stray"}, "stray");
+  ExpectError({"--title", "T", "stray"}, "unknown: stray");
+  ExpectError({"--title", "T", "--tilte", "stray"}, "unknown: --tilte stray");
+  ExpectError({"--title", "T", "--raw", "--detect"}, "--raw needs a file");
 }
 
 TEST(OptionsTest, HelpFitsOneScreenAndNamesEverything) {

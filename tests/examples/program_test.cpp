@@ -386,7 +386,7 @@ TEST_F(ProgramTest, TakesAScreenshotAndNamesItInJson) {
   EXPECT_NE(result.out.find("\"width\":301,\"height\":203,\"ratio\":1.0,\"new\":true,"),
             std::string::npos)
       << result.out;
-  EXPECT_NE(result.out.find("\\\\shot \u00fc.png\"}\n"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("\\\\shot \\u00fc.png\"}\n"), std::string::npos) << result.out;
   size_t files = 0;
   for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(Out())) ++files;
   EXPECT_EQ(files, 1u);
@@ -397,7 +397,7 @@ TEST_F(ProgramTest, RefusesAScreenshotThatCannotBeWritten) {
   const GrabResult result =
       Grab(L"--monitor 0 --screenshot \"" + (Out() / "none" / "shot.png").wstring() + L"\"");
   EXPECT_EQ(result.exit_code, 5u);
-  ExpectOneErrorLine(result, "choose another file with --screenshot");
+  ExpectOneErrorLine(result, "make its folder first or choose another file with --screenshot");
   EXPECT_EQ(result.out, "");
 }
 

@@ -90,6 +90,18 @@ TEST(ListWindowsTest, ShowsAVisibleTitledWindow) {
   EXPECT_TRUE(MatchWindows(ListWindows(), options).empty());
 }
 
+TEST(ListWindowsTest, ATitleCannotBreakLinesOrCommandTheTerminal) {
+  const HWND window = CreateWindowExW(
+      0, L"STATIC", L"quill-grab\r\nbreak \x1b[31m \x7f \x9b end \u00df",
+      WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 200, 200, nullptr, nullptr, nullptr, nullptr);
+  ASSERT_NE(window, nullptr);
+  Options options;
+  options.window = reinterpret_cast<uintptr_t>(window);
+  const std::string description = FindTarget(options).description;
+  EXPECT_TRUE(description.ends_with("\"quill-grab  break  [31m     end \u00df\"")) << description;
+  DestroyWindow(window);
+}
+
 TEST(FindTargetTest, TakesTheTopmostOfSeveralAndSaysSo) {
   HWND windows[2];
   for (HWND& window : windows) {
@@ -151,6 +163,21 @@ TEST(WaitForTargetTest, EndsWithTheTimeOrAnInterruption) {
   };
   EXPECT_GE(milliseconds(0.2, false), 190u);
   EXPECT_LE(milliseconds(30.0, true), 5000u);
+}
+
+TEST(WaitForTargetTest, SaysThatItWasInterrupted) {
+  Options options;
+  options.title = "no window has this title";
+  options.wait_seconds = 30.0;
+  const std::atomic<bool> interrupted{true};
+  try {
+    WaitForTarget(options, interrupted);
+    ADD_FAILURE() << "found something";
+  } catch (const GrabError& error) {
+    EXPECT_EQ(error.code(), ExitCode::kTargetNotFound);
+    EXPECT_TRUE(std::string(error.what()).starts_with("interrupted before a window"))
+        << error.what();
+  }
 }
 
 TEST(ListMonitorsTest, PutsThePrimaryMonitorFirst) {
