@@ -3,7 +3,7 @@
 # in a fresh clone in FOLDER with a fresh Wine prefix, and looks at what it leaves behind.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
-folder=$1
+folder=$(realpath -m "$1")
 begin=$SECONDS
 rm -rf "$folder"
 mkdir -p "$folder/bin"
