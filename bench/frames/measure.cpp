@@ -6,14 +6,15 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cmath>
 
 namespace bench {
 namespace {
 
-constexpr size_t kMinimumRounds = 10;
-constexpr size_t kMaximumRounds = 20000;
-constexpr int kWarmUps = 3;
+constexpr size_t kMinimumTurns = 4;
+constexpr size_t kMaximumTurns = 5000;
+// A frame alternates between two textures of the pool, and both have to be seen.
+constexpr int kWarmUps = 2;
+constexpr int kRunsPerTurn = 4;
 
 struct Timing {
   double seconds;
@@ -27,6 +28,19 @@ Timing Time(const Side& side) {
   side.run();
   const double end = Now();
   return {end - begin, CpuSeconds() - cpu};
+}
+
+// Adds its runs to `seconds` and `cpu`; returns their median.
+double Turn(const Side& side, std::vector<double>& seconds, double& cpu) {
+  for (int i = 0; i < kWarmUps; ++i) Time(side);
+  std::vector<double> runs;
+  for (int i = 0; i < kRunsPerTurn; ++i) {
+    const Timing timing = Time(side);
+    runs.push_back(timing.seconds);
+    cpu += timing.cpu;
+  }
+  seconds.insert(seconds.end(), runs.begin(), runs.end());
+  return Median(runs);
 }
 
 }  // namespace
@@ -66,22 +80,13 @@ void EvictCaches() {
 }
 
 void Comparison::Run(const Side& session, const Side& floor, double seconds) {
-  for (int i = 0; i < kWarmUps; ++i) {
-    Time(session);
-    Time(floor);
-  }
   const double end = Now() + seconds;
-  for (size_t i = 0; i < kMinimumRounds || (Now() < end && i < kMaximumRounds); ++i) {
-    const bool session_first = i % 2 == 0;
-    const Timing first = Time(session_first ? session : floor);
-    const Timing second = Time(session_first ? floor : session);
-    const Timing& of_session = session_first ? first : second;
-    const Timing& of_floor = session_first ? second : first;
-    session_.push_back(of_session.seconds);
-    floor_.push_back(of_floor.seconds);
-    ratios_[session_first].push_back(of_session.seconds / of_floor.seconds);
-    session_cpu_ += of_session.cpu;
-    floor_cpu_ += of_floor.cpu;
+  for (size_t i = 0; i < kMinimumTurns || (Now() < end && i < kMaximumTurns); ++i) {
+    double of_session = 0;
+    if (i % 2 == 0) of_session = Turn(session, session_, session_cpu_);
+    const double of_floor = Turn(floor, floor_, floor_cpu_);
+    if (i % 2 == 1) of_session = Turn(session, session_, session_cpu_);
+    ratios_.push_back(of_session / of_floor);
   }
 }
 
@@ -99,10 +104,6 @@ double Comparison::shortest_session_seconds() const {
 
 double Comparison::shortest_floor_seconds() const {
   return *std::min_element(floor_.begin(), floor_.end());
-}
-
-double Comparison::ratio() const {
-  return std::sqrt(Median(ratios_[0]) * Median(ratios_[1]));
 }
 
 }  // namespace bench
