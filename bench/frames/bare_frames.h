@@ -1,9 +1,9 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The floor: the Direct3D calls that a frame cannot do without, in the session's order, on the same
-// device and the same frame textures, with nothing around them. Own copies of everything a frame
-// passes through, of the same descriptions as the session's.
+// The floor: the Direct3D calls of a frame in the session's order, on the same device and the same
+// frame textures, with nothing around them. Own copies of everything that a frame passes through,
+// of the session's sizes and formats, without the flags and uses that a frame does not need.
 #pragma once
 
 #include "gpu.h"

@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr uint32_t kFlagsPerWord = 32;
+
 // An end that reaches the frame's edge is drawn in by one pixel. Hosts never see the rectangles,
 // but the ratio is made from their area.
 uint32_t ClippedEnd(uint32_t end, uint32_t size) {
@@ -63,7 +65,7 @@ uint32_t DecodeDiffRects(const uint32_t* flagWords, uint32_t rows, uint32_t widt
     RowDecoder row(top, width, height, diffRects);
     for (uint32_t w = 0; w < kFlagWordsPerRow; ++w) {
       const uint32_t word = flagWords[kFlagWordsPerRow * r + w];
-      if (word != 0) area += row.DecodeWord(word, kTileSize * w);
+      if (word != 0) area += row.DecodeWord(word, kFlagsPerWord * w);
     }
   }
   return area;

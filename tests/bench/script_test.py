@@ -45,6 +45,10 @@ class Measure(unittest.TestCase):
         self.assertEqual(run.asked, [(".*", 2)])
         self.assertEqual(list(bench.check_times(rows)), [])
 
+    def test_a_filter_that_matches_nothing_is_an_error(self):
+        with self.assertRaises(SystemExit):
+            bench.measure(Runs([]), "frames", 2)
+
     def test_only_what_missed_runs_again_for_longer(self):
         run = Runs([ratio("frame/buffer/1280x720", 1.051), ratio("frame/texture/1280x720", 1.0)],
                    [ratio("frame/buffer/1280x720", 1.02)])
@@ -96,15 +100,34 @@ class Counts(unittest.TestCase):
 
 
 class Instructions(unittest.TestCase):
-    def check(self, constant, per_row):
-        cost = {"constant": constant, "per_row": per_row, "smallest_height": 64}
-        return list(bench.check_instructions({"buffer": cost}))
+    def check(self, constant, per_row, mode="buffer"):
+        cost = {"constant": constant, "per_row": per_row}
+        return list(bench.check_instructions({mode: cost}))
 
     def test_bound(self):
         self.assertEqual(self.check(600, 40), [])
         self.assertEqual(len(self.check(601, 40)), 1)
+        # A poll and a texture have no rows that could make up for it.
+        self.assertEqual(len(self.check(601, 0)), 1)
         # Cheap for few rows, too dear for many.
         self.assertEqual(len(self.check(0, 40.1)), 1)
+
+    def test_bound_with_detection_is_that_of_a_row_of_tiles(self):
+        for mode in ("unchanged", "changed"):
+            self.assertEqual(self.check(600 + 40 * 32, 0, mode), [])
+            self.assertEqual(len(self.check(601 + 40 * 32, 0, mode)), 1)
+
+    def test_calls(self):
+        calls = {"PeekMessageW": 2, "Context::CopyResource": 1, "Texture::GetDesc": 1}
+
+        def check(**more):
+            made = dict(calls, **{f"Context::{name}": count for name, count in more.items()})
+            return list(bench.check_calls({"texture": {"calls": made}}))
+
+        self.assertEqual(check(), [])
+        self.assertEqual(len(check(CopyResource=2)), 1)
+        self.assertEqual(len(check(CopyResource=0)), 1)
+        self.assertEqual(len(check(Map=1)), 1)
 
     def test_callgrind_file(self):
         text = "\n".join([
