@@ -2,15 +2,15 @@
 // SPDX-License-Identifier: MIT
 
 // The path of a frame: from the pool to the host's poll. Everything here runs on the start thread,
-// inside message dispatch. Direct3D failures are not logged: a frame that cannot be read is dropped
-// and the next one tried. Windows Runtime failures are raised; the event's delegate turns them into
-// the result that the platform sees.
+// inside message dispatch. Direct3D failures are not logged. Windows Runtime failures are raised;
+// the event's delegate turns them into the result that the platform sees.
 #include "capture/wgc_capture_session.h"
 
 #include <windows.graphics.directx.direct3d11.interop.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "api/wgc_log.h"
 #include "capture/frame_buffer_capacity.h"
@@ -31,24 +31,6 @@ winrt::com_ptr<ID3D11Texture2D> TextureOf(const Direct3D11CaptureFrame& frame) {
   winrt::check_hresult(access->GetInterface(__uuidof(ID3D11Texture2D), texture.put_void()));
   if (!texture) throw winrt::hresult_error(E_POINTER);
   return texture;
-}
-
-// A texture like the frame that the CPU can read.
-D3D11_TEXTURE2D_DESC StagingDesc(const D3D11_TEXTURE2D_DESC& frame) {
-  D3D11_TEXTURE2D_DESC desc{};
-  desc.Width = frame.Width;
-  desc.Height = frame.Height;
-  desc.MipLevels = frame.MipLevels;
-  desc.ArraySize = frame.ArraySize;
-  desc.Format = frame.Format;
-  desc.SampleDesc = frame.SampleDesc;
-  desc.Usage = D3D11_USAGE_STAGING;
-  desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-  return desc;
-}
-
-uint32_t FrameBytes(uint32_t width, uint32_t height) {
-  return width * height * 4;
 }
 
 }  // namespace
@@ -81,13 +63,17 @@ void WgcCaptureSession::FollowContentSize(SizeInt32 content_size) {
   content_size_ = content_size;
 }
 
+// Two ways, the second for a frame that the first could not read. When both fail, the poll goes on
+// to the next frame.
 bool WgcCaptureSession::ReadFrameToBuffer(SizeInt32 content_size, ID3D11Texture2D* texture) {
-  return CopyFrameWithDiff(content_size, texture) || CopyFrameWithoutDiff(texture);
+  if (CopyFrameWithDiff(content_size, texture) || CopyFrameDirectly(texture)) return true;
+  buffer_in_step_ = false;
+  return false;
 }
 
 // The usual way: through the persistent staging texture, and not at all when nothing changed.
 bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2D* texture) {
-  if (texture == nullptr) return false;
+  const bool was_in_step = std::exchange(buffer_in_step_, false);
   if (!EnsureFrameTexture(texture)) return false;
   D3D11_TEXTURE2D_DESC desc;
   texture->GetDesc(&desc);
@@ -97,10 +83,8 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
   update_ratio_ = 1.0f;
   // Before detection, so that the GPU copies while the CPU waits for the detector's flags.
   d3d_context_->CopyResource(frame_texture_.get(), texture);
-  const bool detects = dirty_rect_enabled_;
-  if (detects && !DetectChanges(texture, desc)) return false;
+  if (dirty_rect_enabled_ && !DetectOrRebuild(texture, desc, was_in_step)) return false;
 
-  bool is_copied = true;
   D3D11_MAPPED_SUBRESOURCE slice_map_info{};
   if (copy_mode_ != 0) {
     if (FAILED(d3d_context_->Map(frame_texture_.get(), 0, D3D11_MAP_READ, 0, &slice_map_info))) {
@@ -108,42 +92,45 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
     }
     if (slice_map_info.pData == nullptr) {
       copy_mode_ = 0;
-      is_copied = false;
+      buffer_in_step_ = false;
     }
   }
   // On failure the texture stays mapped; the way that is tried next does not use it.
-  if (!AdoptFrameSize(desc.Width, desc.Height)) return false;
-  if (copy_mode_ == 2) CopyRows(slice_map_info, desc.Height);
+  if (!StoreFrame(desc, slice_map_info)) return false;
   if (copy_mode_ != 0) d3d_context_->Unmap(frame_texture_.get(), 0);
-  buffer_in_step_ = detects && is_copied && frame_diff_.IsSound();
 
+  // When Recreate throws, this frame does not count as read, and the next one is new to the host.
+  const bool is_in_step = std::exchange(buffer_in_step_, false);
   FollowContentSize(content_size);
+  buffer_in_step_ = is_in_step;
   return true;
 }
 
-// Sets copy_mode_ and update_ratio_ by what the detector finds. False when the engine cannot be
-// built for this frame.
-bool WgcCaptureSession::DetectChanges(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc) {
+// Sets copy_mode_ and update_ratio_ by what the engine finds, and buffer_in_step_ for when the
+// frame is read. False when the engine cannot be built for this frame.
+bool WgcCaptureSession::DetectOrRebuild(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc,
+                                        bool was_in_step) {
   if (frame_diff_.IsSizeChanged(desc.Width, desc.Height)) {
     if (!frame_diff_.Resize(desc)) return false;
     frame_diff_.UpdateOld(texture);
-  } else if (frame_diff_.Detect(texture, &dirty_rects_, &update_ratio_)) {
-    // "Unchanged" spares the copy where the buffer holds what the frame was compared with. It does
-    // not after a frame that one of them has missed: one while detection was off, one that could
-    // not be read, one that the engine was rebuilt for in texture output or saw only in part.
-    copy_mode_ = dirty_rects_.empty() && buffer_in_step_ ? 0 : 2;
+  } else if (frame_diff_.Detect(texture, &dirty_rects_, &update_ratio_) && dirty_rects_.empty()) {
+    if (was_in_step && frame_diff_.IsSound()) {
+      copy_mode_ = 0;
+    } else {
+      // Unchanged since a frame that the buffer does not hold, or not compared at all: new to the
+      // host, who skips frames by the ratio.
+      update_ratio_ = 1.0f;
+    }
   }
   // Once more after a rebuild, which is harmless, and also after a detection that failed: the next
   // frame is always compared with this one.
   frame_diff_.UpdateOld(texture);
+  buffer_in_step_ = frame_diff_.IsSound();
   return true;
 }
 
-// The simple way, for a frame that the usual one could not read: map the frame itself, or a staging
-// texture of its own.
-bool WgcCaptureSession::CopyFrameWithoutDiff(ID3D11Texture2D* texture) {
-  // The engine may have missed this frame, and so may the buffer in the end.
-  buffer_in_step_ = false;
+// The simple way: maps the frame itself, or a staging texture made for it alone.
+bool WgcCaptureSession::CopyFrameDirectly(ID3D11Texture2D* texture) {
   D3D11_TEXTURE2D_DESC desc;
   texture->GetDesc(&desc);
   winrt::com_ptr<ID3D11Device> device;
@@ -158,19 +145,18 @@ bool WgcCaptureSession::CopyFrameWithoutDiff(ID3D11Texture2D* texture) {
   } else if (result == E_INVALIDARG) {
     // What a texture that only the GPU can reach answers.
     const D3D11_TEXTURE2D_DESC staging_desc = StagingDesc(desc);
-    if (!device || FAILED(device->CreateTexture2D(&staging_desc, nullptr, staging.put())) ||
-        !staging) {
+    if (FAILED(device->CreateTexture2D(&staging_desc, nullptr, staging.put())) || !staging) {
       return false;
     }
     d3d_context_->CopyResource(staging.get(), texture);
     if (FAILED(d3d_context_->Map(staging.get(), 0, D3D11_MAP_READ, 0, &map_info))) return false;
     mapped_texture = staging.get();
   }
-  // Any other failure is deliberately not one: what the map left in the record is what is copied,
-  // nothing when it left a null pointer, and the unmap names no texture.
+  // Any other failure is deliberately not one: the frame counts as read, what the map left in the
+  // record is what is copied, nothing when it left a null pointer, and the unmap names no texture.
 
-  if (!AdoptFrameSize(desc.Width, desc.Height)) return false;
-  if (map_info.pData != nullptr) CopyRows(map_info, desc.Height);
+  if (!StoreFrame(desc, map_info)) return false;
+  if (map_info.pData == nullptr) buffer_in_step_ = false;
   d3d_context_->Unmap(mapped_texture, 0);
   return true;
 }
@@ -194,7 +180,7 @@ bool WgcCaptureSession::EnsureFrameTexture(ID3D11Texture2D* texture) {
 // Makes frame_buffer_ large enough. It never shrinks: the first buffer is exactly as large as the
 // first frame, and growth goes by screen sizes.
 bool WgcCaptureSession::EnsureFrameBuffer(uint32_t width, uint32_t height) {
-  const uint32_t needed_bytes = FrameBytes(width, height);
+  const uint32_t needed_bytes = width * height * 4;
   if (frame_buffer_ == nullptr) {
     frame_buffer_ = static_cast<uint8_t*>(std::malloc(needed_bytes));
     frame_buffer_size_ = needed_bytes;
@@ -219,30 +205,26 @@ bool WgcCaptureSession::EnsureFrameBuffer(uint32_t width, uint32_t height) {
   return true;
 }
 
-// Whether frame_buffer_ has the layout of a frame of this size and room for it. Texture output
-// updates the frame's size without touching the buffer, and a failed growth leaves no buffer behind
-// an unchanged size, so equal sizes alone promise nothing.
-bool WgcCaptureSession::FrameBufferFits(uint32_t width, uint32_t height) const {
-  return frame_width_ == width && frame_height_ == height && frame_buffer_ != nullptr &&
-         frame_buffer_size_ >= FrameBytes(width, height);
-}
+// Takes over the frame's size and copies the mapped rows, from the row pitch to rows without
+// padding. A record with a null pointer has no rows; the buffer then keeps its contents.
+bool WgcCaptureSession::StoreFrame(const D3D11_TEXTURE2D_DESC& desc,
+                                   const D3D11_MAPPED_SUBRESOURCE& mapped) {
+  const auto* const source = static_cast<const uint8_t*>(mapped.pData);
+  // Equal sizes promise no room for rows: texture output changes the size without the buffer, and a
+  // failed growth leaves the size behind.
+  if (source != nullptr || frame_width_ != desc.Width || frame_height_ != desc.Height) {
+    if (!EnsureFrameBuffer(desc.Width, desc.Height)) return false;
+    frame_width_ = desc.Width;
+    frame_height_ = desc.Height;
+  }
+  if (source == nullptr) return true;
 
-bool WgcCaptureSession::AdoptFrameSize(uint32_t width, uint32_t height) {
-  if (FrameBufferFits(width, height)) return true;
-  if (!EnsureFrameBuffer(width, height)) return false;
-  frame_width_ = width;
-  frame_height_ = height;
-  return true;
-}
-
-// From the mapped row pitch to rows without padding.
-void WgcCaptureSession::CopyRows(const D3D11_MAPPED_SUBRESOURCE& mapped, uint32_t rows) {
   const uint32_t row_bytes = frame_width_ * 4;
-  const auto* source = static_cast<const uint8_t*>(mapped.pData);
-  for (uint32_t row = 0; row < rows; ++row) {
+  for (uint32_t row = 0; row < frame_height_; ++row) {
     std::memcpy(frame_buffer_ + static_cast<size_t>(row) * row_bytes,
                 source + static_cast<size_t>(row) * mapped.RowPitch, row_bytes);
   }
+  return true;
 }
 
 void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
@@ -257,7 +239,7 @@ void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
     dirty_rects_.clear();
     update_ratio_ = 0.0f;
     if (frame_diff_.IsSizeChanged(src.Width, src.Height)) {
-      // It now compares with a blank frame.
+      // The engine forgets the frame that the buffer holds.
       buffer_in_step_ = false;
       frame_diff_.Resize(src);
     } else {
@@ -269,7 +251,7 @@ void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
 
   frame_width_ = src.Width;
   frame_height_ = src.Height;
-  if (output_texture_) d3d_context_->CopyResource(output_texture_.get(), texture.get());
+  d3d_context_->CopyResource(output_texture_.get(), texture.get());
 }
 
 // A new texture when size or format change. The host's references keep the old one alive, which

@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <exception>
 #include <iterator>
+#include <string>
+#include <tuple>
 #include <utility>
 
 #include "api/wgc_log.h"
@@ -31,26 +33,52 @@ constexpr UINT kPreferredVendorId = 0x10DE;
 
 constexpr wchar_t kCaptureSessionClass[] = L"Windows.Graphics.Capture.GraphicsCaptureSession";
 
-uint32_t Hex(HRESULT result) {
+// For %08x, which takes an unsigned int.
+uint32_t ToUnsigned(HRESULT result) {
   return static_cast<uint32_t>(result);
 }
 
 // A platform that reports success and hands out nothing has failed all the same.
-HRESULT Delivered(HRESULT result, const void* object) {
+HRESULT FailIfNull(HRESULT result, const void* object) {
   return SUCCEEDED(result) && object == nullptr ? E_POINTER : result;
 }
 
 template <typename RuntimeObject>
-RuntimeObject Delivered(RuntimeObject object) {
+RuntimeObject ThrowIfNull(RuntimeObject object) {
   if (!object) throw winrt::hresult_error(E_POINTER);
   return object;
+}
+
+// The HRESULT of the exception being handled. winrt::to_hresult() ends the process for one that is
+// neither its own nor the standard library's.
+HRESULT CaughtResult() noexcept {
+  try {
+    throw;
+  } catch (const winrt::hresult_error& error) {
+    return error.code();
+  } catch (const std::exception&) {
+    return winrt::to_hresult();
+  } catch (...) {
+    return E_FAIL;
+  }
+}
+
+// Empty when there is no memory for the conversion.
+std::string NarrowMessage(const winrt::hresult_error& error) noexcept {
+  try {
+    return winrt::to_string(error.message());
+  } catch (...) {
+    return {};
+  }
 }
 
 // Once per process, on the thread that constructs the first session. A failure is raised and leaves
 // the next construction to try again (the initialiser of a local static does exactly that).
 void EnsureComInitialized() {
   [[maybe_unused]] static const bool initialized = [] {
-    winrt::check_hresult(CoInitializeEx(nullptr, COINIT_MULTITHREADED));
+    const HRESULT result = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    // Not check_hresult(), which turns one code into another exception, std::bad_alloc.
+    if (FAILED(result)) throw winrt::hresult_error(result);
     std::atexit([] { CoUninitialize(); });
     return true;
   }();
@@ -62,24 +90,20 @@ int32_t TicksPer60Milliseconds() {
   return static_cast<int32_t>(ticks_per_second.QuadPart * 60 / 1000);
 }
 
-bool IsSessionPropertyPresent(const wchar_t* property) {
+// For calls of the platform whose failure is logged and does not reach the host.
+template <typename Call>
+void LogRaised(Call call) {
   try {
-    return ApiInformation::IsPropertyPresent(kCaptureSessionClass, property);
+    call();
   } catch (...) {
-    WgcLogf(LogError, "Winrt exception:%ld", static_cast<long>(winrt::to_hresult()));
-    return false;
+    WgcLogf(LogError, "Winrt exception:%ld", static_cast<long>(CaughtResult()));
   }
 }
 
-// Sets a property of a live capture session. The host's switch has taken effect for the next start
-// in any case, so a platform that refuses is logged and does not reach the host.
-template <typename Set>
-void SetSessionProperty(Set set) {
-  try {
-    set();
-  } catch (...) {
-    WgcLogf(LogError, "Winrt exception:%ld", static_cast<long>(winrt::to_hresult()));
-  }
+bool IsSessionPropertyPresent(const wchar_t* name) {
+  bool is_present = false;
+  LogRaised([&] { is_present = ApiInformation::IsPropertyPresent(kCaptureSessionClass, name); });
+  return is_present;
 }
 
 }  // namespace
@@ -107,36 +131,38 @@ WgcCaptureSession::~WgcCaptureSession() {
 
 bool WgcCaptureSession::Start() {
   WgcLogf(LogInfo, "%s", "WgcCaptureSession::Start");
-  DeviceObjects objects;
-  if (!CreateDevice(objects)) return false;
-  // Without the engine a session still captures; detection then reports nothing.
-  objects.frame_diff.Init(objects.device, objects.context);
+  // A second start writes over what the first made. When it is refused, as on a thread that has a
+  // dispatcher queue already, a capture that has run goes on with all that it had. That one has a
+  // Closed handler, which is registered last and so needs no keeping.
+  const bool has_run = static_cast<bool>(closed_revoker_);
+  auto replaced =
+      std::tie(d3d_device_, dxgi_factory_, dxgi_adapter_, capture_item_, winrt_device_,
+               d3d_context_, frame_pool_, capture_session_, content_size_, dispatcher_controller_);
+  const auto before = std::apply([](auto&... member) { return std::tuple(member...); }, replaced);
+  // These do not stay in place meanwhile: Direct3D lets nothing of one device meet another.
+  auto frames_before = std::move(frame_arrived_revoker_);
+  auto frame_texture_before = std::move(frame_texture_);
+  auto output_texture_before = std::move(output_texture_);
+  auto engine_before = std::exchange(frame_diff_, {});
 
-  // Nothing of one device may meet what belongs to another. On a second start the capture that runs
-  // keeps its own until there is a new pool, which Windows denies to a thread that has one already.
-  const void* const pool_before = winrt::get_abi(frame_pool_);
-  SwapDeviceObjects(objects);
-  if (SetUpCapture()) return true;
-  if (pool_before != nullptr && winrt::get_abi(frame_pool_) == pool_before) {
-    SwapDeviceObjects(objects);
+  const bool is_started = CreateDevice() && SetUpCapture();
+  if (is_started || !has_run) {
+    engine_before.Release();
+  } else {
+    frame_arrived_revoker_ = std::move(frames_before);
+    frame_texture_ = std::move(frame_texture_before);
+    output_texture_ = std::move(output_texture_before);
+    frame_diff_ = std::move(engine_before);
+    replaced = before;
   }
-  return false;
+  return is_started;
 }
 
-void WgcCaptureSession::SwapDeviceObjects(DeviceObjects& other) {
-  std::swap(d3d_device_, other.device);
-  std::swap(d3d_context_, other.context);
-  std::swap(winrt_device_, other.winrt_device);
-  std::swap(frame_texture_, other.frame_texture);
-  std::swap(output_texture_, other.output_texture);
-  std::swap(frame_diff_, other.frame_diff);
-}
-
-bool WgcCaptureSession::CreateDevice(DeviceObjects& created) {
+bool WgcCaptureSession::CreateDevice() {
   HRESULT result = CreateDXGIFactory1(__uuidof(IDXGIFactory1), dxgi_factory_.put_void());
-  result = Delivered(result, dxgi_factory_.get());
+  result = FailIfNull(result, dxgi_factory_.get());
   if (FAILED(result)) {
-    WgcLogf(LogError, "Failed to create dxgi factory1, hr:%08x", Hex(result));
+    WgcLogf(LogError, "Failed to create dxgi factory1, hr:%08x", ToUnsigned(result));
     return false;
   }
 
@@ -146,29 +172,27 @@ bool WgcCaptureSession::CreateDevice(DeviceObjects& created) {
     return false;
   }
 
-  constexpr D3D_FEATURE_LEVEL kFeatureLevels[] = {
-      D3D_FEATURE_LEVEL_11_0,
-      D3D_FEATURE_LEVEL_10_1,
-      D3D_FEATURE_LEVEL_10_0,
-  };
+  constexpr D3D_FEATURE_LEVEL kFeatureLevels[] = {D3D_FEATURE_LEVEL_11_0, D3D_FEATURE_LEVEL_10_1,
+                                                  D3D_FEATURE_LEVEL_10_0};
   D3D_FEATURE_LEVEL feature_level = D3D_FEATURE_LEVEL_10_0;
   // With an adapter given, the driver type must be unknown. No single-threaded flag: hosts share
   // the device.
   result = D3D11CreateDevice(dxgi_adapter_.get(), D3D_DRIVER_TYPE_UNKNOWN, nullptr,
                              D3D11_CREATE_DEVICE_BGRA_SUPPORT, kFeatureLevels,
                              static_cast<UINT>(std::size(kFeatureLevels)), D3D11_SDK_VERSION,
-                             created.device.put(), &feature_level, created.context.put());
-  result = Delivered(result, created.device.get());
+                             d3d_device_.put(), &feature_level, d3d_context_.put());
+  result = FailIfNull(result, d3d_device_.get());
   if (FAILED(result)) {
-    WgcLogf(LogError, "Failed to create d3d11 device,hr:%08x", Hex(result));
+    WgcLogf(LogError, "Failed to create d3d11 device,hr:%08x", ToUnsigned(result));
     return false;
   }
+  // Without the engine a session still captures; detection then reports nothing.
+  frame_diff_.Init(d3d_device_, d3d_context_);
   return true;
 }
 
-// The first adapter of the preferred vendor, else the first that can describe itself, which is the
-// one DXGI lists first. Deliberately no more than that: a host that wants another adapter says so
-// in the system's graphics settings.
+// The first adapter of the preferred vendor, else the first that can describe itself; DXGI lists
+// the one of the primary monitor first. Deliberately no more than that.
 void WgcCaptureSession::ChooseAdapter() {
   winrt::com_ptr<IDXGIAdapter1> adapter;
   // DXGI_ERROR_NOT_FOUND ends the list; any other failure would repeat at every index.
@@ -203,14 +227,15 @@ bool WgcCaptureSession::BuildCapture() {
   winrt::com_ptr<IDXGIDevice> dxgi_device;
   HRESULT result = d3d_device_->QueryInterface(__uuidof(IDXGIDevice), dxgi_device.put_void());
   if (FAILED(result)) {
-    WgcLogf(LogError, "Failed to QueryInterface[IDXGIDevice]. hr:%08x", Hex(result));
+    WgcLogf(LogError, "Failed to QueryInterface[IDXGIDevice]. hr:%08x", ToUnsigned(result));
     return false;
   }
   winrt::com_ptr<::IInspectable> inspectable;
   result = CreateDirect3D11DeviceFromDXGIDevice(dxgi_device.get(), inspectable.put());
-  result = Delivered(result, inspectable.get());
+  result = FailIfNull(result, inspectable.get());
   if (FAILED(result)) {
-    WgcLogf(LogError, "Failed to call CreateDirect3D11DeviceFromDXGIDevice, hr:%08x", Hex(result));
+    WgcLogf(LogError, "Failed to call CreateDirect3D11DeviceFromDXGIDevice, hr:%08x",
+            ToUnsigned(result));
     return false;
   }
 
@@ -225,12 +250,9 @@ bool WgcCaptureSession::BuildCapture() {
   const auto size = capture_item_.Size();
 
   // Create, not CreateFreeThreaded: this is what ties the frames to the start thread.
-  auto frame_pool = Delivered(Direct3D11CaptureFramePool::Create(
+  frame_pool_ = ThrowIfNull(Direct3D11CaptureFramePool::Create(
       winrt_device_, DirectXPixelFormat::B8G8R8A8UIntNormalized, kFramePoolBuffers, size));
-  // Nothing comes from a pool before any more: its frames are of another device.
-  frame_arrived_revoker_.revoke();
-  frame_pool_ = std::move(frame_pool);
-  capture_session_ = Delivered(frame_pool_.CreateCaptureSession(capture_item_));
+  capture_session_ = ThrowIfNull(frame_pool_.CreateCaptureSession(capture_item_));
   ApplyCursorAndBorder();
   d3d_device_->GetImmediateContext(d3d_context_.put());
   content_size_ = size;
@@ -238,7 +260,8 @@ bool WgcCaptureSession::BuildCapture() {
   frame_arrived_revoker_ =
       frame_pool_.FrameArrived(winrt::auto_revoke, {this, &WgcCaptureSession::on_frame_arrived});
   capture_session_.StartCapture();
-  // Only a capture that runs can close; an item that closes before is seen as a failed start.
+  // Last, so that this registration tells a capture that has run. An item that closes between the
+  // two goes unseen.
   closed_revoker_ = capture_item_.Closed(winrt::auto_revoke, {this, &WgcCaptureSession::on_closed});
 
   running_.exchange(true);
@@ -248,11 +271,8 @@ bool WgcCaptureSession::BuildCapture() {
 }
 
 void WgcCaptureSession::CreateDispatcherQueue() {
-  const DispatcherQueueOptions options{
-      sizeof(DispatcherQueueOptions),
-      DQTYPE_THREAD_CURRENT,
-      DQTAT_COM_STA,
-  };
+  const DispatcherQueueOptions options{sizeof(DispatcherQueueOptions), DQTYPE_THREAD_CURRENT,
+                                       DQTAT_COM_STA};
   static_assert(sizeof(options) == 12);
   winrt::Windows::System::DispatcherQueueController controller{nullptr};
   winrt::check_hresult(CreateDispatcherQueueController(
@@ -268,7 +288,7 @@ bool WgcCaptureSession::CreateCaptureItem(IGraphicsCaptureItemInterop* interop_f
         hwnd_, winrt::guid_of<IGraphicsCaptureItem>(), winrt::put_abi(capture_item_));
     if (FAILED(result)) {
       WgcLogf(LogError, "Failed to call IGraphicsCaptureItemInterop::CreateForWindow, hr:%08x",
-              Hex(result));
+              ToUnsigned(result));
       return false;
     }
   } else if (hmonitor_ != nullptr) {
@@ -276,7 +296,7 @@ bool WgcCaptureSession::CreateCaptureItem(IGraphicsCaptureItemInterop* interop_f
         hmonitor_, winrt::guid_of<IGraphicsCaptureItem>(), winrt::put_abi(capture_item_));
     if (FAILED(result)) {
       WgcLogf(LogError, "Failed to call IGraphicsCaptureItemInterop::CreateForMonitor, hr:%08x",
-              Hex(result));
+              ToUnsigned(result));
       return false;
     }
   }
@@ -312,18 +332,15 @@ void WgcCaptureSession::Stop() {
   exit_requested_.exchange(true);
   WgcLogf(LogInfo, "Try to exit wgc thread");
   try {
-    try {
-      frame_arrived_revoker_.revoke();
-      closed_revoker_.revoke();
-      // Closing the pool and the session is what ends delivery; there is no thread to join.
-      if (frame_pool_) frame_pool_.Close();
-      if (capture_session_) capture_session_.Close();
-    } catch (const winrt::hresult_error& error) {
-      WgcLogf(LogError, "Exception catced %s", winrt::to_string(error.message()).c_str());
-    }
+    frame_arrived_revoker_.revoke();
+    closed_revoker_.revoke();
+    // Closing the pool and the session is what ends delivery; there is no thread to join.
+    if (frame_pool_) frame_pool_.Close();
+    if (capture_session_) capture_session_.Close();
+  } catch (const winrt::hresult_error& error) {
+    WgcLogf(LogError, "Exception catced %s", NarrowMessage(error).c_str());
   } catch (...) {
-    // Also when there is no memory to convert the message above.
-    WgcLogf(LogError, "Exception catched: %08x", Hex(winrt::to_hresult()));
+    WgcLogf(LogError, "Exception catched: %08x", ToUnsigned(CaughtResult()));
   }
   WgcLogf(LogInfo, "Wgc exit.");
 }
@@ -347,7 +364,7 @@ bool WgcCaptureSession::EnableCursor(bool enable) {
   WgcLogf(LogInfo, "Set %s cursor", enable ? "enable" : "disable");
   cursor_enabled_ = enable;
   if (capture_session_) {
-    SetSessionProperty([&] { capture_session_.IsCursorCaptureEnabled(enable); });
+    LogRaised([&] { capture_session_.IsCursorCaptureEnabled(enable); });
   }
   return true;
 }
@@ -361,7 +378,7 @@ bool WgcCaptureSession::ShowBorder(bool show) {
   border_enabled_ = show;
   // Asked again: showing is accepted without support, and then must not reach the session.
   if (IsBorderRequiredSupported() && capture_session_) {
-    SetSessionProperty([&] { capture_session_.IsBorderRequired(border_enabled_); });
+    LogRaised([&] { capture_session_.IsBorderRequired(border_enabled_); });
   }
   return true;
 }

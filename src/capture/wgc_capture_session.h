@@ -59,25 +59,14 @@ class WgcCaptureSession {
   // The measure of change of the last frame handled; reading resets it.
   float GetUpdateRatio();
   bool GetStatus() const { return running_.load(); }
-  // Borrowed; null before a successful start.
+  // Borrowed; null until a start has made a device, and kept when the rest of that start fails.
   ID3D11Device* GetDevice() const { return d3d_device_.get(); }
 
  private:
   WgcCaptureSession(HWND window, HMONITOR monitor);
 
-  // What frames are handled with, all on one device.
-  struct DeviceObjects {
-    winrt::com_ptr<ID3D11Device> device;
-    winrt::com_ptr<ID3D11DeviceContext> context;
-    winrt::Windows::Graphics::DirectX::Direct3D11::IDirect3DDevice winrt_device{nullptr};
-    winrt::com_ptr<ID3D11Texture2D> frame_texture;
-    winrt::com_ptr<ID3D11Texture2D> output_texture;
-    FrameDiffEngine frame_diff;
-  };
-
   // Start, by phase.
-  bool CreateDevice(DeviceObjects& created);
-  void SwapDeviceObjects(DeviceObjects& other);
+  bool CreateDevice();
   void ChooseAdapter();
   bool SetUpCapture();
   bool BuildCapture();
@@ -98,13 +87,12 @@ class WgcCaptureSession {
                          ID3D11Texture2D* texture);
   bool CopyFrameWithDiff(winrt::Windows::Graphics::SizeInt32 content_size,
                          ID3D11Texture2D* texture);
-  bool DetectChanges(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc);
-  bool CopyFrameWithoutDiff(ID3D11Texture2D* texture);
+  bool DetectOrRebuild(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc,
+                       bool was_in_step);
+  bool CopyFrameDirectly(ID3D11Texture2D* texture);
   bool EnsureFrameTexture(ID3D11Texture2D* texture);
   bool EnsureFrameBuffer(uint32_t width, uint32_t height);
-  bool FrameBufferFits(uint32_t width, uint32_t height) const;
-  bool AdoptFrameSize(uint32_t width, uint32_t height);
-  void CopyRows(const D3D11_MAPPED_SUBRESOURCE& mapped, uint32_t rows);
+  bool StoreFrame(const D3D11_TEXTURE2D_DESC& desc, const D3D11_MAPPED_SUBRESOURCE& mapped);
 
   // Texture output.
   void CopyFrameToOutputTexture(winrt::Windows::Graphics::SizeInt32 content_size,
@@ -128,7 +116,7 @@ class WgcCaptureSession {
   winrt::com_ptr<ID3D11Texture2D> output_texture_;
   winrt::Windows::Graphics::Capture::Direct3D11CaptureFramePool frame_pool_{nullptr};
   winrt::Windows::Graphics::Capture::GraphicsCaptureSession capture_session_{nullptr};
-  winrt::Windows::Graphics::SizeInt32 content_size_;  // the pool's size; set when the pool is made
+  winrt::Windows::Graphics::SizeInt32 content_size_{};  // the pool's size
   winrt::Windows::Graphics::Capture::GraphicsCaptureItem::Closed_revoker closed_revoker_;
   winrt::Windows::Graphics::Capture::Direct3D11CaptureFramePool::FrameArrived_revoker
       frame_arrived_revoker_;
@@ -145,13 +133,13 @@ class WgcCaptureSession {
   uint32_t frame_width_ = 0;         // pixels, of the frame last handled in either output
   uint32_t frame_height_ = 0;
   float update_ratio_ = 0.0f;
-  int32_t ticks_per_60ms_ = 0;  // performance-counter ticks; kept current for whoever paces by it
+  int32_t ticks_per_60ms_ = 0;  // performance-counter ticks; computed once, read by nothing
   bool cursor_enabled_ = false;
   bool capture_to_texture_ = false;
   std::atomic<bool> dirty_rect_enabled_{false};
   bool border_enabled_ = false;
   bool frame_pending_ = false;  // a frame was read back since the last poll began
-  // frame_buffer_ holds the frame that the engine compares the next one with. Only then does
-  // "unchanged" mean that the buffer is right as it is.
+  // frame_buffer_ holds, whole, the frame that the engine compares the next one with. Only then
+  // does "unchanged" mean that the buffer is right as it is.
   bool buffer_in_step_ = false;
 };

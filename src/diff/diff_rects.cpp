@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr uint32_t kFlagsPerWord = 32;
-
 // An end that reaches the frame's edge is drawn in by one pixel. Hosts never see the rectangles,
 // but the ratio is made from their area.
 uint32_t ClippedEnd(uint32_t end, uint32_t size) {

@@ -13,6 +13,7 @@
 // The GPU's answer: four 32-bit words per tile row, bit i of word w set when the tile in column
 // 32 * w + i changed. That is 128 tile columns, 4096 pixels of width.
 inline constexpr uint32_t kTileSize = 32;  // pixels, both ways
+inline constexpr uint32_t kFlagsPerWord = 32;
 inline constexpr uint32_t kFlagWordsPerRow = 4;
 inline constexpr uint32_t kFlagBytesPerRow = kFlagWordsPerRow * sizeof(uint32_t);
 

@@ -12,9 +12,11 @@
 
 namespace {
 
-// Exact in doubles for every texture size: 1/32 and 1/16 are powers of two.
+// Exact in doubles for every texture size, as all three are powers of two.
 constexpr double kPerTile = 0.03125;  // tiles a pixel
+constexpr double kPerWord = 0.03125;  // flag words a tile
 constexpr double kPerGroup = 0.0625;  // thread groups a thread; groups are 16 threads wide
+static_assert(kPerTile * kTileSize == 1 && kPerWord * kFlagsPerWord == 1);
 
 UINT CeilToUint(double value) {
   return static_cast<UINT>(std::ceil(value));
@@ -35,7 +37,7 @@ UINT TileGroups(uint32_t pixels) {
 
 // A driver that reports success and hands out nothing has failed all the same.
 template <typename T>
-bool Created(HRESULT result, const winrt::com_ptr<T>& object) {
+bool HasMade(HRESULT result, const winrt::com_ptr<T>& object) {
   return SUCCEEDED(result) && object;
 }
 
@@ -52,6 +54,13 @@ D3D11_TEXTURE2D_DESC LikeFrame(const D3D11_TEXTURE2D_DESC& frameDesc) {
 
 }  // namespace
 
+D3D11_TEXTURE2D_DESC StagingDesc(const D3D11_TEXTURE2D_DESC& frameDesc) {
+  D3D11_TEXTURE2D_DESC desc = LikeFrame(frameDesc);
+  desc.Usage = D3D11_USAGE_STAGING;
+  desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
+  return desc;
+}
+
 bool FrameDiffEngine::Init(winrt::com_ptr<ID3D11Device> newDevice,
                            winrt::com_ptr<ID3D11DeviceContext> newContext) {
   if (!newDevice || !newContext) return false;
@@ -62,13 +71,13 @@ bool FrameDiffEngine::Init(winrt::com_ptr<ID3D11Device> newDevice,
 
 bool FrameDiffEngine::CreateShaders() {
   if (!device) return false;
-  return Created(device->CreateComputeShader(szFrameDiffRectsCS, sizeof(szFrameDiffRectsCS),
+  return HasMade(device->CreateComputeShader(szFrameDiffRectsCS, sizeof(szFrameDiffRectsCS),
                                              nullptr, frameDiffCS.put()),
                  frameDiffCS) &&
-         Created(device->CreateComputeShader(szResetDiffRectsCS, sizeof(szResetDiffRectsCS),
+         HasMade(device->CreateComputeShader(szResetDiffRectsCS, sizeof(szResetDiffRectsCS),
                                              nullptr, resetDiffRectsCS.put()),
                  resetDiffRectsCS) &&
-         Created(device->CreateComputeShader(szGetBitFlagCS, sizeof(szGetBitFlagCS), nullptr,
+         HasMade(device->CreateComputeShader(szGetBitFlagCS, sizeof(szGetBitFlagCS), nullptr,
                                              getBitFlagCS.put()),
                  getBitFlagCS);
 }
@@ -84,7 +93,12 @@ bool FrameDiffEngine::Resize(const D3D11_TEXTURE2D_DESC& frameDesc) {
   isRead = true;
   isBuilt = device && context && CreateFrameTextures(frameDesc) && CreateLightTextures() &&
             CreateTexInfoBuffer() && CreateFlagBuffers() && CreateTexBuffer();
-  return isBuilt;
+  if (!isBuilt) return false;
+  // The programs read the texels of edge tiles and never write them, and Direct3D leaves the
+  // contents of a new texture undefined: not cleared, edge tiles could count as changed for ever.
+  constexpr UINT kUnchanged[4] = {};
+  context->ClearUnorderedAccessViewUint(lightTexUAV.get(), kUnchanged);
+  return true;
 }
 
 // Frame-sized copies of the frame, with the views that the passes read them through.
@@ -93,36 +107,34 @@ bool FrameDiffEngine::CreateFrameTextures(const D3D11_TEXTURE2D_DESC& frameDesc)
   texDesc.Usage = D3D11_USAGE_DEFAULT;
   texDesc.BindFlags = D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET;
   texDesc.MiscFlags = D3D11_RESOURCE_MISC_GENERATE_MIPS;
-  if (!Created(device->CreateTexture2D(&texDesc, nullptr, texture.put()), texture)) return false;
+  if (!HasMade(device->CreateTexture2D(&texDesc, nullptr, texture.put()), texture)) return false;
 
   D3D11_RENDER_TARGET_VIEW_DESC rtvDesc{};
   rtvDesc.Format = frameDesc.Format;
   rtvDesc.ViewDimension = D3D11_RTV_DIMENSION_TEXTURE2D;
   rtvDesc.Texture2D.MipSlice = 0;
-  if (!Created(device->CreateRenderTargetView(texture.get(), &rtvDesc, rtv.put()), rtv)) {
+  if (!HasMade(device->CreateRenderTargetView(texture.get(), &rtvDesc, rtv.put()), rtv)) {
     return false;
   }
 
-  if (!Created(device->CreateTexture2D(&texDesc, nullptr, oldTex.put()), oldTex)) return false;
-  if (!Created(device->CreateTexture2D(&texDesc, nullptr, newTex.put()), newTex)) return false;
+  if (!HasMade(device->CreateTexture2D(&texDesc, nullptr, oldTex.put()), oldTex)) return false;
+  if (!HasMade(device->CreateTexture2D(&texDesc, nullptr, newTex.put()), newTex)) return false;
 
   D3D11_SHADER_RESOURCE_VIEW_DESC srvDesc{};
   srvDesc.Format = frameDesc.Format;
   srvDesc.ViewDimension = D3D11_SRV_DIMENSION_TEXTURE2D;
   srvDesc.Texture2D.MostDetailedMip = 0;
   srvDesc.Texture2D.MipLevels = 1;
-  if (!Created(device->CreateShaderResourceView(oldTex.get(), &srvDesc, oldSRV.put()), oldSRV)) {
+  if (!HasMade(device->CreateShaderResourceView(oldTex.get(), &srvDesc, oldSRV.put()), oldSRV)) {
     return false;
   }
-  if (!Created(device->CreateShaderResourceView(newTex.get(), &srvDesc, newSRV.put()), newSRV)) {
+  if (!HasMade(device->CreateShaderResourceView(newTex.get(), &srvDesc, newSRV.put()), newSRV)) {
     return false;
   }
 
-  D3D11_TEXTURE2D_DESC bkDesc = LikeFrame(frameDesc);
-  bkDesc.Usage = D3D11_USAGE_STAGING;
-  bkDesc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-  return Created(device->CreateTexture2D(&bkDesc, nullptr, oldBk.put()), oldBk) &&
-         Created(device->CreateTexture2D(&bkDesc, nullptr, newBk.put()), newBk);
+  const D3D11_TEXTURE2D_DESC bkDesc = StagingDesc(frameDesc);
+  return HasMade(device->CreateTexture2D(&bkDesc, nullptr, oldBk.put()), oldBk) &&
+         HasMade(device->CreateTexture2D(&bkDesc, nullptr, newBk.put()), newBk);
 }
 
 // The 8-bit textures of the tiles' change measures.
@@ -140,8 +152,8 @@ bool FrameDiffEngine::CreateLightTextures() {
   // As large as the frame: GetBitFlagCS reads one texel past the last tile column.
   lightTexDesc.Width = width;
   lightTexDesc.Height = height;
-  if (!Created(device->CreateTexture2D(&lightDesc, nullptr, light.put()), light)) return false;
-  if (!Created(device->CreateTexture2D(&lightTexDesc, nullptr, lightTex.put()), lightTex)) {
+  if (!HasMade(device->CreateTexture2D(&lightDesc, nullptr, light.put()), light)) return false;
+  if (!HasMade(device->CreateTexture2D(&lightTexDesc, nullptr, lightTex.put()), lightTex)) {
     return false;
   }
 
@@ -150,10 +162,10 @@ bool FrameDiffEngine::CreateLightTextures() {
     desc->BindFlags = 0;
     desc->CPUAccessFlags = D3D11_CPU_ACCESS_READ;
   }
-  if (!Created(device->CreateTexture2D(&lightDesc, nullptr, lightStaging.put()), lightStaging)) {
+  if (!HasMade(device->CreateTexture2D(&lightDesc, nullptr, lightStaging.put()), lightStaging)) {
     return false;
   }
-  if (!Created(device->CreateTexture2D(&lightTexDesc, nullptr, lightTexStaging.put()),
+  if (!HasMade(device->CreateTexture2D(&lightTexDesc, nullptr, lightTexStaging.put()),
                lightTexStaging)) {
     return false;
   }
@@ -163,9 +175,9 @@ bool FrameDiffEngine::CreateLightTextures() {
   lightUAVDesc.ViewDimension = D3D11_UAV_DIMENSION_TEXTURE2D;
   lightUAVDesc.Texture2D.MipSlice = 0;
   const D3D11_UNORDERED_ACCESS_VIEW_DESC lightTexUAVDes = lightUAVDesc;
-  return Created(device->CreateUnorderedAccessView(light.get(), &lightUAVDesc, lightUAV.put()),
+  return HasMade(device->CreateUnorderedAccessView(light.get(), &lightUAVDesc, lightUAV.put()),
                  lightUAV) &&
-         Created(
+         HasMade(
              device->CreateUnorderedAccessView(lightTex.get(), &lightTexUAVDes, lightTexUAV.put()),
              lightTexUAV);
 }
@@ -179,12 +191,12 @@ bool FrameDiffEngine::CreateTexInfoBuffer() {
 bool FrameDiffEngine::CreateTexBuffer() {
   // buffWidth, buffHeight, texWidth, texStep of GetBitFlagCS's DiffTexInfo.
   const uint32_t texWidth = Tiles(width);
-  const uint32_t InitBuffData[4] = {kFlagWordsPerRow, rectRows, texWidth, Tiles(texWidth)};
+  const uint32_t InitBuffData[4] = {kFlagWordsPerRow, rectRows, texWidth,
+                                    CeilToUint(texWidth * kPerWord)};
   return CreateConstantBuffer(texBuffer, InitBuffData);
 }
 
-// Filled twice, at creation and by a discarding map: the second shows that the driver can also
-// update it.
+// Filled twice, at creation and by a discarding map: the sequence of calls is fixed.
 bool FrameDiffEngine::CreateConstantBuffer(winrt::com_ptr<ID3D11Buffer>& buffer,
                                            const uint32_t (&contents)[4]) {
   D3D11_BUFFER_DESC cbDesc{};
@@ -194,7 +206,7 @@ bool FrameDiffEngine::CreateConstantBuffer(winrt::com_ptr<ID3D11Buffer>& buffer,
   cbDesc.CPUAccessFlags = D3D11_CPU_ACCESS_WRITE;
   D3D11_SUBRESOURCE_DATA initialData{};
   initialData.pSysMem = contents;
-  if (!Created(device->CreateBuffer(&cbDesc, &initialData, buffer.put()), buffer)) return false;
+  if (!HasMade(device->CreateBuffer(&cbDesc, &initialData, buffer.put()), buffer)) return false;
 
   D3D11_MAPPED_SUBRESOURCE mapped{};
   if (FAILED(context->Map(buffer.get(), 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped))) return false;
@@ -210,7 +222,7 @@ bool FrameDiffEngine::CreateFlagBuffers() {
   desc.BindFlags = D3D11_BIND_UNORDERED_ACCESS | D3D11_BIND_SHADER_RESOURCE;
   desc.MiscFlags = D3D11_RESOURCE_MISC_BUFFER_STRUCTURED;
   desc.StructureByteStride = sizeof(uint32_t);
-  if (!Created(device->CreateBuffer(&desc, nullptr, diffBuff.put()), diffBuff)) return false;
+  if (!HasMade(device->CreateBuffer(&desc, nullptr, diffBuff.put()), diffBuff)) return false;
 
   D3D11_BUFFER_DESC RamBuffDesc{};
   diffBuff->GetDesc(&RamBuffDesc);
@@ -219,14 +231,14 @@ bool FrameDiffEngine::CreateFlagBuffers() {
   RamBuffDesc.BindFlags = 0;
   RamBuffDesc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
   RamBuffDesc.MiscFlags = 0;
-  if (!Created(device->CreateBuffer(&RamBuffDesc, nullptr, RamBuff.put()), RamBuff)) return false;
+  if (!HasMade(device->CreateBuffer(&RamBuffDesc, nullptr, RamBuff.put()), RamBuff)) return false;
 
   D3D11_UNORDERED_ACCESS_VIEW_DESC buffUAVDesc{};
   buffUAVDesc.Format = DXGI_FORMAT_UNKNOWN;
   buffUAVDesc.ViewDimension = D3D11_UAV_DIMENSION_BUFFER;
   buffUAVDesc.Buffer.FirstElement = 0;
   buffUAVDesc.Buffer.NumElements = elements;
-  if (!Created(device->CreateUnorderedAccessView(diffBuff.get(), &buffUAVDesc, diffBuffUAV.put()),
+  if (!HasMade(device->CreateUnorderedAccessView(diffBuff.get(), &buffUAVDesc, diffBuffUAV.put()),
                diffBuffUAV)) {
     return false;
   }
@@ -262,8 +274,7 @@ bool FrameDiffEngine::Detect(ID3D11Texture2D* frameTexture, std::vector<D3D11_BO
   diffRatio =
       static_cast<float>(static_cast<double>(area) / static_cast<double>(desc.Height * desc.Width));
   *ratioOut = diffRatio;
-  // ReadDiffRects has unmapped it; a second unmap does nothing and belongs to the order that
-  // drivers have always been given.
+  // ReadDiffRects has unmapped it. The second unmap does nothing; the sequence of calls is fixed.
   if (RamBuff) context->Unmap(RamBuff.get(), 0);
   // The caller's emptied storage serves the next frame, so detection allocates nothing in the end.
   diffRects.swap(*rectsOut);
@@ -298,8 +309,8 @@ void FrameDiffEngine::FlagPass() {
   context->Dispatch(1, TileGroups(height), 1);
 }
 
-// Just what the next copy into newTex and the host's own passes would trip over. Constant buffers,
-// unordered-access slot 1 and the render target stay bound; the next detection binds them anew.
+// Lets go of the program, both frames and the tiles' measures. The constant buffer, the flag buffer
+// in unordered-access slot 1 and the render target stay bound until the next detection.
 void FrameDiffEngine::Unbind() {
   context->CSSetShader(nullptr, nullptr, 0);
   ID3D11ShaderResourceView* const nullResources[] = {nullptr, nullptr};

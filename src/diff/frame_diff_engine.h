@@ -13,6 +13,9 @@
 #include <cstdint>
 #include <vector>
 
+// A texture like the frame that the CPU can read.
+D3D11_TEXTURE2D_DESC StagingDesc(const D3D11_TEXTURE2D_DESC& frameDesc);
+
 // Compares each frame with the one before it on the GPU, in tiles of 32 x 32 pixels, and tells
 // which regions changed and what share of the frame's area they cover.
 //
@@ -69,8 +72,6 @@ class FrameDiffEngine {
   uint32_t rectRows = 0;      // tile rows
   uint32_t ramBuffWords = 0;  // 32-bit words in a row of the mapped RamBuff
   float diffRatio = 0.0f;
-  bool isBuilt = false;  // the last Resize succeeded
-  bool isRead = true;    // the last detection could read its flags
   std::vector<D3D11_BOX> diffRects;
   winrt::com_ptr<ID3D11Device> device;
   winrt::com_ptr<ID3D11DeviceContext> context;
@@ -98,4 +99,6 @@ class FrameDiffEngine {
   winrt::com_ptr<ID3D11Texture2D> lightTex;  // frame-sized; one texel a tile in the top left corner
   winrt::com_ptr<ID3D11Texture2D> lightTexStaging;
   winrt::com_ptr<ID3D11UnorderedAccessView> lightTexUAV;
+  bool isBuilt = false;  // the last Resize succeeded
+  bool isRead = true;    // the last detection could read its flags
 };

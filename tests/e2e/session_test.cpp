@@ -191,6 +191,10 @@ TEST(Lifecycle, ASecondStartFailsAndTheCaptureGoesOn) {
   EXPECT_EQ(Wgc().wgc_get_device(session.get()), device);
   window.Show(other);
   EXPECT_TRUE(ComesToShow(session.get(), other));
+  window.Destroy();
+  Poll poll;
+  EXPECT_TRUE(PollUntil(session.get(), &poll,
+                        [&](const Poll&) { return !Wgc().wgc_get_status(session.get()); }));
 }
 
 TEST(Log, WithoutACallbackEverythingWorks) {

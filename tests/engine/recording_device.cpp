@@ -75,7 +75,22 @@ HRESULT RecordingDevice::CreateTexture2D(const D3D11_TEXTURE2D_DESC* desc,
                                          const D3D11_SUBRESOURCE_DATA* data,
                                          ID3D11Texture2D** texture) {
   return Note({CreationKind::kTexture, Words(desc, sizeof(*desc)), nullptr, nullptr, {}}, texture,
-              [&] { return device_->CreateTexture2D(desc, data, texture); });
+              [&] {
+                const HRESULT result = device_->CreateTexture2D(desc, data, texture);
+                if (SUCCEEDED(result) && desc->Usage == D3D11_USAGE_DEFAULT && new_texture_byte_) {
+                  Fill(*texture, *desc, *new_texture_byte_);
+                }
+                return result;
+              });
+}
+
+void RecordingDevice::Fill(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc,
+                           uint8_t byte) {
+  winrt::com_ptr<ID3D11DeviceContext> context;
+  device_->GetImmediateContext(context.put());
+  const UINT row_bytes = desc.Width * 4;  // enough for each of the engine's formats
+  const std::vector<uint8_t> bytes(size_t{row_bytes} * desc.Height, byte);
+  context->UpdateSubresource(texture, 0, nullptr, bytes.data(), row_bytes, 0);
 }
 
 HRESULT RecordingDevice::CreateShaderResourceView(ID3D11Resource* resource,

@@ -48,6 +48,9 @@ class RecordingDevice final : public ID3D11Device {
   // As Restart, but the creation with this number, counted from 0, will fail.
   void RestartFailing(size_t number, Fault fault);
 
+  // New textures for the GPU hold this in every byte: a driver may hand out memory that was used.
+  void FillNewTextures(uint8_t byte) { new_texture_byte_ = byte; }
+
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override;
   ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
   ULONG STDMETHODCALLTYPE Release() override;
@@ -180,9 +183,12 @@ class RecordingDevice final : public ID3D11Device {
   template <typename T, typename Create>
   HRESULT Note(Creation creation, T** object, Create create);
 
+  void Fill(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc, uint8_t byte);
+
   ULONG references_ = 1;
   winrt::com_ptr<ID3D11Device> device_;
   std::vector<Creation> creations_;
   std::optional<size_t> failing_;
   Fault fault_ = Fault::kFailingResult;
+  std::optional<uint8_t> new_texture_byte_;
 };

@@ -42,6 +42,22 @@ class FrameDiffEngineResources : public EngineTest {
   winrt::com_ptr<RecordingDevice> recorder_;
 };
 
+// Direct3D leaves the contents of a new texture undefined. The measures of the edge tiles, which no
+// program writes, must not be what was in the memory before.
+TEST_F(FrameDiffEngineResources, WhatWasLeftInNewTexturesIsNoChange) {
+  recorder_->FillNewTextures(0xA5);
+  FrameDiffEngine engine;
+  ASSERT_TRUE(InitRecorded(engine));
+  for (const Image& image : {NoiseImage(kWidth, kHeight), NoiseImage(64, 64), NoiseImage(97, 33)}) {
+    const winrt::com_ptr<ID3D11Texture2D> frame = Frame(image);
+    ASSERT_TRUE(HandleFrame(engine, frame.get()).rebuilt);
+    const Outcome outcome = HandleFrame(engine, frame.get());
+    EXPECT_TRUE(outcome.succeeded);
+    EXPECT_EQ(outcome.rects, Boxes());
+    EXPECT_EQ(outcome.ratio, 0.0f);
+  }
+}
+
 // Names in the order of creation.
 enum ResourceNumber : size_t {
   kTexture,

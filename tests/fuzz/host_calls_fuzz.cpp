@@ -19,6 +19,7 @@
 #include <cstring>
 #include <deque>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -263,11 +264,15 @@ class Run {
   void All() {
     while (input_.Remaining() > 0) {
       const uint8_t code = input_.Byte();
-      One(static_cast<Step>((code & 0x7F) % static_cast<uint8_t>(Step::kCount)), code >> 7);
+      ++steps_;
+      step_ = (code & 0x7F) % static_cast<uint8_t>(Step::kCount);
+      index_ = code >> 7;
+      One(static_cast<Step>(step_), index_);
       CheckHeap();
     }
     NoFaults();
     for (size_t i = 0; i < sessions_.size(); ++i) {
+      index_ = i;
       Recover(i);
       Destroy(i);
     }
@@ -276,6 +281,12 @@ class Run {
     Require(fake::LiveObjects() == objects_before_, "nothing of the sessions is left");
     Require(fake::HeapBytes() == heap_before_, "no memory of the sessions is left");
     fake::Reset();
+  }
+
+  // Where the sessions and the model part: the step's number in the input, from 1, and in Step.
+  std::string Position() const {
+    return "step " + std::to_string(steps_) + " (kind " + std::to_string(step_) + "), session " +
+           std::to_string(index_) + ": ";
   }
 
  private:
@@ -532,6 +543,10 @@ class Run {
     const bool started = Library([&] { return wgc_session_start(session.handle); });
     const bool faults = FaultsHappened();
     if (!faults) Require(started == model.has_target, "a start without faults needs a target only");
+    if (!started && model.started) {
+      // The capture goes on as if there had been no second start.
+      return Status(session);
+    }
     // The pool before is gone, and its events with it.
     Forget(session);
     model.waiting.clear();
@@ -565,6 +580,7 @@ class Run {
     --session.polls;
     Dispatched();
     LoseCertaintyAfterFaults();
+    CheckCopies();
 
     Require(cursor == model.cursor, "a poll tells the cursor switch");
     if (!available) Require(frame == untouched, "a poll without a frame leaves the pointer alone");
@@ -584,6 +600,21 @@ class Run {
       CheckTexture(session, static_cast<ID3D11Texture2D*>(frame));
     } else if (available) {
       CheckBuffer(session, frame, {width, height});
+    }
+  }
+
+  void CheckCopies() {
+    const uint64_t copies = fake::texture_reads - std::exchange(reads_before_, fake::texture_reads);
+    uint64_t least = 0, most = 0;
+    bool certain = true;
+    for (Session& session : sessions_) {
+      certain = certain && (!session.handle || session.model.known);
+      least += std::exchange(session.model.copies, 0);
+      most += std::exchange(session.model.possible_copies, 0);
+    }
+    if (std::exchange(copies_certain_, certain) && certain) {
+      Require(copies >= least && copies <= least + most,
+              "a frame is copied if it is new to the host, and only then");
     }
   }
 
@@ -705,6 +736,7 @@ class Run {
   void Destroy(size_t index) {
     Session& session = sessions_[index];
     if (!session.handle || session.polls > 0) return;
+    CheckCopies();
     Library([&] { wgc_session_destroy(session.handle); });
     FaultsHappened();
     Forget(session);
@@ -917,9 +949,16 @@ class Run {
   uint64_t armed_new_ = 0;    // for the one under way
   bool new_failed_ = false;
   uint64_t faults_seen_ = 0;
+  uint64_t reads_before_ = fake::texture_reads;
+  bool copies_certain_ = true;  // as of the last look
+  uint64_t steps_ = 0;
+  uint8_t step_ = 0;
+  size_t index_ = 0;
   int maps_failed_ = 0;
   bool map_without_data_ = false;
 };
+
+const Run* running = nullptr;
 
 // COM is initialised once a process, so this is, too: a platform that refuses is the one error that
 // leaves the library by exception, and the next attempt is free to succeed.
@@ -944,6 +983,10 @@ bool CheckRefusedCom() {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   [[maybe_unused]] static const bool checked = CheckRefusedCom();
-  Run(data, size).All();
+  Run run(data, size);
+  running = &run;
+  fuzz_position = [] { return running->Position(); };
+  run.All();
+  fuzz_position = nullptr;
   return 0;
 }

@@ -66,6 +66,7 @@ context.Unmap(RamBuff, 0)
 device.CreateBuffer(16 bytes dynamic bind 0x4 cpu 0x10000 misc 0x0 stride 0, $buff) = texBuffer
 context.Map(texBuffer, 0, WRITE_DISCARD, 0)
 context.Unmap(texBuffer, 0)
+context.ClearUnorderedAccessViewUint(lightTexUAV, 0)
 )",
               {{"frame", numbers.frame},
                {"tiles", numbers.tiles},

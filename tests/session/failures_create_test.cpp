@@ -5,7 +5,6 @@
 // case only: once it has succeeded, it never comes again.
 #include <winrt/base.h>
 
-#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,14 +20,12 @@ void* Create(bool monitor) {
   return monitor ? wgc_session_create2(kMonitor) : wgc_session_create(kWindow);
 }
 
-// What comes out of a creation as an exception; nothing when it returns.
+// The error that comes out of a creation, for every code of the same type; nothing when it returns.
 std::optional<HRESULT> Raised(bool monitor) {
   try {
     if (void* const session = Create(monitor)) wgc_session_destroy(session);
   } catch (const winrt::hresult_error& error) {
     return error.code();
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
   }
   return std::nullopt;
 }

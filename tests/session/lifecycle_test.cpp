@@ -3,6 +3,7 @@
 
 // A session from creation to destruction: its states, what each answers, and that it can be
 // destroyed in all of them.
+#include <sstream>
 #include <thread>
 
 #include "session/frames.h"
@@ -279,8 +280,13 @@ TEST_F(Lifecycle, ASecondStartUsesNothingOfTheDeviceBefore) {
   session.ToTexture(true);
   ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
   TexturePixels(session.GetFrame());
+  fake::StartRecording();
   ASSERT_TRUE(session.Start());
   ASSERT_NE(wgc_get_device(session.handle()), before.get());
+  // The engine of the device before has let go of what was bound to its context.
+  const std::vector<std::string> start = fake::TakeRecording();
+  EXPECT_EQ(LinesWith("context1.ClearState()", start).size(), 1u);
+  EXPECT_EQ(LinesWith("context1.Flush()", start).size(), 1u);
 
   // No texture until the new device has made one.
   EXPECT_FALSE(session.GetFrame().available);
@@ -299,90 +305,185 @@ TEST_F(Lifecycle, ASecondStartUsesNothingOfTheDeviceBefore) {
   EXPECT_EQ((before->AddRef(), before->Release()), 1u);
 }
 
-TEST_F(Lifecycle, ASecondStartWithoutADeviceLeavesTheRunningCapture) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ID3D11Device* const device = wgc_get_device(session.handle());
-  fake::FramePool* const pool = fake::LastPool();
-  ASSERT_TRUE(pool->Deliver(Pattern(64, 48)));
-  ASSERT_TRUE(session.GetFrame().available);
+// What a refused second start leaves, and how it is refused.
+class RefusedSecondStart : public Lifecycle {
+ protected:
+  // The objects that a recording has made but not destroyed, and those it destroyed without having
+  // made them.
+  struct Balance {
+    std::vector<std::string> left;
+    std::vector<std::string> lost;
+  };
+  static Balance BalanceOf(const std::vector<std::string>& recording) {
+    Balance balance;
+    for (const std::string& line : recording) {
+      if (line.starts_with('~')) {
+        if (std::erase(balance.left, line.substr(1)) == 0) balance.lost.push_back(line.substr(1));
+      } else if (const size_t made = line.rfind(") = "); made != std::string::npos) {
+        std::istringstream names(line.substr(made + 4));
+        for (std::string name; std::getline(names >> std::ws, name, ',');) {
+          if (!name.starts_with("context")) balance.left.push_back(name);  // the device's own
+        }
+      }
+    }
+    return balance;
+  }
 
-  fake::PlanFaults(fake::EveryCallOf("D3D11CreateDevice",
-                                     {fake::Fault::Kind::kResult, DXGI_ERROR_DEVICE_REMOVED}));
-  EXPECT_FALSE(session.Start());
-  fake::PlanNoFaults();
-  EXPECT_EQ(wgc_get_device(session.handle()), device);
-  EXPECT_TRUE(session.Running());
-  ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 2)));
-  EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48, 2).pixels);
-}
+  // made: what the running capture is made of.
+  static void Refuse(Session& session, const std::vector<std::string>& made, const char* function,
+                     uint64_t number) {
+    if (*function == 0) {
+      // What a second start meets on Windows, where a thread has one dispatcher queue.
+      fake::settings.one_queue_a_thread = true;
+    } else {
+      fake::PlanFaults(fake::NthCallOf(function, number, {Fault::Kind::kResult, E_FAIL}));
+    }
+    TakeLog();
+    fake::StartRecording();
+    EXPECT_FALSE(session.Start());
+    const Balance balance = BalanceOf(fake::TakeRecording());
+    EXPECT_EQ(balance.left, std::vector<std::string>());
+    for (const std::string& lost : balance.lost)
+      EXPECT_EQ(std::count(made.begin(), made.end(), lost), 0) << lost;
+    if (*function == 0) {
+      EXPECT_EQ(TakeLog(),
+                (Log{{1, "WgcCaptureSession::Start"}, {3, "Winrt exception:-2147417842"}}));
+    } else {
+      EXPECT_EQ(fake::FaultsInjected(), 1u);
+    }
+    fake::PlanNoFaults();
+    fake::settings.one_queue_a_thread = false;
+  }
+};
 
-// What every second start on Windows meets, and what else may fail before there is a new pool.
-TEST_F(Lifecycle, ASecondStartWithoutAPoolLeavesTheRunningCapture) {
-  for (const char* const function : {"", "QueryInterface", "CreateDirect3D11DeviceFromDXGIDevice",
-                                     "CreateForWindow", "Create"}) {
+TEST_F(RefusedSecondStart, LeavesTheRunningCaptureWhole) {
+  constexpr struct {
+    const char* function;
+    uint64_t number = 1;
+  } kSteps[] = {{"CreateDXGIFactory1"},
+                {"D3D11CreateDevice"},
+                {""},
+                {"QueryInterface"},
+                {"CreateDirect3D11DeviceFromDXGIDevice"},
+                {"CreateForWindow"},
+                {"get_Size"},
+                {"Create"},
+                {"CreateCaptureSession"},
+                {"put_IsCursorCaptureEnabled"},
+                {"put_IsBorderRequired"},
+                {"add_FrameArrived"},
+                {"GetWeakReference", 1},
+                {"StartCapture"},
+                {"add_Closed"},
+                {"GetWeakReference", 2}};
+  for (const auto& [function, number] : kSteps) {
     SCOPED_TRACE(function);
     Session session;
     session.DirtyRect(true);
     fake::StartRecording();
     ASSERT_TRUE(session.Start());
+    const std::vector<std::string> start = fake::TakeRecording();
     // "pool_statics1.Create(winrt_device1, 87, 2, 64x48) = pool1"
-    const std::string created = LinesWith(".Create(", fake::TakeRecording()).at(0);
+    const std::string created = LinesWith(".Create(", start).at(0);
     const size_t begin = created.find('(') + 1;
     const std::string winrt_device = created.substr(begin, created.find(',') - begin);
     ID3D11Device* const device = wgc_get_device(session.handle());
     fake::FramePool* const pool = fake::LastPool();
+    fake::CaptureItem* const item = fake::LastItem();
+    session.ToTexture(true);
+    ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 9)));
+    TexturePixels(session.GetFrame());
+    session.ToTexture(false);
     ASSERT_TRUE(pool->Deliver(Pattern(64, 48)));
     ASSERT_TRUE(session.GetFrame().available);
 
-    TakeLog();
-    if (*function == 0) {
-      fake::settings.one_queue_a_thread = true;
-    } else {
-      fake::PlanFaults(fake::EveryCallOf(function, {fake::Fault::Kind::kResult, E_FAIL}));
-    }
-    EXPECT_FALSE(session.Start());
-    if (*function == 0) {
-      EXPECT_EQ(TakeLog(), (std::vector<LogLine>{{1, "WgcCaptureSession::Start"},
-                                                 {3, "Winrt exception:-2147417842"}}));
-    } else {
-      EXPECT_GT(fake::FaultsInjected(), 0u);
-    }
-    fake::PlanNoFaults();
-    fake::settings.one_queue_a_thread = false;
-
+    // The content of the item that is made in vain has another size.
+    fake::settings.item_width = 96;
+    Refuse(session, BalanceOf(start).left, function, number);
+    fake::settings.item_width = 64;
     EXPECT_EQ(wgc_get_device(session.handle()), device);
-    EXPECT_TRUE(session.Running());
-    // Unchanged, changed, and of another size: with the engine, the textures and the pool it had.
+    EXPECT_EQ(StateOf(session.handle()), kRunning);
+    // The texture it had; unchanged, changed, and of another size, with the engine, the textures
+    // and the pool it had.
+    session.ToTexture(true);
+    EXPECT_EQ(TexturePixels(session.GetFrame()).pixels, Pattern(64, 48, 9).pixels);
+    session.ToTexture(false);
+    fake::StartRecording();
     for (const auto& picture : {Pattern(64, 48), Pattern(64, 48, 2)}) {
       ASSERT_TRUE(pool->Deliver(picture));
       EXPECT_EQ(Pixels(session.GetFrame()).pixels, picture.pixels);
     }
+    EXPECT_TRUE(LinesWith("CreateTexture2D", fake::TakeRecording()).empty());
     fake::StartRecording();
     ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 3), {80, 60}));
     EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48, 3).pixels);
     EXPECT_EQ(LinesWith(".Recreate(" + winrt_device + ", ", fake::TakeRecording()).size(), 1u);
     ASSERT_TRUE(pool->Deliver(Pattern(80, 60, 4)));
     EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(80, 60, 4).pixels);
+    // And the platform still finds whom to tell that the window is gone.
+    EXPECT_EQ(item->RaiseClosed(), S_OK);
+    EXPECT_EQ(StateOf(session.handle()), kClosed);
   }
 }
 
-TEST_F(Lifecycle, ASecondStartThatFailsWithItsPoolTakesNoFrameOfTheDeviceBefore) {
+TEST_F(RefusedSecondStart, LeavesACaptureThatClosedWithItsDevice) {
   Session session;
+  fake::StartRecording();
   ASSERT_TRUE(session.Start());
+  const std::vector<std::string> start = fake::TakeRecording();
   ID3D11Device* const device = wgc_get_device(session.handle());
-  fake::FramePool* const pool = fake::LastPool();
-  pool->AddRef();
-  ASSERT_TRUE(pool->Deliver(Pattern(64, 48)));
-  ASSERT_TRUE(session.GetFrame().available);
-  fake::PlanFaults(fake::EveryCallOf("CreateCaptureSession", {fake::Fault::Kind::kResult, E_FAIL}));
+  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
+  fake::LastItem()->RaiseClosed();
+  Refuse(session, BalanceOf(start).left, "", 1);
+  EXPECT_EQ(wgc_get_device(session.handle()), device);
+  EXPECT_EQ(StateOf(session.handle()), kClosed);
+  EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48).pixels);
+}
+
+// A start that failed has nothing to protect: the next one writes over what it made.
+TEST_F(Lifecycle, AStartAfterAFailedOneWritesOverWhatThatMade) {
+  Session session;
+  fake::PlanFaults(fake::EveryCallOf("StartCapture", {Fault::Kind::kResult, E_FAIL}));
+  EXPECT_FALSE(session.Start());
+  ID3D11Device* const device = wgc_get_device(session.handle());
+  device->AddRef();  // so that the address is not given again
+  fake::PlanFaults(
+      fake::EveryCallOf("CreateDispatcherQueueController", {Fault::Kind::kResult, E_FAIL}));
   EXPECT_FALSE(session.Start());
   fake::PlanNoFaults();
+  EXPECT_NE(wgc_get_device(session.handle()), nullptr);
   EXPECT_NE(wgc_get_device(session.handle()), device);
-  EXPECT_FALSE(pool->HasHandler());
-  ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 2)));
-  EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48).pixels);
-  pool->Release();
+  device->Release();
+}
+
+// A start that fails with its last step has frames coming all the same; none of their textures may
+// meet the next device.
+TEST_F(Lifecycle, AStartThatFailedLastLeavesNoFramesToTheNext) {
+  for (const bool next_fails : {false, true}) {
+    Session session;
+    session.DirtyRect(true);
+    fake::PlanFaults(fake::EveryCallOf("add_Closed", {Fault::Kind::kResult, E_FAIL}));
+    EXPECT_FALSE(session.Start());
+    fake::PlanNoFaults();
+    fake::FramePool* pool = fake::LastPool();
+    for (int i = 0; i < 2; ++i) {
+      ASSERT_TRUE(pool->Deliver(Pattern(64, 48)));
+      EXPECT_TRUE(session.GetFrame().available);
+    }
+    fake::settings.one_queue_a_thread = next_fails;
+    fake::StartRecording();
+    EXPECT_EQ(session.Start(), !next_fails);
+    EXPECT_EQ(LinesWith(".Flush()", fake::TakeRecording()).size(), 1u);
+    fake::settings.one_queue_a_thread = false;
+    EXPECT_EQ(fake::LastPool() == pool, next_fails);
+    EXPECT_EQ(fake::LastPool()->HasHandler(), !next_fails);
+    pool = fake::LastPool();
+    for (const uint32_t seed : {2u, 3u}) {
+      ASSERT_TRUE(pool->Deliver(Pattern(64, 48, seed)));
+      EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48, next_fails ? 1 : seed).pixels);
+      if (next_fails) break;
+    }
+  }
 }
 
 // Nobody could remove a handler whose registration was lost, and it would outlive the session.

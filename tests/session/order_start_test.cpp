@@ -206,6 +206,9 @@ TEST_F(StartOrder, ASecondStartRepeatsEveryStep) {
   names = Names();
   names.Give("adapter1", "adapter_of_the_first_start");
   names.Give("pool1", "pool_of_the_first_start");
+  names.Give("item1", "item_of_the_first_start");
+  names.Give("session1", "session_of_the_first_start");
+  names.Give("context1", "context_of_the_first_start");
   const Calls device = List(R"(
 log(1, "WgcCaptureSession::Start")
 CreateDXGIFactory1(IDXGIFactory1) = factory
@@ -215,16 +218,17 @@ factory.EnumAdapters1(1)
 D3D11CreateDevice(adapter_of_the_first_start, 0, null, 32,
   [0xb000 0xa100 0xa000], 3, 7) = device, context
 )");
-  // As soon as there is a new pool, the one before is not listened to any more.
-  Calls pool = PoolCalls();
-  const auto created = std::find_if(pool.begin(), pool.end(), [](const std::string& line) {
-    return line.starts_with("pool_statics.Create(");
-  });
-  ASSERT_NE(created, pool.end());
-  pool.insert(created + 1, "pool_of_the_first_start.remove_FrameArrived(1)");
-  ExpectStart(session, Joined({device, EngineCalls(), TargetCalls(kCreateForWindow), pool,
-                               CursorCalls("Disable", "false"), BorderCalls("Disable", "false"),
-                               RunCalls()}));
+  // The first capture is let go once the second runs; the handler of its item right before.
+  Calls run = RunCalls();
+  run.insert(run.end() - 1, "item_of_the_first_start.remove_Closed(1)");
+  const Calls end = List(R"(
+context_of_the_first_start.ClearState()
+context_of_the_first_start.Flush()
+pool_of_the_first_start.remove_FrameArrived(1)
+)");
+  ExpectStart(session,
+              Joined({device, EngineCalls(), TargetCalls(kCreateForWindow), PoolCalls(),
+                      CursorCalls("Disable", "false"), BorderCalls("Disable", "false"), run, end}));
 }
 
 // Where each step that answers an HRESULT of its own ends the start: nothing is called after it but

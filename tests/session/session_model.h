@@ -121,6 +121,9 @@ struct SessionModel {
   Picture held;
   std::vector<Picture> alternatives;
   bool in_step = false;  // the picture held is the one that the detector remembers
+  // Frames that were copied to the buffer since the test last looked, and that may have been.
+  uint64_t copies = 0;
+  uint64_t possible_copies = 0;
   bool output_known = true;
   std::shared_ptr<OutputTexture> output;
   std::optional<float> ratio = 0.0f;
@@ -150,6 +153,7 @@ struct SessionModel {
       HandleInBufferOutput(frame);
       // A pool that cannot be made anew ends the handler before the frame counts as read.
       pending = FollowContent(frame.content);
+      if (!pending) in_step = false;
     }
   }
 
@@ -167,6 +171,8 @@ struct SessionModel {
       MakeBuffer(wanted.Pixels() * 4);
       size = wanted;
     }
+    const bool is_certain = copied == Copied::kYes && (detector.known || !detect);
+    if (copied != Copied::kNo) ++(is_certain ? copies : possible_copies);
     if (copied == Copied::kPerhaps) {
       alternatives.push_back(frame.picture);
     } else if (copied == Copied::kYes) {
@@ -177,7 +183,8 @@ struct SessionModel {
 
   enum class Copied { kNo, kPerhaps, kYes };
 
-  // An unchanged frame need not be copied, but only where what it was compared with is held.
+  // An unchanged frame is not copied if what it was compared with is held. Otherwise it is new to
+  // the host, whatever it was compared with.
   Copied DetectInBufferOutput(const Frame& frame) {
     const Size wanted = SizeOf(*frame.picture);
     const bool rebuilt = detector.known ? detector.size != wanted : frame.first_of_its_size;
@@ -187,14 +194,16 @@ struct SessionModel {
       ratio.reset();
       return in_step && held && SizeOf(*held) == wanted ? Copied::kPerhaps : Copied::kYes;
     }
-    bool changed = true;
+    bool is_new = true;
     if (!rebuilt) {
       const reference::Diff diff = detector.Detect(frame);
-      ratio = reference::Ratio(diff.area, wanted.width, wanted.height);
-      changed = !diff.rects.empty();
+      is_new = !diff.rects.empty() || !in_step;
+      if (!diff.rects.empty() || in_step) {
+        ratio = reference::Ratio(diff.area, wanted.width, wanted.height);
+      }
     }
     detector.UpdateOld(frame);
-    return changed || !in_step ? Copied::kYes : Copied::kNo;
+    return is_new ? Copied::kYes : Copied::kNo;
   }
 
   void MakeBuffer(uint64_t needed) {

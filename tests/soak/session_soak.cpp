@@ -4,8 +4,9 @@
 // session_soak [--frames=N] [--seed=N]: sessions that capture for long, with all that happens to
 // them: resizes, switches, closed items, failing calls. Each reported frame is compared pixel by
 // pixel with the one that was delivered; what a session holds must be the same at the end of its
-// life as at the beginning. Prints one line of figures; fails at the first frame that is lost or
-// wrong, and at anything that grows.
+// life as at the beginning. Prints one line of figures, and before it, for what is not as it must
+// be, the seed, the session and the frame. Fails when a frame is lost, wrong or copied without
+// need, and when anything grows.
 
 #include <algorithm>
 #include <charconv>
@@ -77,9 +78,17 @@ class Soak {
   // Ends the run unless `holds`.
   void Check(bool holds, const char* expectation) const {
     if (holds) return;
-    std::printf("seed=%u frame=%llu not so: %s\n", seed_,
-                static_cast<unsigned long long>(figures_.frames), expectation);
+    Report(expectation);
     std::exit(1);
+  }
+
+  // Where the session and the model have parted.
+  void Report(const char* expectation) const {
+    std::printf("seed=%u session=%llu frame=%llu %s output, detection %s, not so: %s\n", seed_,
+                static_cast<unsigned long long>(figures_.sessions),
+                static_cast<unsigned long long>(figures_.frames),
+                model_.to_texture ? "texture" : "byte", model_.detect ? "on" : "off", expectation);
+    std::fflush(stdout);
   }
 
   uint32_t Below(uint32_t limit) { return static_cast<uint32_t>(random_() % limit); }
@@ -100,6 +109,7 @@ class Soak {
       Check(started, "a session starts");
       model_.running = model_.started = model_.started_clean = true;
       model_.Restart(fake::LastPool()->Size());
+      ForgetCopies();
       const uint64_t end = figures_.frames + 200 + Below(1000);
       Settle();
       while (figures_.frames < end) OneFrame();
@@ -245,10 +255,29 @@ class Soak {
       }
       model_.alternatives.clear();
     }
-    if (!shown) ++(!poll.available || Shows(poll, before) ? figures_.lost : figures_.wrong);
+    if (!shown) {
+      const bool lost = !poll.available || Shows(poll, before);
+      // The first is told; the others are counted, so that the figures tell how bad it is.
+      if (figures_.lost + figures_.wrong == 0) {
+        Report(lost ? "the frame that was delivered is reported" : "the frame reported is right");
+      }
+      ++(lost ? figures_.lost : figures_.wrong);
+    }
     Release(poll);
     CheckRatio();
+    CheckCopies();
     CheckMemory();
+  }
+
+  void CheckCopies() {
+    const uint64_t copies = fake::texture_reads - texture_reads_before_;
+    Check(copies >= model_.copies && copies <= model_.copies + model_.possible_copies,
+          "a frame is copied if it is new to the host, and only then");
+    ForgetCopies();
+  }
+  void ForgetCopies() {
+    texture_reads_before_ = fake::texture_reads;
+    model_.copies = model_.possible_copies = 0;
   }
 
   void CheckRatio() {
@@ -312,6 +341,7 @@ class Soak {
       if (!model_.alternatives.empty() && Shows(poll, now)) model_.held = now;
       model_.alternatives.clear();
       Release(poll);
+      CheckCopies();
       return CheckRatio();
     }
     Check(!poll.available || Shows(poll, now) ||
@@ -346,6 +376,7 @@ class Soak {
     model_.output = nullptr;
     model_.detector.known = false;
     model_.content = fake::LastPool()->Size();
+    ForgetCopies();
     wgc_get_update_ratio(session_);
     Deliver();
     ExpectFrames();
@@ -404,6 +435,7 @@ class Soak {
       if (!Shows(poll, picture)) ++figures_.lost;
       Release(poll);
       CheckRatio();
+      CheckCopies();
       CheckMemory();
       if (i < kWarmUp) continue;
       ++figures_.steady_frames;
@@ -419,6 +451,7 @@ class Soak {
   int64_t objects_before_ = 0;
   int64_t objects_of_session_ = 0;
   uint64_t mallocs_ = 0;
+  uint64_t texture_reads_before_ = 0;
   void* session_ = nullptr;
   SessionModel model_;
   Picture last_;
@@ -472,7 +505,6 @@ int main(int argc, char** argv) {
     std::printf("%s=%llu ", name, static_cast<unsigned long long>(value));
   }
   std::printf("seconds=%.1f\n", seconds.count());
-  // These are counted to the end, so that the figures tell how bad it is.
   const bool sound = figures.lost == 0 && figures.wrong == 0 && figures.steady_new == 0 &&
                      figures.steady_malloc == 0;
   return sound ? 0 : 1;

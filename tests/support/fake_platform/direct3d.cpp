@@ -51,6 +51,14 @@ uint8_t* Memory::Write(uint32_t row) {
   return bytes_.get() + static_cast<size_t>(row) * row_bytes_;
 }
 
+void Memory::Fill(uint8_t byte) {
+  if (byte == 0) {
+    bytes_ = nullptr;
+  } else {
+    std::memset(Write(0), byte, static_cast<size_t>(row_bytes_) * rows_);
+  }
+}
+
 void Memory::CopyFrom(const Memory& other) {
   if (other.IsUntouched()) {
     bytes_ = nullptr;
@@ -384,6 +392,7 @@ class Context final : public UnusedContextMethods {
         std::memcpy(storage->mapping->Row(row), memory.Read(row), memory.row_bytes());
       }
     }
+    if (reads && !storage->is_buffer) ++texture_reads;
     *mapped = storage->mapping->Describe();
     return call.FailsAfterWork() ? call.Result() : S_OK;
   }
@@ -462,6 +471,20 @@ class Context final : public UnusedContextMethods {
       if (access_views_[i]) bindings.access_views[i] = access_views_[i]->storage;
     }
     for (UINT i = 0; i < z; ++i) Run(shader_->program, bindings, x, y);
+  }
+
+  void STDMETHODCALLTYPE ClearUnorderedAccessViewUint(ID3D11UnorderedAccessView* view,
+                                                      const UINT* values) override {
+    const OutsideLibrary outside;
+    const std::string name = NameOf(view);
+    const Call call(name_, "ClearUnorderedAccessViewUint", name, values[0]);
+    auto* const known = Known<AccessView>(view);
+    if (!known || known->storage->device != device_ || known->storage->mapping ||
+        known->storage->format != DXGI_FORMAT_R8_UINT) {
+      Refuse("ClearUnorderedAccessViewUint(" + name + ")");
+      return;
+    }
+    known->storage->memory.Fill(static_cast<uint8_t>(values[0]));
   }
 
   void STDMETHODCALLTYPE ClearState() override {
@@ -544,7 +567,9 @@ class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
     *texture = nullptr;
     if (call.Fails()) return call.Result();
     if (!IsValid(*desc)) return E_INVALIDARG;
-    return Made(call, new Texture(this, *desc), texture);
+    auto* const made = new Texture(this, *desc);
+    if (desc->Usage == D3D11_USAGE_DEFAULT) made->storage.memory.Fill(settings.new_texture_byte);
+    return Made(call, made, texture);
   }
 
   HRESULT STDMETHODCALLTYPE CreateBuffer(const D3D11_BUFFER_DESC* desc,

@@ -10,6 +10,7 @@
 
 #include <d3d11.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -31,6 +32,7 @@ class Memory {
   // Null while untouched.
   const uint8_t* Read(uint32_t row) const;
   uint8_t* Write(uint32_t row);
+  void Fill(uint8_t byte);
   void CopyFrom(const Memory& other);
 
  private:
@@ -91,14 +93,16 @@ D3D11_TEXTURE2D_DESC DescOf(ID3D11Texture2D* texture);
 // The contents of a buffer.
 std::vector<uint32_t> WordsOf(ID3D11Buffer* buffer);
 bool IsMapped(ID3D11Resource* resource);
+// How often a texture was mapped for reading, in all: a frame that is copied to the CPU is, once.
+inline std::atomic<uint64_t> texture_reads = 0;
 
 // A device as D3D11CreateDevice makes it, with one reference for the caller.
 ID3D11Device* NewDevice();
 
 // Descriptions as they read in a recording, for hand-written lists:
-// "64x48 mips 1 layers 1 format 87 samples 1/0 usage 3 bind 0x0 cpu 0x20000 misc 0x0".
+// "64x48 mips 1 layers 1 format 87 samples 1/0 staging bind 0x0 cpu 0x20000 misc 0x0".
 std::string Text(const D3D11_TEXTURE2D_DESC& desc);
-// "16 bytes usage 2 bind 0x4 cpu 0x10000 misc 0x0 stride 0"
+// "16 bytes dynamic bind 0x4 cpu 0x10000 misc 0x0 stride 0"
 std::string Text(const D3D11_BUFFER_DESC& desc);
 
 }  // namespace fake

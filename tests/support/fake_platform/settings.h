@@ -46,6 +46,8 @@ struct Settings {
   int32_t item_width = 64;
   int32_t item_height = 48;
 
+  // What every byte of a new texture for the GPU holds; Direct3D leaves its contents undefined.
+  uint8_t new_texture_byte = 0;
   // What a mapped texture's rows are longer than their pixels, in bytes.
   uint32_t row_padding = 64;
   // What a mapped buffer is longer than the buffer, in bytes; holds ones.

@@ -138,10 +138,6 @@ class UnusedContextMethods : public ID3D11DeviceContext {
   void STDMETHODCALLTYPE ClearRenderTargetView(ID3D11RenderTargetView*, const FLOAT*) override {
     Unused("ClearRenderTargetView");
   }
-  void STDMETHODCALLTYPE ClearUnorderedAccessViewUint(ID3D11UnorderedAccessView*,
-                                                      const UINT*) override {
-    Unused("ClearUnorderedAccessViewUint");
-  }
   void STDMETHODCALLTYPE ClearUnorderedAccessViewFloat(ID3D11UnorderedAccessView*,
                                                        const FLOAT*) override {
     Unused("ClearUnorderedAccessViewFloat");
