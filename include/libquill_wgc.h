@@ -21,6 +21,7 @@
  *         use(frame, width, height, width * 4);
  *         wgc_free_recent_frame(session, frame);
  *       }
+ *       MsgWaitForMultipleObjects(0, NULL, FALSE, 16, QS_ALLINPUT);
  *     }
  *   }
  *   if (session != NULL) wgc_session_destroy(session);
@@ -125,7 +126,7 @@ void* wgc_session_create2(HMONITOR monitor);
  * thread the session's start thread and gives it a dispatcher queue.
  *
  * @param session A session. One that runs cannot be started again on its thread: the call fails,
- *     and the capture goes on.
+ *     and the capture goes on with all that it had.
  * @return True when capture runs. On false the log has a WGC_LOG_ERROR line with the reason; a
  *     session that did not run before then is good for nothing but wgc_session_destroy().
  */
@@ -134,6 +135,13 @@ bool wgc_session_start(void* session);
 /**
  * Stops capturing, frees the session and everything it owns: the frame bytes handed out become
  * invalid; textures handed out live on until the host releases its references. Start thread.
+ *
+ * It must be the last call on the session: not while another thread is inside one, and not from a
+ * message that a poll of the session dispatches, such as a window procedure of the host's, as the
+ * poll goes on with the session afterwards. The platform may be telling the session on a thread of
+ * its own that the window is gone; that handler logs "Wgc on_closed" and then sets two flags of the
+ * session. Whether Windows waits for it is not documented, so a host that destroys a session because
+ * wgc_get_status() has turned false lets a poll pass first.
  *
  * @param session A live session. A null pointer is not ignored: it is a fault.
  */
@@ -192,12 +200,15 @@ void wgc_free_recent_frame(void* session, void* frame);
  * not watched. Frames are compared with the previous frame that detection saw in byte output; in
  * texture output always with the same one, a blank one when detection ran in texture output only.
  *
+ * In byte output, 0.0 means that the bytes are as they were: a frame that looks the same as the one
+ * it was compared with, while the bytes hold another or none, is copied and counts as not compared.
+ *
  * Start thread; from another thread a value may be lost.
  *
  * @param session The session.
- * @return The changed share. 1.0 for the first frame of a size that detection meets (0.0 for it in
- *     texture output), and for every frame without detection. 0.0 when no frame has arrived since
- *     the previous call.
+ * @return The changed share. 1.0 for a frame that was not compared: every frame without detection,
+ *     and the first of a size that detection meets (0.0 for it in texture output). 0.0 when no frame
+ *     has arrived since the previous call.
  */
 float wgc_get_update_ratio(void* session);
 
@@ -214,8 +225,8 @@ bool wgc_get_status(void* session);
  * The device that captures, for sharing. Use its immediate context on the start thread only.
  *
  * @param session The session.
- * @return The device; null before a successful start. Borrowed: no reference is added, and it lives
- *     as long as the session.
+ * @return The device; null until wgc_session_start() has made one, and kept when that start fails
+ *     later on. Borrowed: no reference is added, and it lives as long as the session.
  */
 ID3D11Device* wgc_get_device(void* session);
 
