@@ -162,6 +162,50 @@ TEST_F(NativeActivation, ALibraryWithoutTheFactoryIsFreed) {
   EXPECT_EQ(factory->references(), 1u);
 }
 
+// A factory whose code is its library's.
+struct LibraryFactory final : Factory {
+  ~LibraryFactory() override { libraries_at_end = fake::libraries_loaded; }
+  static inline int libraries_at_end = 0;
+};
+
+HRESULT WINAPI GetNewFactory(HSTRING, IActivationFactory** factory) {
+  *factory = new LibraryFactory;
+  return S_OK;
+}
+
+TEST_F(NativeActivation, ALibraryIsFreedAfterItsFactory) {
+  fake::settings.foreign_factory = nullptr;
+  fake::settings.libraries = {{"a.dll", GetNewFactory}};
+  EXPECT_THROW((winrt::get_activation_factory<SomeClass, IErrorInfo>()),
+               winrt::hresult_class_not_registered);
+  EXPECT_EQ(LibraryFactory::libraries_at_end, 1);
+  EXPECT_EQ(fake::libraries_loaded, 0);
+}
+
+void LeaveOnThread(wchar_t const* text) {
+  winrt::com_ptr<ErrorInfo> const info{new ErrorInfo(REGDB_E_CLASSNOTREG, text, nullptr),
+                                       winrt::take_ownership_from_abi};
+  SetErrorInfo(0, info.get());
+}
+
+HRESULT WINAPI FailWithATextOfItsOwn(HSTRING, IActivationFactory** factory) {
+  LeaveOnThread(L"the library's");
+  *factory = nullptr;
+  return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+TEST_F(NativeActivation, AFailureIsDescribedByThePlatformAndNotByALibrary) {
+  fake::settings.foreign_factory = nullptr;
+  fake::settings.libraries = {{"a.dll", FailWithATextOfItsOwn}};
+  LeaveOnThread(L"the platform's");
+  try {
+    winrt::get_activation_factory<SomeClass>();
+    ADD_FAILURE() << "nothing thrown";
+  } catch (winrt::hresult_class_not_registered const& error) {
+    EXPECT_EQ(winrt::to_string(error.message()), "the platform's");
+  }
+}
+
 TEST_F(NativeActivation, ANameWithoutNamespaceHasNoLibrary) {
   fake::settings.foreign_factory = nullptr;
   fake::settings.libraries = {{".dll", GetLibraryFactory}, {"unknown.dll", GetLibraryFactory}};
