@@ -117,6 +117,10 @@ TEST_F(Errors, TextOfAnotherErrorIsNotTheMessage) {
 TEST_F(Errors, TheSystemsTextIsTheLastResort) {
   EXPECT_EQ(MessageOf(E_INVALIDARG), SystemText(E_INVALIDARG));
   EXPECT_FALSE(MessageOf(E_INVALIDARG).empty());
+  // With a place for an argument that nobody supplies.
+  std::string const with_place = MessageOf(HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT));
+  EXPECT_EQ(with_place, SystemText(HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT)));
+  EXPECT_NE(with_place.find("%1"), std::string::npos);
   // No such facility.
   EXPECT_EQ(MessageOf(static_cast<HRESULT>(0xA7FF1234)), "");
 }

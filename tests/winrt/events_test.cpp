@@ -240,6 +240,7 @@ TEST_F(Events, AutomaticRevocationNeedsWeakReferences) {
   EXPECT_THROW(
       static_cast<void>(projected().Closed(winrt::auto_revoke, [](auto const&, auto const&) {})),
       winrt::hresult_no_interface);
+  EXPECT_EQ(item->removed, std::vector<std::int64_t>{0x123456789});
 }
 
 }  // namespace

@@ -3,8 +3,9 @@
 
 // The rules of activation that need a platform which can be told what to answer.
 #include <gtest/gtest.h>
-#include <winrt/base.h>
+#include <winrt/Windows.Foundation.Metadata.h>
 
+#include "support/fake_platform/calls.h"
 #include "support/fake_platform/settings.h"
 #include "winrt/test_objects.h"
 
@@ -102,6 +103,17 @@ TEST_F(NativeActivation, AgileStaticsAreActivatedOnce) {
   // What the cache holds for good is given back here, for the next test.
   winrt::impl::cached_statics<AgileClass, IActivationFactory> = nullptr;
   agile->Release();
+}
+
+TEST_F(NativeActivation, StaticsThatAreNotAgileAreAskedForAgain) {
+  winrt::com_ptr<Factory> const other{new Factory, winrt::take_ownership_from_abi};
+  for (Factory* const asked : {factory.get(), other.get()}) {
+    fake::settings.foreign_factory = asked;
+    EXPECT_EQ((winrt::impl::call_statics<SomeClass, IActivationFactory>(
+                  [](IActivationFactory* held) { return held; })),
+              asked);
+    EXPECT_EQ(asked->references(), 1u);
+  }
 }
 
 TEST_F(NativeActivation, ALostRaceKeepsTheWinnersStatics) {
@@ -204,6 +216,20 @@ TEST_F(NativeActivation, AFailureIsDescribedByThePlatformAndNotByALibrary) {
   } catch (winrt::hresult_class_not_registered const& error) {
     EXPECT_EQ(winrt::to_string(error.message()), "the platform's");
   }
+}
+
+TEST_F(NativeActivation, ApiInformationTellsOfPropertiesAndContracts) {
+  using winrt::Windows::Foundation::Metadata::ApiInformation;
+  constexpr wchar_t session[] = L"Windows.Graphics.Capture.GraphicsCaptureSession";
+  EXPECT_TRUE(ApiInformation::IsPropertyPresent(session, L"IsBorderRequired"));
+  EXPECT_FALSE(ApiInformation::IsPropertyPresent(session, L"NoSuchProperty"));
+  constexpr wchar_t contract[] = L"Windows.Foundation.UniversalApiContract";
+  EXPECT_TRUE(ApiInformation::IsApiContractPresent(contract, 8));
+  EXPECT_FALSE(ApiInformation::IsApiContractPresent(contract, 9));
+  fake::PlanFaults(
+      fake::EveryCallOf("IsPropertyPresent", {fake::Fault::Kind::kResult, E_ACCESSDENIED}));
+  EXPECT_THROW(ApiInformation::IsPropertyPresent(session, L"IsBorderRequired"),
+               winrt::hresult_access_denied);
 }
 
 TEST_F(NativeActivation, ANameWithoutNamespaceHasNoLibrary) {

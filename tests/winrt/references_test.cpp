@@ -38,6 +38,9 @@ TEST_F(References, CopiesCountAndMovesDoNot) {
   base = nullptr;
   third = first;
   EXPECT_EQ(first->references(), 2u);
+  base = std::move(third);
+  EXPECT_FALSE(third);
+  EXPECT_EQ(first->references(), 2u);
 }
 
 TEST_F(References, AssignmentToItselfKeepsTheObject) {
@@ -107,6 +110,14 @@ TEST_F(References, CopyFromKeepsWhatOnlyTheReleasedObjectHeld) {
   EXPECT_EQ(item.get(), owned);
   EXPECT_EQ(item->references(), 1u);
   EXPECT_EQ(objects_alive, 1);
+}
+
+TEST_F(References, SwapExchangesTheObjects) {
+  com_ptr<Item> one = NewItem(), other = NewItem();
+  Item *const first = one.get(), *const second = other.get();
+  swap(one, other);
+  EXPECT_EQ(one.get(), second);
+  EXPECT_EQ(other.get(), first);
 }
 
 TEST_F(References, AsAsksTheObject) {
