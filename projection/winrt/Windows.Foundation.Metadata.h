@@ -38,14 +38,6 @@ struct ApiInformation {
     });
   }
 
-  static bool IsApiContractPresent(param::hstring const& contract_name, std::uint16_t major_version,
-                                   std::uint16_t minor_version) {
-    return ask([&](Statics* statics, boolean* present) {
-      return statics->IsApiContractPresentByMajorAndMinor(handle(contract_name), major_version,
-                                                          minor_version, present);
-    });
-  }
-
  private:
   using Statics = ABI::Windows::Foundation::Metadata::IApiInformationStatics;
 

@@ -108,7 +108,7 @@ struct Pool : TestObject<capture_abi::IDirect3D11CaptureFramePool> {
   HRESULT STDMETHODCALLTYPE
   TryGetNextFrame(capture_abi::IDirect3D11CaptureFrame** result) override {
     *result = std::exchange(next_frame, nullptr);
-    return S_OK;
+    return next_result;
   }
   HRESULT STDMETHODCALLTYPE add_FrameArrived(Handler*, EventRegistrationToken*) override {
     return E_NOTIMPL;
@@ -130,6 +130,7 @@ struct Pool : TestObject<capture_abi::IDirect3D11CaptureFramePool> {
   INT32 buffers = 0;
   ABI::Windows::Graphics::SizeInt32 size{};
   capture_abi::IDirect3D11CaptureFrame* next_frame = nullptr;
+  HRESULT next_result = S_OK;
   capture_abi::IGraphicsCaptureItem* item = nullptr;
 };
 
@@ -203,6 +204,8 @@ TEST_F(Classes, APoolWithoutAFrameGivesAnEmptyOne) {
   object->next_frame = new Frame;
   EXPECT_TRUE(pool.TryGetNextFrame());
   EXPECT_FALSE(pool.TryGetNextFrame());
+  object->next_result = E_ACCESSDENIED;
+  EXPECT_THROW(pool.TryGetNextFrame(), winrt::hresult_access_denied);
 }
 
 TEST_F(Classes, APoolMakesASessionForAnItem) {

@@ -14,31 +14,6 @@ using winrt::com_ptr;
 using winrt::hresult_error;
 using winrt::take_ownership_from_abi;
 
-// What a failing call leaves on the thread.
-struct ErrorInfo : TestObject<IErrorInfo, IRestrictedErrorInfo> {
-  ErrorInfo(HRESULT the_code, wchar_t const* the_description, wchar_t const* the_restricted)
-      : code(the_code), description(the_description), restricted(the_restricted) {}
-
-  HRESULT STDMETHODCALLTYPE GetGUID(GUID*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetSource(BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetDescription(BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetErrorDetails(BSTR* the_description, HRESULT* the_code,
-                                            BSTR* the_restricted, BSTR* capability) override {
-    *the_description = SysAllocString(description);
-    *the_code = code;
-    *the_restricted = SysAllocString(restricted);
-    *capability = nullptr;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE GetReference(BSTR*) override { return E_NOTIMPL; }
-
-  HRESULT code;
-  wchar_t const* description;
-  wchar_t const* restricted;
-};
-
 class Errors : public testing::Test {
  protected:
   void SetUp() override { SetErrorInfo(0, nullptr); }
@@ -142,6 +117,10 @@ TEST_F(Errors, TextOfAnotherErrorIsNotTheMessage) {
 TEST_F(Errors, TheSystemsTextIsTheLastResort) {
   EXPECT_EQ(MessageOf(E_INVALIDARG), SystemText(E_INVALIDARG));
   EXPECT_FALSE(MessageOf(E_INVALIDARG).empty());
+  // With a place for an argument that nobody supplies.
+  std::string const with_place = MessageOf(HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT));
+  EXPECT_EQ(with_place, SystemText(HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT)));
+  EXPECT_NE(with_place.find("%1"), std::string::npos);
   // No such facility.
   EXPECT_EQ(MessageOf(static_cast<HRESULT>(0xA7FF1234)), "");
 }

@@ -151,7 +151,6 @@ TEST_F(Events, AnExceptionBecomesTheAnswerOfInvoke) {
   EXPECT_EQ(AnswerTo(std::out_of_range("index")), static_cast<HRESULT>(0x8000000B));
   EXPECT_EQ(AnswerTo(std::invalid_argument("value")), E_INVALIDARG);
   EXPECT_EQ(AnswerTo(std::runtime_error("other")), E_FAIL);
-  EXPECT_EQ(AnswerTo(42), E_FAIL);
 }
 
 TEST_F(Events, ATokenRemovesItsRegistration) {
@@ -241,6 +240,7 @@ TEST_F(Events, AutomaticRevocationNeedsWeakReferences) {
   EXPECT_THROW(
       static_cast<void>(projected().Closed(winrt::auto_revoke, [](auto const&, auto const&) {})),
       winrt::hresult_no_interface);
+  EXPECT_EQ(item->removed, std::vector<std::int64_t>{0x123456789});
 }
 
 }  // namespace

@@ -209,13 +209,18 @@ TEST(MethodOrder, OfInterfacesThatFollowIUnknown) {
   EXPECT_EQ(Slot(&IGraphicsCaptureItemInterop::CreateForMonitor), 4);
 }
 
-TEST(Layouts, AreThoseOfTheBinaryInterface) {
+TEST(LayoutsAndConstants, AreThoseOfTheBinaryInterface) {
   EXPECT_EQ(sizeof(abi::Graphics::SizeInt32), 8u);
   EXPECT_EQ(sizeof(winrt::Windows::Graphics::SizeInt32), 8u);
   EXPECT_EQ(sizeof(EventRegistrationToken), 8u);
   EXPECT_EQ(sizeof(abi::Foundation::TimeSpan), 8u);
   EXPECT_EQ(sizeof(DispatcherQueueOptions), 12u);
   EXPECT_EQ(sizeof(boolean), 1u);
+  EXPECT_EQ(int{DQTYPE_THREAD_DEDICATED}, 1);
+  EXPECT_EQ(int{DQTYPE_THREAD_CURRENT}, 2);
+  EXPECT_EQ(int{DQTAT_COM_NONE}, 0);
+  EXPECT_EQ(int{DQTAT_COM_ASTA}, 1);
+  EXPECT_EQ(int{DQTAT_COM_STA}, 2);
 }
 
 }  // namespace

@@ -3,8 +3,9 @@
 
 // The rules of activation that need a platform which can be told what to answer.
 #include <gtest/gtest.h>
-#include <winrt/base.h>
+#include <winrt/Windows.Foundation.Metadata.h>
 
+#include "support/fake_platform/calls.h"
 #include "support/fake_platform/settings.h"
 #include "winrt/test_objects.h"
 
@@ -104,6 +105,17 @@ TEST_F(NativeActivation, AgileStaticsAreActivatedOnce) {
   agile->Release();
 }
 
+TEST_F(NativeActivation, StaticsThatAreNotAgileAreAskedForAgain) {
+  winrt::com_ptr<Factory> const other{new Factory, winrt::take_ownership_from_abi};
+  for (Factory* const asked : {factory.get(), other.get()}) {
+    fake::settings.foreign_factory = asked;
+    EXPECT_EQ((winrt::impl::call_statics<SomeClass, IActivationFactory>(
+                  [](IActivationFactory* held) { return held; })),
+              asked);
+    EXPECT_EQ(asked->references(), 1u);
+  }
+}
+
 TEST_F(NativeActivation, ALostRaceKeepsTheWinnersStatics) {
   winrt::com_ptr<AgileFactory> const winner{new AgileFactory, winrt::take_ownership_from_abi};
 
@@ -160,6 +172,64 @@ TEST_F(NativeActivation, ALibraryWithoutTheFactoryIsFreed) {
                winrt::hresult_class_not_registered);
   EXPECT_EQ(fake::libraries_loaded, 0);
   EXPECT_EQ(factory->references(), 1u);
+}
+
+// A factory whose code is its library's.
+struct LibraryFactory final : Factory {
+  ~LibraryFactory() override { libraries_at_end = fake::libraries_loaded; }
+  static inline int libraries_at_end = 0;
+};
+
+HRESULT WINAPI GetNewFactory(HSTRING, IActivationFactory** factory) {
+  *factory = new LibraryFactory;
+  return S_OK;
+}
+
+TEST_F(NativeActivation, ALibraryIsFreedAfterItsFactory) {
+  fake::settings.foreign_factory = nullptr;
+  fake::settings.libraries = {{"a.dll", GetNewFactory}};
+  EXPECT_THROW((winrt::get_activation_factory<SomeClass, IErrorInfo>()),
+               winrt::hresult_class_not_registered);
+  EXPECT_EQ(LibraryFactory::libraries_at_end, 1);
+  EXPECT_EQ(fake::libraries_loaded, 0);
+}
+
+void LeaveOnThread(wchar_t const* text) {
+  winrt::com_ptr<ErrorInfo> const info{new ErrorInfo(REGDB_E_CLASSNOTREG, text, nullptr),
+                                       winrt::take_ownership_from_abi};
+  SetErrorInfo(0, info.get());
+}
+
+HRESULT WINAPI FailWithATextOfItsOwn(HSTRING, IActivationFactory** factory) {
+  LeaveOnThread(L"the library's");
+  *factory = nullptr;
+  return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+TEST_F(NativeActivation, AFailureIsDescribedByThePlatformAndNotByALibrary) {
+  fake::settings.foreign_factory = nullptr;
+  fake::settings.libraries = {{"a.dll", FailWithATextOfItsOwn}};
+  LeaveOnThread(L"the platform's");
+  try {
+    winrt::get_activation_factory<SomeClass>();
+    ADD_FAILURE() << "nothing thrown";
+  } catch (winrt::hresult_class_not_registered const& error) {
+    EXPECT_EQ(winrt::to_string(error.message()), "the platform's");
+  }
+}
+
+TEST_F(NativeActivation, ApiInformationTellsOfPropertiesAndContracts) {
+  using winrt::Windows::Foundation::Metadata::ApiInformation;
+  constexpr wchar_t session[] = L"Windows.Graphics.Capture.GraphicsCaptureSession";
+  EXPECT_TRUE(ApiInformation::IsPropertyPresent(session, L"IsBorderRequired"));
+  EXPECT_FALSE(ApiInformation::IsPropertyPresent(session, L"NoSuchProperty"));
+  constexpr wchar_t contract[] = L"Windows.Foundation.UniversalApiContract";
+  EXPECT_TRUE(ApiInformation::IsApiContractPresent(contract, 8));
+  EXPECT_FALSE(ApiInformation::IsApiContractPresent(contract, 9));
+  fake::PlanFaults(
+      fake::EveryCallOf("IsPropertyPresent", {fake::Fault::Kind::kResult, E_ACCESSDENIED}));
+  EXPECT_THROW(ApiInformation::IsPropertyPresent(session, L"IsBorderRequired"),
+               winrt::hresult_access_denied);
 }
 
 TEST_F(NativeActivation, ANameWithoutNamespaceHasNoLibrary) {

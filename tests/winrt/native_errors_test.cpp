@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 // Errors where there is no memory to describe them: they go on without their text, and end nothing.
+// And exceptions that no code stands for: they end the process.
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -63,6 +64,24 @@ TEST_F(NativeErrors, AnExceptionWhoseTextCannotBeCopiedKeepsItsCode) {
   EXPECT_EQ(ResultOf(std::out_of_range("index")), static_cast<HRESULT>(0x8000000B));
   EXPECT_EQ(ResultOf(std::invalid_argument("value")), E_INVALIDARG);
   EXPECT_EQ(fake::FaultsInjected(), 3u);
+}
+
+using NativeErrorsDeathTest = NativeErrors;
+
+TEST_F(NativeErrorsDeathTest, AnExceptionOfAnotherKindEndsTheProcess) {
+  EXPECT_DEATH(ResultOf(42), "terminate called after throwing an instance of 'int'");
+}
+
+TEST_F(NativeErrorsDeathTest, AHandlersExceptionOfAnotherKindEndsTheProcess) {
+  using namespace winrt::Windows;
+  Foundation::TypedEventHandler<Graphics::Capture::GraphicsCaptureItem,
+                                Foundation::IInspectable> const handler([](auto const&,
+                                                                           auto const&) {
+    throw 42;
+  });
+  auto* const invoked = static_cast<Item::Handler*>(winrt::get_abi(handler));
+  EXPECT_DEATH(invoked->Invoke(nullptr, nullptr),
+               "terminate called after throwing an instance of 'int'");
 }
 
 }  // namespace

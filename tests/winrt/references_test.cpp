@@ -38,6 +38,9 @@ TEST_F(References, CopiesCountAndMovesDoNot) {
   base = nullptr;
   third = first;
   EXPECT_EQ(first->references(), 2u);
+  base = std::move(third);
+  EXPECT_FALSE(third);
+  EXPECT_EQ(first->references(), 2u);
 }
 
 TEST_F(References, AssignmentToItselfKeepsTheObject) {
@@ -94,6 +97,29 @@ TEST_F(References, CopyFromAndCopyToAddAReference) {
   raw->Release();
 }
 
+// An item that holds another one.
+struct OwningItem final : Item {
+  com_ptr<Item> owned = NewItem();
+};
+
+TEST_F(References, CopyFromKeepsWhatOnlyTheReleasedObjectHeld) {
+  auto* const owner = new OwningItem;
+  com_ptr<Item> item{static_cast<Item*>(owner), take_ownership_from_abi};
+  Item* const owned = owner->owned.get();
+  item.copy_from(owned);
+  EXPECT_EQ(item.get(), owned);
+  EXPECT_EQ(item->references(), 1u);
+  EXPECT_EQ(objects_alive, 1);
+}
+
+TEST_F(References, SwapExchangesTheObjects) {
+  com_ptr<Item> one = NewItem(), other = NewItem();
+  Item *const first = one.get(), *const second = other.get();
+  swap(one, other);
+  EXPECT_EQ(one.get(), second);
+  EXPECT_EQ(other.get(), first);
+}
+
 TEST_F(References, AsAsksTheObject) {
   com_ptr<Item> item = NewItem();
   auto const source = item.as<IWeakReferenceSource>();
@@ -116,6 +142,21 @@ TEST_F(References, AMissingInterfaceThrowsOrGivesAnEmptyReference) {
   EXPECT_THROW(projected.as<direct3d::IDirect3DDevice>(), winrt::hresult_no_interface);
   EXPECT_FALSE(projected.try_as<direct3d::IDirect3DDevice>());
   EXPECT_EQ(item->references(), 2u);
+}
+
+// An item that answers a query for what it lacks with its own address.
+struct LeavingItem final : Item {
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** result) override {
+    *result = static_cast<capture_abi::IGraphicsCaptureItem*>(this);
+    return E_NOINTERFACE;
+  }
+};
+
+TEST_F(References, WhatAFailedQueryLeavesIsNotTaken) {
+  com_ptr<LeavingItem> const item{new LeavingItem, take_ownership_from_abi};
+  EXPECT_THROW(item.as<IAgileObject>(), winrt::hresult_no_interface);
+  EXPECT_FALSE(item.try_as<IAgileObject>());
+  EXPECT_EQ(item->references(), 1u);
 }
 
 TEST_F(References, AnEmptyReferenceConvertsToAnEmptyOne) {

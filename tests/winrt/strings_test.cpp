@@ -54,6 +54,15 @@ TEST(Strings, CopiesAndMovesKeepTheText) {
   hstring& same = third;
   third = same;
   EXPECT_EQ(third, L"other");
+  third = std::move(same);
+  EXPECT_EQ(third, L"other");
+}
+
+TEST(Strings, ABeginningIsNotTheWhole) {
+  EXPECT_FALSE(hstring(L"ab") == hstring(L"abc"));
+  EXPECT_FALSE(hstring(L"abc") == hstring(L"ab"));
+  EXPECT_FALSE(hstring(L"ab") == L"abc");
+  EXPECT_FALSE(hstring(L"abc") == L"ab");
 }
 
 TEST(Strings, EmbeddedNulsCount) {
@@ -84,6 +93,7 @@ TEST(Strings, AnArgumentTakesEveryKindOfText) {
   hstring const counted(L"abc");
   winrt::param::hstring const from_counted(counted);
   EXPECT_EQ(get_abi(from_counted), winrt::get_abi(counted));
+  EXPECT_EQ(Length(get_abi(winrt::param::hstring(L"a"))), 1u);
   std::wstring_view const view(L"a\0b", 3);
   EXPECT_EQ(Length(get_abi(winrt::param::hstring(view))), 3u);
   EXPECT_EQ(get_abi(winrt::param::hstring(L"")), nullptr);

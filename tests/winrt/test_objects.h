@@ -132,6 +132,31 @@ class Item : public TestObject<capture_abi::IGraphicsCaptureItem, IWeakReference
   WeakReference* weak_ = nullptr;
 };
 
+// What a failing call leaves on the thread.
+struct ErrorInfo : TestObject<IErrorInfo, IRestrictedErrorInfo> {
+  ErrorInfo(HRESULT the_code, wchar_t const* the_description, wchar_t const* the_restricted)
+      : code(the_code), description(the_description), restricted(the_restricted) {}
+
+  HRESULT STDMETHODCALLTYPE GetGUID(GUID*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetSource(BSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetDescription(BSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetErrorDetails(BSTR* the_description, HRESULT* the_code,
+                                            BSTR* the_restricted, BSTR* capability) override {
+    *the_description = SysAllocString(description);
+    *the_code = code;
+    *the_restricted = SysAllocString(restricted);
+    *capability = nullptr;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetReference(BSTR*) override { return E_NOTIMPL; }
+
+  HRESULT code;
+  wchar_t const* description;
+  wchar_t const* restricted;
+};
+
 // As the projection sees a new object; the caller's reference goes with it.
 template <typename Projected, typename Object>
 Projected Project(Object* object) {

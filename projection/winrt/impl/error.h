@@ -236,8 +236,6 @@ inline hresult to_hresult() noexcept {
     return impl::described(E_INVALIDARG, error.what());
   } catch (std::exception const& error) {
     return impl::described(E_FAIL, error.what());
-  } catch (...) {
-    return E_FAIL;
   }
 }
 

@@ -23,7 +23,8 @@ void check_hresult(hresult result);
 [[noreturn]] void throw_hresult(hresult result);
 
 // Inside a catch block: the code of the exception being handled, whose error information goes back
-// to the thread for the caller across the interface.
+// to the thread for the caller across the interface. An exception that is neither a hresult_error
+// nor a std::exception ends the process.
 hresult to_hresult() noexcept;
 
 }  // namespace winrt

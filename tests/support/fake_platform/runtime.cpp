@@ -187,6 +187,7 @@ struct SystemText {
 constexpr SystemText system_texts[] = {
     {E_ACCESSDENIED, "Access denied.\r\n"},
     {E_INVALIDARG, "Invalid parameter.\r\n"},
+    {static_cast<HRESULT>(0x800700C1), "Bad EXE format for %1.\r\n"},
 };
 
 }  // namespace
@@ -209,10 +210,12 @@ extern "C" BOOL WINAPI RoOriginateLanguageException(HRESULT error, HSTRING messa
   return TRUE;
 }
 
-extern "C" DWORD WINAPI FormatMessageA(DWORD, void const*, DWORD code, DWORD, char* buffer,
+extern "C" DWORD WINAPI FormatMessageA(DWORD flags, void const*, DWORD code, DWORD, char* buffer,
                                        DWORD size, __ms_va_list*) {
   for (SystemText const& entry : system_texts) {
-    if (entry.code == static_cast<HRESULT>(code) && std::strlen(entry.text) < size) {
+    // Nobody passes what a text has places for.
+    bool const complete = (flags & FORMAT_MESSAGE_IGNORE_INSERTS) || !std::strchr(entry.text, '%');
+    if (entry.code == static_cast<HRESULT>(code) && std::strlen(entry.text) < size && complete) {
       std::strcpy(buffer, entry.text);
       return static_cast<DWORD>(std::strlen(entry.text));
     }
