@@ -112,6 +112,24 @@ TEST_F(References, CopyFromKeepsWhatOnlyTheReleasedObjectHeld) {
   EXPECT_EQ(objects_alive, 1);
 }
 
+// An item that looks, when it goes, at the reference that held it.
+struct LookingItem final : Item {
+  ~LookingItem() override { *was_empty = !*reference; }
+  com_ptr<Item> const* reference = nullptr;
+  bool* was_empty = nullptr;
+};
+
+TEST_F(References, AReferenceIsEmptyBeforeItsObjectGoes) {
+  com_ptr<Item> reference;
+  bool was_empty = false;
+  auto* const item = new LookingItem;
+  item->reference = &reference;
+  item->was_empty = &was_empty;
+  reference.attach(item);
+  reference = nullptr;
+  EXPECT_TRUE(was_empty);
+}
+
 TEST_F(References, SwapExchangesTheObjects) {
   com_ptr<Item> one = NewItem(), other = NewItem();
   Item *const first = one.get(), *const second = other.get();
