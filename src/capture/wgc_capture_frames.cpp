@@ -58,9 +58,12 @@ void WgcCaptureSession::FollowContentSize(SizeInt32 content_size) {
   if (content_size.Width == content_size_.Width && content_size.Height == content_size_.Height) {
     return;
   }
+  // Stays false when Recreate throws: the host may not be told of this frame.
+  const bool is_in_step = std::exchange(buffer_in_step_, false);
   frame_pool_.Recreate(winrt_device_, DirectXPixelFormat::B8G8R8A8UIntNormalized, kFramePoolBuffers,
                        content_size);
   content_size_ = content_size;
+  buffer_in_step_ = is_in_step;
 }
 
 // Two ways, the second for a frame that the first could not read. When both fail, the poll goes on
@@ -83,8 +86,33 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
   update_ratio_ = 1.0f;
   // Before detection, so that the GPU copies while the CPU waits for the detector's flags.
   d3d_context_->CopyResource(frame_texture_.get(), texture);
-  if (dirty_rect_enabled_ && !DetectOrRebuild(texture, desc, was_in_step)) return false;
+  if (dirty_rect_enabled_) {
+    if (frame_diff_.IsSizeChanged(desc.Width, desc.Height)) {
+      if (!frame_diff_.Resize(desc)) return false;
+      frame_diff_.UpdateOld(texture);
+    } else if (frame_diff_.Detect(texture, &dirty_rects_, &update_ratio_) && dirty_rects_.empty()) {
+      if (was_in_step && frame_diff_.IsSound()) {
+        copy_mode_ = 0;
+      } else {
+        // Unchanged since a frame that the buffer does not hold, or not compared at all: new to the
+        // host, who skips frames by the ratio.
+        update_ratio_ = 1.0f;
+      }
+    }
+    // Once more after a rebuild, which is harmless, and also after a detection that failed: the
+    // next frame is always compared with this one.
+    frame_diff_.UpdateOld(texture);
+    buffer_in_step_ = frame_diff_.IsSound();
+  }
+  if (!ReadFrameTexture(desc)) return false;
 
+  // Before the frame counts as read: when Recreate throws, it does not, and the poll goes on.
+  FollowContentSize(content_size);
+  return true;
+}
+
+// From the staging texture to the buffer, as copy_mode_ says.
+bool WgcCaptureSession::ReadFrameTexture(const D3D11_TEXTURE2D_DESC& desc) {
   D3D11_MAPPED_SUBRESOURCE slice_map_info{};
   if (copy_mode_ != 0) {
     if (FAILED(d3d_context_->Map(frame_texture_.get(), 0, D3D11_MAP_READ, 0, &slice_map_info))) {
@@ -98,34 +126,6 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
   // On failure the texture stays mapped; the way that is tried next does not use it.
   if (!StoreFrame(desc, slice_map_info)) return false;
   if (copy_mode_ != 0) d3d_context_->Unmap(frame_texture_.get(), 0);
-
-  // When Recreate throws, this frame does not count as read, and the next one is new to the host.
-  const bool is_in_step = std::exchange(buffer_in_step_, false);
-  FollowContentSize(content_size);
-  buffer_in_step_ = is_in_step;
-  return true;
-}
-
-// Sets copy_mode_ and update_ratio_ by what the engine finds, and buffer_in_step_ for when the
-// frame is read. False when the engine cannot be built for this frame.
-bool WgcCaptureSession::DetectOrRebuild(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc,
-                                        bool was_in_step) {
-  if (frame_diff_.IsSizeChanged(desc.Width, desc.Height)) {
-    if (!frame_diff_.Resize(desc)) return false;
-    frame_diff_.UpdateOld(texture);
-  } else if (frame_diff_.Detect(texture, &dirty_rects_, &update_ratio_) && dirty_rects_.empty()) {
-    if (was_in_step && frame_diff_.IsSound()) {
-      copy_mode_ = 0;
-    } else {
-      // Unchanged since a frame that the buffer does not hold, or not compared at all: new to the
-      // host, who skips frames by the ratio.
-      update_ratio_ = 1.0f;
-    }
-  }
-  // Once more after a rebuild, which is harmless, and also after a detection that failed: the next
-  // frame is always compared with this one.
-  frame_diff_.UpdateOld(texture);
-  buffer_in_step_ = frame_diff_.IsSound();
   return true;
 }
 
@@ -210,13 +210,13 @@ bool WgcCaptureSession::EnsureFrameBuffer(uint32_t width, uint32_t height) {
 bool WgcCaptureSession::StoreFrame(const D3D11_TEXTURE2D_DESC& desc,
                                    const D3D11_MAPPED_SUBRESOURCE& mapped) {
   const auto* const source = static_cast<const uint8_t*>(mapped.pData);
-  // Equal sizes promise no room for rows: texture output changes the size without the buffer, and a
-  // failed growth leaves the size behind.
-  if (source != nullptr || frame_width_ != desc.Width || frame_height_ != desc.Height) {
-    if (!EnsureFrameBuffer(desc.Width, desc.Height)) return false;
-    frame_width_ = desc.Width;
-    frame_height_ = desc.Height;
-  }
+  const bool is_size_known = frame_width_ == desc.Width && frame_height_ == desc.Height;
+  if (source == nullptr && is_size_known) return true;
+  // For rows also at a known size, which promises no room: texture output sets the size without the
+  // buffer, and a failed growth leaves it behind.
+  if (!EnsureFrameBuffer(desc.Width, desc.Height)) return false;
+  frame_width_ = desc.Width;
+  frame_height_ = desc.Height;
   if (source == nullptr) return true;
 
   const uint32_t row_bytes = frame_width_ * 4;

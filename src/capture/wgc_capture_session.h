@@ -87,8 +87,7 @@ class WgcCaptureSession {
                          ID3D11Texture2D* texture);
   bool CopyFrameWithDiff(winrt::Windows::Graphics::SizeInt32 content_size,
                          ID3D11Texture2D* texture);
-  bool DetectOrRebuild(ID3D11Texture2D* texture, const D3D11_TEXTURE2D_DESC& desc,
-                       bool was_in_step);
+  bool ReadFrameTexture(const D3D11_TEXTURE2D_DESC& desc);
   bool CopyFrameDirectly(ID3D11Texture2D* texture);
   bool EnsureFrameTexture(ID3D11Texture2D* texture);
   bool EnsureFrameBuffer(uint32_t width, uint32_t height);

@@ -396,9 +396,7 @@ INSTANTIATE_TEST_SUITE_P(
                        "GetInterface",
                        {Fault::Kind::kResult, DXGI_ERROR_DEVICE_REMOVED},
                        DXGI_ERROR_DEVICE_REMOVED},
-        HandlerFailure{"NoTexture", "GetInterface", {Fault::Kind::kNothing}, E_POINTER},
-        HandlerFailure{
-            "ForeignException", "get_ContentSize", {Fault::Kind::kForeignException}, E_FAIL}),
+        HandlerFailure{"NoTexture", "GetInterface", {Fault::Kind::kNothing}, E_POINTER}),
     [](const auto& info) { return info.param.name; });
 
 TEST_F(Frames, AnEventWithoutOneIsSurvived) {
