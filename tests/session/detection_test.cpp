@@ -110,6 +110,11 @@ TEST_F(Detection, InBufferOutputGivesTheShareOfTheChangedTiles) {
   EXPECT_EQ(session.Ratio(), kTwoTiles);
   PollOf(session, Picture());
   EXPECT_EQ(session.Ratio(), 0.0f);
+  // Three of four tiles, and rounded once: the product with the reciprocal is another float.
+  const reference::Image larger = Pattern(96, 70);
+  PollOf(session, larger);
+  PollOf(session, With(With(With(larger, 0, 0), 40, 0), 0, 40));
+  EXPECT_EQ(session.Ratio(), static_cast<float>(3072.0 / 6720.0));
 }
 
 TEST_F(Detection, OfTheFirstFrameInTextureOutputIsZero) {
@@ -365,6 +370,21 @@ TEST_F(Detection, AMapThatGivesNothingMakesNoBufferForASizeThatIsKnown) {
   EXPECT_EQ(Pixels(PollOf(session, Picture())).pixels, Picture().pixels);
 }
 
+TEST_F(Detection, AMapThatGivesNothingReportsTheFramesSizeAllTheSame) {
+  for (const auto& [width, height] : {std::pair{kWidth, kHeight - 8}, {kWidth - 8, kHeight}}) {
+    Session session;
+    ASSERT_TRUE(session.Start());
+    PollOf(session, Picture());
+    DeliverAnySize(Pattern(width, height));
+    fake::PlanFaults(fake::EveryCallOf("Map", {Fault::Kind::kNothing, S_OK}));
+    const Poll poll = session.GetFrame();
+    fake::PlanNoFaults();
+    ASSERT_TRUE(poll.available);
+    EXPECT_EQ(poll.width, width);
+    EXPECT_EQ(poll.height, height);
+  }
+}
+
 // An engine that cannot be built.
 
 TEST_F(Detection, WhoseEngineCannotBeBuiltTakesTheSimpleWay) {
@@ -386,6 +406,12 @@ TEST_F(Detection, WhoseEngineCannotBeBuiltIsNoMatterInTextureOutput) {
   TexturePollOf(session, Picture());
   EXPECT_EQ(session.Ratio(), 0.0f);
   // Half built, it cannot compare.
+  TexturePollOf(session, Picture());
+  EXPECT_EQ(session.Ratio(), 0.0f);
+  // Nor does it leave the ratio of a frame before, which nobody has read.
+  session.DirtyRect(false);
+  TexturePollOf(session, Picture());
+  session.DirtyRect(true);
   TexturePollOf(session, Picture());
   EXPECT_EQ(session.Ratio(), 0.0f);
 }
