@@ -139,9 +139,9 @@ bool wgc_session_start(void* session);
  * It must be the last call on the session: not while another thread is inside one, and not from a
  * message that a poll of the session dispatches, such as a window procedure of the host's, as the
  * poll goes on with the session afterwards. The platform may be telling the session on a thread of
- * its own that the window is gone; that handler logs "Wgc on_closed" and then sets two flags of the
- * session. Whether Windows waits for it is not documented, so a host that destroys a session because
- * wgc_get_status() has turned false lets a poll pass first.
+ * its own that the window is gone: that handler logs "Wgc on_closed" and then turns wgc_get_status()
+ * false, which is the last that it does with the session. Whether Windows waits for it to end is not
+ * documented.
  *
  * @param session A live session. A null pointer is not ignored: it is a fault.
  */
@@ -198,7 +198,8 @@ void wgc_free_recent_frame(void* session, void* frame);
  * With change detection (wgc_set_dirty_rect()) the changed share of the area, 0.0 to 1.0, in steps
  * of 32 x 32 pixel tiles; the last tile column and row, and everything right of 4096 pixels, are
  * not watched. Frames are compared with the previous frame that detection saw in byte output; in
- * texture output always with the same one, a blank one when detection ran in texture output only.
+ * texture output always with the same one; when detection ran in texture output only that is a new
+ * texture, as a rule a blank one.
  *
  * In byte output, 0.0 means that the bytes are as they were: a frame that looks the same as the one
  * it was compared with, while the bytes hold another or none, is copied and counts as not compared.

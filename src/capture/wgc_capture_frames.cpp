@@ -90,10 +90,10 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
     if (frame_diff_.IsSizeChanged(desc.Width, desc.Height)) {
       if (!frame_diff_.Resize(desc)) return false;
       frame_diff_.UpdateOld(texture);
-    } else if (frame_diff_.Detect(texture, &dirty_rects_, &update_ratio_) && dirty_rects_.empty()) {
-      if (was_in_step && frame_diff_.IsSound()) {
+    } else if (frame_diff_.Detect(texture, &dirty_rects_, &update_ratio_)) {
+      if (dirty_rects_.empty() && was_in_step && frame_diff_.IsSound()) {
         copy_mode_ = 0;
-      } else {
+      } else if (update_ratio_ == 0.0f) {
         // Unchanged since a frame that the buffer does not hold, or not compared at all: new to the
         // host, who skips frames by the ratio.
         update_ratio_ = 1.0f;
@@ -102,7 +102,7 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
     // Once more after a rebuild, which is harmless, and also after a detection that failed: the
     // next frame is always compared with this one.
     frame_diff_.UpdateOld(texture);
-    buffer_in_step_ = frame_diff_.IsSound();
+    buffer_in_step_ = true;
   }
   if (!ReadFrameTexture(desc)) return false;
 
@@ -171,7 +171,6 @@ bool WgcCaptureSession::EnsureFrameTexture(ID3D11Texture2D* texture) {
     return true;
   }
 
-  frame_texture_ = nullptr;
   const D3D11_TEXTURE2D_DESC desc = StagingDesc(frame);
   return SUCCEEDED(d3d_device_->CreateTexture2D(&desc, nullptr, frame_texture_.put())) &&
          frame_texture_;
@@ -270,7 +269,6 @@ bool WgcCaptureSession::EnsureOutputTexture(const D3D11_TEXTURE2D_DESC& src) {
   texture_desc_.SampleDesc = src.SampleDesc;
   texture_desc_.Usage = D3D11_USAGE_DEFAULT;
   texture_desc_.BindFlags = D3D11_BIND_RENDER_TARGET;
-  output_texture_ = nullptr;
   return SUCCEEDED(d3d_device_->CreateTexture2D(&texture_desc_, nullptr, output_texture_.put())) &&
          output_texture_;
 }

@@ -140,7 +140,7 @@ bool WgcCaptureSession::Start() {
                d3d_context_, frame_pool_, capture_session_, content_size_, dispatcher_controller_);
   const auto before = std::apply([](auto&... member) { return std::tuple(member...); }, replaced);
   // These do not stay in place meanwhile: Direct3D lets nothing of one device meet another.
-  auto frames_before = std::move(frame_arrived_revoker_);
+  auto frame_handler_before = std::move(frame_arrived_revoker_);
   auto frame_texture_before = std::move(frame_texture_);
   auto output_texture_before = std::move(output_texture_);
   auto engine_before = std::exchange(frame_diff_, {});
@@ -149,7 +149,7 @@ bool WgcCaptureSession::Start() {
   if (is_started || !has_run) {
     engine_before.Release();
   } else {
-    frame_arrived_revoker_ = std::move(frames_before);
+    frame_arrived_revoker_ = std::move(frame_handler_before);
     frame_texture_ = std::move(frame_texture_before);
     output_texture_ = std::move(output_texture_before);
     frame_diff_ = std::move(engine_before);
@@ -319,12 +319,12 @@ void WgcCaptureSession::ApplyCursorAndBorder() {
 }
 
 // May run on a thread of the platform's, so it touches the two atomic flags and nothing else. The
-// host sees the change through its status and destroys the session.
+// host sees the change through its status and may destroy the session at once: running_ comes last.
 void WgcCaptureSession::on_closed(const GraphicsCaptureItem& /*sender*/,
                                   const winrt::Windows::Foundation::IInspectable& /*args*/) {
   WgcLogf(LogInfo, "Wgc on_closed");
-  running_.exchange(false);
   exit_requested_.exchange(true);
+  running_.exchange(false);
 }
 
 void WgcCaptureSession::Stop() {

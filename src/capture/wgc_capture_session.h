@@ -138,7 +138,7 @@ class WgcCaptureSession {
   std::atomic<bool> dirty_rect_enabled_{false};
   bool border_enabled_ = false;
   bool frame_pending_ = false;  // a frame was read back since the last poll began
-  // frame_buffer_ holds, whole, the frame that the engine compares the next one with. Only then
-  // does "unchanged" mean that the buffer is right as it is.
+  // frame_buffer_ holds, whole, the frame that the engine was last given to compare the next one
+  // with. Only then does "unchanged" mean that the buffer is right as it is.
   bool buffer_in_step_ = false;
 };

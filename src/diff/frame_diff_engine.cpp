@@ -90,8 +90,7 @@ bool FrameDiffEngine::Resize(const D3D11_TEXTURE2D_DESC& frameDesc) {
   width = frameDesc.Width;
   height = frameDesc.Height;
   rectRows = Tiles(height);
-  isRead = true;
-  isBuilt = device && context && CreateFrameTextures(frameDesc) && CreateLightTextures() &&
+  isBuilt = context && CreateFrameTextures(frameDesc) && CreateLightTextures() &&
             CreateTexInfoBuffer() && CreateFlagBuffers() && CreateTexBuffer();
   if (!isBuilt) return false;
   // The programs read the texels of edge tiles and never write them, and Direct3D leaves the
@@ -358,7 +357,6 @@ void FrameDiffEngine::Release() {
   ramBuffWords = 0;
   diffRatio = 0.0f;
   isBuilt = false;
-  isRead = true;
 
   // The context forgets what is bound and lets go of it before the resources are released.
   if (context) {

@@ -42,8 +42,8 @@ class FrameDiffEngine {
   // or a resource is missing.
   bool Detect(ID3D11Texture2D* frameTexture, std::vector<D3D11_BOX>* rectsOut, float* ratioOut);
 
-  // Whether the last answer can be relied on: all of the last build succeeded, and the last
-  // detection could read its flags. Otherwise a change may have gone unseen.
+  // Whether the last Detect can be relied on: all of the last build succeeded, and the flags could
+  // be read. Otherwise a change may have gone unseen.
   bool IsSound() const { return isBuilt && isRead; }
 
   // Makes frameTexture the frame that the next one is compared with.
@@ -100,5 +100,5 @@ class FrameDiffEngine {
   winrt::com_ptr<ID3D11Texture2D> lightTexStaging;
   winrt::com_ptr<ID3D11UnorderedAccessView> lightTexUAV;
   bool isBuilt = false;  // the last Resize succeeded
-  bool isRead = true;    // the last detection could read its flags
+  bool isRead = false;   // the last detection could read its flags
 };

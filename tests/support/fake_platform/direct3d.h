@@ -20,7 +20,7 @@
 
 namespace fake {
 
-// The contents of a texture or a buffer: rows without gaps, zero until they are written.
+// The contents of a texture or a buffer: rows without gaps, zero until they are written or filled.
 class Memory {
  public:
   Memory(uint32_t row_bytes, uint32_t rows) : row_bytes_(row_bytes), rows_(rows) {}
