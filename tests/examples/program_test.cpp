@@ -278,6 +278,38 @@ TEST_F(ProgramTest, RefusesAnOutputThatIsNoFolder) {
   ExpectOneErrorLine(result, "choose another folder with --out");
 }
 
+// A folder has the name of the summary, which is written when the frames are.
+TEST_F(ProgramTest, FailsWhenAnOutputCannotBeFinished) {
+  const Picture picture = MakePattern(kWidth, kHeight);
+  const PatternWindow window(picture);
+  std::filesystem::create_directories(Out() / "summary.txt");
+  const GrabResult result = Grab(L"--class QuillPatternWindow --frames 1" + OutOption());
+  EXPECT_EQ(result.exit_code, 5u);
+  ExpectOneErrorLine(result, "summary.txt");
+  ExpectPicture("frame-0001.png", picture);
+}
+
+TEST_F(ProgramTest, AFailureOfTheRunKeepsItsCodeWhenAnOutputCannotBeFinishedEither) {
+  PatternWindow window(MakePattern(kWidth, kHeight));
+  window.Minimize();
+  std::filesystem::create_directories(Out() / "summary.txt");
+  const GrabResult result = Grab(L"--class QuillPatternWindow --seconds 0.3" + OutOption());
+  EXPECT_EQ(result.exit_code, 7u);
+  const size_t end = result.err.find('\n');
+  EXPECT_NE(result.err.substr(0, end).find("no frame arrived"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("summary.txt", end), std::string::npos) << result.err;
+}
+
+// As on a full disk, where neither the frame nor the summary can be written.
+TEST_F(ProgramTest, TellsOfAnOutputThatFailsOnce) {
+  const PatternWindow window(MakePattern(kWidth, kHeight));
+  std::filesystem::create_directories(Out() / "frame-0001.png");
+  std::filesystem::create_directories(Out() / "summary.txt");
+  const GrabResult result = Grab(L"--class QuillPatternWindow --frames 1" + OutOption());
+  EXPECT_EQ(result.exit_code, 5u);
+  ExpectOneErrorLine(result, "frame-0001.png");
+}
+
 TEST_F(ProgramTest, SaysWhichWindowsTheLibraryTakes) {
   if (!RunsUnderWine()) GTEST_SKIP() << "needs a platform whose version can be chosen";
   constexpr wchar_t kKey[] = L"Software\\libquill-wgc\\Capture";
