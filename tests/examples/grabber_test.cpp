@@ -58,7 +58,10 @@ void* FakeCreateMonitor(HMONITOR) {
   return ++script.alive, &script;
 }
 bool FakeStart(void*) {
-  if (!script.start_succeeds) OnLogLine(WGC_LOG_ERROR, "no capture today, hr:80070057", 29);
+  if (!script.start_succeeds) {
+    OnLogLine(WGC_LOG_ERROR, "no capture today, hr:80070057", 29);
+    OnLogLine(WGC_LOG_WARNING, "no cursor either", 16);
+  }
   return script.running = script.start_succeeds;
 }
 void FakeDestroy(void*) {
@@ -333,7 +336,7 @@ TEST_F(GrabberTest, KeepsWrittenFramesWhenOneCannotBeWritten) {
   EXPECT_EQ(temporary_.CountFiles(), 3u);
 }
 
-TEST_F(GrabberTest, GivesTheLoggedReasonWhenCaptureCannotStart) {
+TEST_F(GrabberTest, GivesTheLoggedErrorWhenCaptureCannotStart) {
   script.start_succeeds = false;
   SetLogSink(nullptr, false);
   try {
@@ -341,7 +344,9 @@ TEST_F(GrabberTest, GivesTheLoggedReasonWhenCaptureCannotStart) {
     ADD_FAILURE() << "started";
   } catch (const GrabError& error) {
     EXPECT_EQ(error.code(), ExitCode::kCaptureFailed);
-    EXPECT_NE(std::string(error.what()).find("no capture today, hr:80070057"), std::string::npos);
+    EXPECT_NE(std::string(error.what()).find("start: no capture today, hr:80070057:"),
+              std::string::npos)
+        << error.what();
   }
   EXPECT_EQ(script.alive, 0);
 }
