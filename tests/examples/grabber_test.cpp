@@ -321,6 +321,15 @@ TEST_F(GrabberTest, EndsCleanlyWhenInterrupted) {
   EXPECT_EQ(temporary_.CountFiles(), 2u);
 }
 
+TEST_F(GrabberTest, ReportsAnInterruptionBeforeAnyFrame) {
+  options_.seconds = 30.0;
+  script.interrupt_at_end = &interrupted_;
+  const Outcome outcome = RunScript({{false, {0, 0}, 0, 0}});
+  EXPECT_EQ(outcome.code, ExitCode::kNoFrame);
+  EXPECT_TRUE(outcome.is_error);
+  EXPECT_EQ(outcome.text, "interrupted before any frame arrived");
+}
+
 // The third file's name is taken by a folder, so that it cannot be written.
 TEST_F(GrabberTest, KeepsWrittenFramesWhenOneCannotBeWritten) {
   options_.seconds = 30.0;

@@ -4,7 +4,9 @@
 // quill-grab.exe on a console: what stands there during a run and after it.
 
 #include <algorithm>
+#include <chrono>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 #include "examples/grab_process.h"
@@ -16,7 +18,7 @@ namespace {
 // A screen buffer of its own, so that a terminal that runs the tests shows nothing of it.
 class ProgramConsoleTest : public testing::Test {
  protected:
-  static constexpr COORD kSize{200, 300};
+  static constexpr COORD kSize{200, 60};
 
   void SetUp() override {
     console_ = MakeScreen();
@@ -45,36 +47,36 @@ class ProgramConsoleTest : public testing::Test {
 
   // The lines that are not blank, without the blanks at their ends.
   std::vector<std::string> Lines() const {
+    std::string screen(size_t{kSize.X} * kSize.Y, ' ');
+    DWORD read = 0;
+    EXPECT_TRUE(ReadConsoleOutputCharacterA(console_, screen.data(),
+                                            static_cast<DWORD>(screen.size()), {0, 0}, &read));
     std::vector<std::string> lines;
-    for (SHORT row = 0; row < kSize.Y; ++row) {
-      std::string line(kSize.X, ' ');
-      DWORD read = 0;
-      EXPECT_TRUE(ReadConsoleOutputCharacterA(console_, line.data(), kSize.X, {0, row}, &read));
+    for (size_t begin = 0; begin < screen.size(); begin += kSize.X) {
+      std::string line = screen.substr(begin, kSize.X);
       line.erase(line.find_last_not_of(' ') + 1);
       if (!line.empty()) lines.push_back(line);
     }
     return lines;
   }
 
-  static std::string Joined(const std::vector<std::string>& lines) {
+  std::string Text() const {
     std::string text;
-    for (const std::string& line : lines) text += line + "\n";
+    for (const std::string& line : Lines()) text += line + "\n";
     return text;
   }
 
-  static bool IsProgress(const std::string& line) {
-    return line.starts_with("[") && line.find(" polls, ") != std::string::npos;
+  // Waits until the last line is one of progress, and returns it.
+  std::string WaitForProgress() const {
+    for (int i = 0; i < 500; ++i) {
+      const std::vector<std::string> lines = Lines();
+      if (!lines.empty() && lines.back().find(kProgress) != std::string::npos) return lines.back();
+      std::this_thread::sleep_for(std::chrono::milliseconds(40));
+    }
+    return "";
   }
 
-  // Whether a progress line is last on the console at any time of the run.
-  bool SeesProgress(const GrabProcess& process) const {
-    bool seen = false;
-    while (process.IsRunningAfter(20)) {
-      const std::vector<std::string> lines = Lines();
-      seen |= !lines.empty() && IsProgress(lines.back());
-    }
-    return seen;
-  }
+  static constexpr char kProgress[] = " polls, ";  // no other line has it
 
   PatternWindow window_{MakePattern(301, 203)};
   HANDLE console_ = INVALID_HANDLE_VALUE;
@@ -83,50 +85,56 @@ class ProgramConsoleTest : public testing::Test {
   bool made_console_ = false;
 };
 
-constexpr wchar_t kJson[] = L"--class QuillPatternWindow --json - --all --fps 10 --seconds 1.2";
+// Long enough for several progress lines.
+constexpr wchar_t kTenLinesOfJson[] =
+    L"--class QuillPatternWindow --json - --all --fps 10 --frames 10 --seconds 60";
 
 TEST_F(ProgramConsoleTest, ShowsTheProgressUnderTheTextAndTakesItAway) {
   const TemporaryFolder temporary;
   GrabProcess process(
       GrabProgram(),
-      L"--class QuillPatternWindow --seconds 1.2 --out \"" + temporary.path().wstring() + L"\"",
+      L"--class QuillPatternWindow --seconds 60 --out \"" + temporary.path().wstring() + L"\"",
       {console_, console_});
-  EXPECT_TRUE(SeesProgress(process));
-  EXPECT_EQ(process.Wait().exit_code, 0u);
+  EXPECT_TRUE(WaitForProgress().starts_with("[")) << Text();
+  window_.Destroy();
+  EXPECT_EQ(process.Wait().exit_code, 6u);
   const std::vector<std::string> lines = Lines();
   ASSERT_GE(lines.size(), 3u);
   EXPECT_TRUE(lines[0].starts_with("Capturing window ")) << lines[0];
   EXPECT_TRUE(lines[1].starts_with("Target: ")) << lines[1];
-  EXPECT_EQ(lines[2], "End: the time is over");
+  EXPECT_TRUE(lines[2].starts_with("End: the target was closed")) << lines[2];
+  EXPECT_EQ(Text().find(kProgress), std::string::npos) << Text();
 }
 
-// A progress line, too, would have its place where the next line of JSON begins.
+// A progress line would have its place where the next line of JSON begins.
 TEST_F(ProgramConsoleTest, ShowsNoProgressUnderLinesOfJson) {
-  GrabProcess process(GrabProgram(), kJson, {console_, console_});
+  GrabProcess process(GrabProgram(), kTenLinesOfJson, {console_, console_});
   EXPECT_EQ(process.Wait().exit_code, 0u);
   const std::vector<std::string> lines = Lines();
-  EXPECT_GE(std::count_if(lines.begin(), lines.end(),
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
                           [](const std::string& line) { return line.starts_with("{\"time\":"); }),
-            8)
-      << Joined(lines);
-  EXPECT_EQ(Joined(lines).find('['), std::string::npos) << Joined(lines);
+            10)
+      << Text();
+  EXPECT_EQ(Text().find('['), std::string::npos) << Text();
 }
 
 TEST_F(ProgramConsoleTest, ShowsTheProgressBesideAStreamThatGoesElsewhere) {
-  GrabProcess process(GrabProgram(), kJson, {nullptr, console_});
-  EXPECT_TRUE(SeesProgress(process));
+  GrabProcess process(GrabProgram(), L"--class QuillPatternWindow --json - --all",
+                      {nullptr, console_});
+  EXPECT_NE(WaitForProgress(), "") << Text();
+  window_.Destroy();
   const GrabResult result = process.Wait();
   EXPECT_EQ(result.exit_code, 0u);
   std::istringstream lines(result.out);
   for (std::string line; std::getline(lines, line);) {
     EXPECT_TRUE(line.starts_with("{\"time\":") && line.ends_with("}")) << line;
   }
-  EXPECT_EQ(Joined(Lines()).find('['), std::string::npos) << Joined(Lines());
+  EXPECT_EQ(Text().find(kProgress), std::string::npos) << Text();
 }
 
-TEST_F(ProgramConsoleTest, WritesNoProgressIntoAFile) {
+TEST_F(ProgramConsoleTest, WritesNoProgressBarIntoAFile) {
   for (const GrabStreams& elsewhere : {GrabStreams{console_, nullptr}, GrabStreams{}}) {
-    const GrabResult result = GrabProcess(GrabProgram(), kJson, elsewhere).Wait();
+    const GrabResult result = GrabProcess(GrabProgram(), kTenLinesOfJson, elsewhere).Wait();
     EXPECT_EQ(result.exit_code, 0u);
     EXPECT_NE(result.err.find("Capturing window "), std::string::npos) << result.err;
     EXPECT_EQ(result.err.find('['), std::string::npos) << result.err;
@@ -140,7 +148,7 @@ TEST_F(ProgramConsoleTest, RefusesToShowAStreamOfBytes) {
           .Wait();
   EXPECT_EQ(result.exit_code, 1u);
   EXPECT_NE(result.err.find("a stream is no text for a terminal"), std::string::npos) << result.err;
-  EXPECT_EQ(Joined(Lines()), "");
+  EXPECT_EQ(Text(), "");
 }
 
 }  // namespace

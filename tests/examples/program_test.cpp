@@ -213,6 +213,14 @@ TEST_F(ProgramTest, CapturesEveryPixelOfAWindow) {
       << SummaryFile();
 }
 
+TEST_F(ProgramTest, NamesTheWindowsThatMatchWhenThereAreSeveral) {
+  const PatternWindow lower(MakePattern(kWidth, kHeight));
+  const PatternWindow upper(MakePattern(kWidth, kHeight));
+  const GrabResult result = Grab(L"--class QuillPatternWindow --frames 1" + OutOption());
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  EXPECT_NE(result.out.find("Notice: 2 windows match"), std::string::npos) << result.out;
+}
+
 TEST_F(ProgramTest, CapturesEveryPixelThroughATexture) {
   const Picture picture = MakePattern(kWidth, kHeight);
   const PatternWindow window(picture);
@@ -254,7 +262,9 @@ TEST_F(ProgramTest, NoticesAMinimisedWindow) {
   window.Minimize();
   const GrabResult result = Grab(L"--class QuillPatternWindow --seconds 4" + OutOption());
   EXPECT_EQ(result.exit_code, 7u);
-  EXPECT_NE(result.out.find("Notice: the window is minimised"), std::string::npos) << result.out;
+  const size_t notice = result.out.find("Notice: the window is minimised");
+  EXPECT_NE(notice, std::string::npos) << result.out;
+  EXPECT_EQ(result.out.find("Notice:", notice + 1), std::string::npos) << result.out;
   ExpectOneErrorLine(result, "restore it");
   EXPECT_EQ(ExpectOnlyWholeFiles(), 0u);
 }
@@ -327,7 +337,8 @@ TEST_F(ProgramTest, SaysWhichWindowsTheLibraryTakes) {
 TEST_F(ProgramTest, PrintsItsVersion) {
   const GrabResult result = Grab(L"--version");
   EXPECT_EQ(result.exit_code, 0u);
-  EXPECT_TRUE(result.out.starts_with("quill-grab ")) << result.out;
+  EXPECT_TRUE(result.bytes.starts_with("quill-grab ")) << result.bytes;
+  EXPECT_TRUE(result.bytes.ends_with("\r\n")) << result.bytes;
 }
 
 TEST_F(ProgramTest, WritesNothingButTheStreamToStandardOutput) {
