@@ -38,6 +38,22 @@ bool RunsUnderWine() {
   return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
 }
 
+// A setting of the stand-in for the capture platform, while in scope.
+class PlatformSetting {
+ public:
+  PlatformSetting(const wchar_t* name, DWORD value) : name_(name) {
+    EXPECT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kKey, name, REG_DWORD, &value, sizeof value),
+              ERROR_SUCCESS);
+  }
+  ~PlatformSetting() { RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, name_); }
+  PlatformSetting(const PlatformSetting&) = delete;
+  PlatformSetting& operator=(const PlatformSetting&) = delete;
+
+ private:
+  static constexpr wchar_t kKey[] = L"Software\\libquill-wgc\\Capture";
+  const wchar_t* name_;
+};
+
 // What a reader gets from a pipe that another program makes, until it has so much or to the end.
 std::vector<uint8_t> ReadPipe(const std::wstring& name, size_t enough) {
   HANDLE pipe = INVALID_HANDLE_VALUE;
@@ -322,16 +338,21 @@ TEST_F(ProgramTest, TellsOfAnOutputThatFailsOnce) {
 
 TEST_F(ProgramTest, SaysWhichWindowsTheLibraryTakes) {
   if (!RunsUnderWine()) GTEST_SKIP() << "needs a platform whose version can be chosen";
-  constexpr wchar_t kKey[] = L"Software\\libquill-wgc\\Capture";
-  const DWORD contract = 7;
-  ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"UniversalApiContract", REG_DWORD, &contract,
-                            sizeof contract),
-            ERROR_SUCCESS);
+  const PlatformSetting setting(L"UniversalApiContract", 7);
   const GrabResult result = Grab(L"--monitor 0" + OutOption());
-  RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, L"UniversalApiContract");
   EXPECT_EQ(result.exit_code, 3u);
   ExpectOneErrorLine(result, "Windows 10 version 1903");
   EXPECT_FALSE(std::filesystem::exists(Out()));
+}
+
+TEST_F(ProgramTest, NoticesThatTheCursorCannotBeAskedFor) {
+  if (!RunsUnderWine()) GTEST_SKIP() << "needs a platform without the switch";
+  const PlatformSetting setting(L"WithoutCursorProperty", 1);
+  const PatternWindow window(MakePattern(kWidth, kHeight));
+  const GrabResult result = Grab(L"--class QuillPatternWindow --cursor --frames 1" + OutOption());
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  EXPECT_NE(result.out.find("Notice: this Windows has no switch for the cursor"), std::string::npos)
+      << result.out;
 }
 
 TEST_F(ProgramTest, PrintsItsVersion) {
