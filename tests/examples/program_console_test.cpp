@@ -18,7 +18,7 @@ namespace {
 // A screen buffer of its own, so that a terminal that runs the tests shows nothing of it.
 class ProgramConsoleTest : public testing::Test {
  protected:
-  static constexpr COORD kSize{200, 60};
+  static constexpr COORD kSize{400, 300};  // no buffer is smaller than the window of its console
 
   void SetUp() override {
     console_ = MakeScreen();
