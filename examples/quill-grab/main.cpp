@@ -135,8 +135,7 @@ ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const R
     try {
       output->Finish(result);
     } catch (const GrabError& error) {
-      // After an output has failed, what makes the end fail too, such as a full disk, has been
-      // told.
+      // The error of an output that ended the run has been told; a full disk is not told twice.
       if (outcome.code != ExitCode::kOutputFailed) console.PrintError(error.what());
       if (code == ExitCode::kOk) code = error.code();
     }
