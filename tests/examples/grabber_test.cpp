@@ -437,6 +437,21 @@ TEST_F(GrabberTest, EndsWhenAnOutputHasEnough) {
   EXPECT_EQ(given.size(), 4u);
 }
 
+// A stream counts frames of its own, which are not those that are new.
+TEST_F(GrabberTest, TheFramesOfAStreamAreCountedInTheStream) {
+  std::vector<Recorder::Given> given;
+  auto recorder = std::make_unique<Recorder>(given, false);
+  recorder->enough = 4;
+  Grabber::Outputs outputs;
+  outputs.push_back(std::move(recorder));
+  options_.raw = "-";
+  options_.frames = 2;
+  options_.seconds = 30.0;
+  const std::vector<Step> steps(4, {true, kSmall, 1.0f, 1});
+  EXPECT_EQ(RunScript(steps, outputs).code, ExitCode::kOk);
+  EXPECT_EQ(given.size(), 4u);
+}
+
 // How many beats there are from a time on to another.
 double BeatsOf(double from, double to, double fps) {
   return std::ceil((to - from) * fps);
