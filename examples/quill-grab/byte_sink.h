@@ -19,8 +19,8 @@ namespace quill_grab {
 class ByteSink {
  public:
   // name: "-" for standard output, \\.\pipe\NAME for a pipe, or a file's path, in UTF-8. A pipe
-  // that does not exist is made; then this waits for its reader, until *interrupted. option
-  // ("--raw") is for errors. Throws GrabError.
+  // that does not exist is made; then this waits for its reader, until interrupted is true.
+  // option ("--raw") is for errors. Throws GrabError.
   ByteSink(const std::string& name, const char* option, Console& console,
            const std::atomic<bool>& interrupted);
   ~ByteSink();

@@ -21,7 +21,8 @@ enum class ExitCode {
   kReaderGone = 9,
 };
 
-// Ends the run: one line for the user, which names the remedy, and the exit code. UTF-8.
+// Ends the run: one line for the user, which names the remedy where one is known, and the exit
+// code. UTF-8.
 class GrabError : public std::runtime_error {
  public:
   GrabError(ExitCode code, const std::string& text) : std::runtime_error(text), code_(code) {}

@@ -24,7 +24,7 @@ FrameSize ShrunkToFit(const FrameSize& picture, const FrameSize& room);
 // Puts pictures of any size on black canvases of one size. The thread must have initialised COM.
 class Fitter {
  public:
-  // Throws GrabError. OnResize::kStop is not for here: it fits as letterbox does.
+  // Throws GrabError. With OnResize::kStop it fits as with kLetterbox; the stream ends itself.
   Fitter(const FrameSize& canvas, OnResize rule);
 
   // The picture, or the canvas that holds it, valid until the next call. Throws GrabError.

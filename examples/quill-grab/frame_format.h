@@ -16,7 +16,7 @@ namespace quill_grab {
 void AddRawFrame(const PixelView& picture, std::vector<uint8_t>& bytes);
 
 // YUV4MPEG2 with 4:2:0 chroma in the middle of each 2 x 2 block, in limited range. Players that are
-// not told the colour matrix go by the size, and so it is chosen: BT.601 below 1280 columns and 720
+// not told the colour matrix go by the size, and so it is chosen: BT.601 up to 1279 columns and 576
 // rows, else BT.709. Width and height must be even.
 //
 // The line that a file begins with. fps has at most three decimals.

@@ -67,11 +67,9 @@ void Grabber::Start(const Target& target) {
 void Grabber::ApplySwitches() {
   void* session = session_.get();
   if (options_.cursor && !library_.wgc_enable_cursor(session, true)) {
-    console_.PrintLine("Notice: this Windows cannot draw the cursor into the frames.");
+    console_.PrintLine("Notice: this Windows has no switch for the cursor: it may be missing.");
   }
-  if (options_.border && !library_.wgc_show_border(session, true)) {
-    console_.PrintLine("Notice: this Windows cannot show the border.");
-  }
+  if (options_.border) library_.wgc_show_border(session, true);
   if (options_.detect) library_.wgc_set_dirty_rect(session, true);
   if (options_.texture) library_.wgc_set_capture_to_texture(session, true);
 }

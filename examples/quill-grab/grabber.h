@@ -23,7 +23,7 @@
 
 namespace quill_grab {
 
-// How a run ended. error: the text goes to standard error.
+// How a run ended. is_error: the text goes to standard error.
 struct Outcome {
   ExitCode code;
   std::string text;
@@ -54,7 +54,7 @@ class Grabber {
   void Start(const Target& target);
 
   // Polls until there are enough frames, the time is over, the target closes, an output fails or
-  // *interrupted becomes true.
+  // interrupted becomes true.
   Outcome Run(const std::atomic<bool>& interrupted);
 
   const Summary& summary() const { return summary_; }

@@ -124,7 +124,7 @@ Grabber::Outputs MakeOutputs(const Options& options, const std::optional<OutputF
   return outputs;
 }
 
-// An output that cannot be finished matters only when everything else went well.
+// An output that cannot be finished decides the exit code only when everything else went well.
 ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const RunResult& result,
                 Console& console) {
   constexpr size_t kChanges = 20;
@@ -135,7 +135,7 @@ ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const R
     try {
       output->Finish(result);
     } catch (const GrabError& error) {
-      // A full disk has been told of.
+      // The error of an output that ended the run has been told; a full disk is not told twice.
       if (outcome.code != ExitCode::kOutputFailed) console.PrintError(error.what());
       if (code == ExitCode::kOk) code = error.code();
     }

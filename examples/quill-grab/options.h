@@ -40,7 +40,7 @@ struct Options {
 
   uint64_t frames = 0;   // 0: no limit
   double seconds = 0.0;  // filled in by ParseOptions when not given; infinite: no limit
-  double fps = 30.0;     // in thousandths
+  double fps = 30.0;     // rounded to three decimals
   bool all = false;
 
   bool cursor = false;

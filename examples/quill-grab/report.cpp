@@ -27,7 +27,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr char kRemedy[] = "choose another file with --report";
-constexpr double kRatioBinSeconds = 1.0 / 64;  // fine enough to hold every poll apart at first
+constexpr double kRatioBinSeconds = 1.0 / 64;  // holds apart up to 64 polls a second at first
 constexpr size_t kRatioBins = 2048;
 constexpr double kRateBinSeconds = 1.0;
 constexpr size_t kRateBins = 512;
@@ -242,7 +242,7 @@ std::string Report::Data(const RunResult& result) const {
       {"heat", HeatJson(heat_)},
       {"log", LogJson(result.log)},
   };
-  // A title or a log text may hold bytes that are no UTF-8.
+  // A log text that the library cut may end in the middle of a character.
   return data.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 

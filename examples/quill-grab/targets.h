@@ -40,7 +40,8 @@ struct Target {
   std::string notice;  // something the user should know about the choice, or empty
 };
 
-// The visible titled top-level windows, topmost first.
+// The visible top-level windows with a title, topmost first; without the desktop, tool windows and
+// those of other virtual desktops.
 std::vector<WindowInfo> ListWindows();
 // The primary monitor first.
 std::vector<MonitorInfo> ListMonitors();
@@ -49,14 +50,14 @@ std::string FormatLists(const std::vector<WindowInfo>& windows,
                         const std::vector<MonitorInfo>& monitors);
 
 // The windows of the list that options.title and options.class_name select, without regard to case,
-// in the order of the list.
+// in the order of the list; never the own terminal.
 std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
                                      const Options& options);
 
 // Finds what options name; throws GrabError.
 Target FindTarget(const Options& options);
 
-// The same after at most options.wait_seconds for a window to appear, or until *interrupted.
+// The same after at most options.wait_seconds for a window to appear, or until interrupted is true.
 Target WaitForTarget(const Options& options, const std::atomic<bool>& interrupted);
 
 }  // namespace quill_grab

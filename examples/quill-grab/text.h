@@ -20,7 +20,7 @@ __attribute__((format(__MINGW_PRINTF_FORMAT, 1, 2)))
 std::string
 Format(const char* format, ...);
 
-// The system's text for a Win32 error or an HRESULT, with its number: "Access denied. (5)".
+// The system's text for a Win32 error or an HRESULT, with its number: "Access denied (5)".
 std::string DescribeError(DWORD error);
 
 }  // namespace quill_grab

@@ -4,6 +4,7 @@
 #include "quill-grab/byte_sink.h"
 
 #include <chrono>
+#include <fstream>
 #include <future>
 #include <thread>
 #include <vector>
@@ -77,6 +78,14 @@ TEST_F(ByteSinkTest, WritesAFileInPlace) {
   // Others can read it while it grows.
   EXPECT_TRUE(ReadWholeFile(path.wstring().c_str()) == expected);
   EXPECT_EQ(temporary.CountFiles(), 1u);
+}
+
+TEST_F(ByteSinkTest, LeavesNothingOfAnEarlierFile) {
+  const TemporaryFolder temporary;
+  const std::filesystem::path path = temporary.path() / "stream";
+  std::ofstream(path) << "what an earlier run wrote";
+  ByteSink(path.string(), "--raw", console_, interrupted_).Write(Bytes(3, 1));
+  EXPECT_EQ(ReadWholeFile(path.wstring().c_str()), Bytes(3, 1));
 }
 
 TEST_F(ByteSinkTest, NamesTheOptionOfAFileThatCannotBe) {

@@ -60,6 +60,7 @@ TEST(ShrunkToFitTest, KeepsWhatFits) {
 TEST(ShrunkToFitTest, KeepsTheAspectOfWhatDoesNot) {
   EXPECT_EQ(ShrunkToFit({1920, 1080}, {640, 480}), (FrameSize{640, 360}));
   EXPECT_EQ(ShrunkToFit({1080, 1920}, {640, 480}), (FrameSize{270, 480}));
+  EXPECT_EQ(ShrunkToFit({1366, 768}, {640, 480}), (FrameSize{640, 360}));  // of 359.8
   EXPECT_EQ(ShrunkToFit({800, 100}, {400, 400}), (FrameSize{400, 50}));
   EXPECT_EQ(ShrunkToFit({100, 800}, {400, 400}), (FrameSize{50, 400}));
   EXPECT_EQ(ShrunkToFit({640, 960}, {640, 480}), (FrameSize{320, 480}));

@@ -33,7 +33,8 @@ std::string WithoutCarriageReturns(std::string text) {
 
 }  // namespace
 
-GrabProcess::GrabProcess(const std::filesystem::path& program, const std::wstring& arguments) {
+GrabProcess::GrabProcess(const std::filesystem::path& program, const std::wstring& arguments,
+                         const GrabStreams& elsewhere) {
   static int number = 0;
   streams_ = std::filesystem::temp_directory_path() /
              ("quill-grab-streams-" + std::to_string(GetCurrentProcessId()) + "-" +
@@ -41,14 +42,16 @@ GrabProcess::GrabProcess(const std::filesystem::path& program, const std::wstrin
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdOutput = CreateStream(WithSuffix(streams_, L".out"));
-  startup.hStdError = CreateStream(WithSuffix(streams_, L".err"));
+  const HANDLE out = CreateStream(WithSuffix(streams_, L".out"));
+  const HANDLE err = CreateStream(WithSuffix(streams_, L".err"));
+  startup.hStdOutput = elsewhere.out != nullptr ? elsewhere.out : out;
+  startup.hStdError = elsewhere.err != nullptr ? elsewhere.err : err;
   std::wstring command = L"\"" + program.wstring() + L"\" " + arguments;
   EXPECT_TRUE(CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr,
                              nullptr, &startup, &process_))
       << GetLastError();
-  CloseHandle(startup.hStdOutput);
-  CloseHandle(startup.hStdError);
+  CloseHandle(out);
+  CloseHandle(err);
 }
 
 GrabProcess::~GrabProcess() {

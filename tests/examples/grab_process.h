@@ -16,11 +16,18 @@ struct GrabResult {
   std::string err;
 };
 
-// A running quill-grab.exe whose two output streams go to files of their own.
+// Inheritable handles for output streams that are to go elsewhere than into a file.
+struct GrabStreams {
+  HANDLE out = nullptr;
+  HANDLE err = nullptr;
+};
+
+// A running quill-grab.exe whose output streams go to files of their own.
 class GrabProcess {
  public:
   // arguments: the rest of the command line.
-  GrabProcess(const std::filesystem::path& program, const std::wstring& arguments);
+  GrabProcess(const std::filesystem::path& program, const std::wstring& arguments,
+              const GrabStreams& elsewhere = {});
   ~GrabProcess();
   GrabProcess(const GrabProcess&) = delete;
   GrabProcess& operator=(const GrabProcess&) = delete;

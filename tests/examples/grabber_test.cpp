@@ -58,7 +58,10 @@ void* FakeCreateMonitor(HMONITOR) {
   return ++script.alive, &script;
 }
 bool FakeStart(void*) {
-  if (!script.start_succeeds) OnLogLine(WGC_LOG_ERROR, "no capture today, hr:80070057", 29);
+  if (!script.start_succeeds) {
+    OnLogLine(WGC_LOG_ERROR, "no capture today, hr:80070057", 29);
+    OnLogLine(WGC_LOG_WARNING, "no cursor either", 16);
+  }
   return script.running = script.start_succeeds;
 }
 void FakeDestroy(void*) {
@@ -318,6 +321,15 @@ TEST_F(GrabberTest, EndsCleanlyWhenInterrupted) {
   EXPECT_EQ(temporary_.CountFiles(), 2u);
 }
 
+TEST_F(GrabberTest, ReportsAnInterruptionBeforeAnyFrame) {
+  options_.seconds = 30.0;
+  script.interrupt_at_end = &interrupted_;
+  const Outcome outcome = RunScript({{false, {0, 0}, 0, 0}});
+  EXPECT_EQ(outcome.code, ExitCode::kNoFrame);
+  EXPECT_TRUE(outcome.is_error);
+  EXPECT_EQ(outcome.text, "interrupted before any frame arrived");
+}
+
 // The third file's name is taken by a folder, so that it cannot be written.
 TEST_F(GrabberTest, KeepsWrittenFramesWhenOneCannotBeWritten) {
   options_.seconds = 30.0;
@@ -333,7 +345,7 @@ TEST_F(GrabberTest, KeepsWrittenFramesWhenOneCannotBeWritten) {
   EXPECT_EQ(temporary_.CountFiles(), 3u);
 }
 
-TEST_F(GrabberTest, GivesTheLoggedReasonWhenCaptureCannotStart) {
+TEST_F(GrabberTest, GivesTheLoggedErrorWhenCaptureCannotStart) {
   script.start_succeeds = false;
   SetLogSink(nullptr, false);
   try {
@@ -341,7 +353,9 @@ TEST_F(GrabberTest, GivesTheLoggedReasonWhenCaptureCannotStart) {
     ADD_FAILURE() << "started";
   } catch (const GrabError& error) {
     EXPECT_EQ(error.code(), ExitCode::kCaptureFailed);
-    EXPECT_NE(std::string(error.what()).find("no capture today, hr:80070057"), std::string::npos);
+    EXPECT_NE(std::string(error.what()).find("start: no capture today, hr:80070057:"),
+              std::string::npos)
+        << error.what();
   }
   EXPECT_EQ(script.alive, 0);
 }
@@ -420,6 +434,21 @@ TEST_F(GrabberTest, EndsWhenAnOutputHasEnough) {
   outputs.push_back(std::move(recorder));
   options_.seconds = 30.0;
   EXPECT_EQ(RunScript({{true, kSmall, 1, 1}}, outputs).code, ExitCode::kOk);
+  EXPECT_EQ(given.size(), 4u);
+}
+
+// A stream counts frames of its own, which are not those that are new.
+TEST_F(GrabberTest, TheFramesOfAStreamAreCountedInTheStream) {
+  std::vector<Recorder::Given> given;
+  auto recorder = std::make_unique<Recorder>(given, false);
+  recorder->enough = 4;
+  Grabber::Outputs outputs;
+  outputs.push_back(std::move(recorder));
+  options_.raw = "-";
+  options_.frames = 2;
+  options_.seconds = 30.0;
+  const std::vector<Step> steps(4, {true, kSmall, 1.0f, 1});
+  EXPECT_EQ(RunScript(steps, outputs).code, ExitCode::kOk);
   EXPECT_EQ(given.size(), 4u);
 }
 

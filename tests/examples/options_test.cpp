@@ -96,6 +96,9 @@ TEST(OptionsTest, WhatOthersReadHasNoEndOfItsOwn) {
 TEST(OptionsTest, RatesHaveThreeDecimals) {
   EXPECT_EQ(Parsed({"--title", "T", "--fps", "29.97"}).fps, 29.97);
   EXPECT_EQ(Parsed({"--title", "T", "--fps", "23.97602"}).fps, 23.976);
+  EXPECT_EQ(Parsed({"--title", "T", "--fps", "23.9766"}).fps, 23.977);
+  // A thousand times 1.001 is less than 1001 in floating point.
+  EXPECT_EQ(Parsed({"--title", "T", "--fps", "1.001"}).fps, 1.001);
 }
 
 TEST(OptionsTest, TakesHandlesAsTheListShowsThem) {

@@ -64,7 +64,8 @@ TEST(OutputFolderTest, WritesWholeFilesAndReplacesThem) {
 TEST(OutputFolderTest, CountsTheFramesOfAnEarlierRun) {
   const TemporaryFolder temporary;
   const OutputFolder folder(temporary.path().string());
-  for (const char* name : {"frame-0001.png", "frame-0002.png", "summary.txt", "other.png"}) {
+  for (const char* name :
+       {"frame-0001.png", "frame-0002.png", "frame-0003.txt", "summary.txt", "other.png"}) {
     folder.Write(name, Bytes(3, 0));
   }
   EXPECT_EQ(folder.CountFrameFiles(), 2u);

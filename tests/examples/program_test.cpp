@@ -38,6 +38,22 @@ bool RunsUnderWine() {
   return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
 }
 
+// A setting of the stand-in for the capture platform, while in scope.
+class PlatformSetting {
+ public:
+  PlatformSetting(const wchar_t* name, DWORD value) : name_(name) {
+    EXPECT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kKey, name, REG_DWORD, &value, sizeof value),
+              ERROR_SUCCESS);
+  }
+  ~PlatformSetting() { RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, name_); }
+  PlatformSetting(const PlatformSetting&) = delete;
+  PlatformSetting& operator=(const PlatformSetting&) = delete;
+
+ private:
+  static constexpr wchar_t kKey[] = L"Software\\libquill-wgc\\Capture";
+  const wchar_t* name_;
+};
+
 // What a reader gets from a pipe that another program makes, until it has so much or to the end.
 std::vector<uint8_t> ReadPipe(const std::wstring& name, size_t enough) {
   HANDLE pipe = INVALID_HANDLE_VALUE;
@@ -213,6 +229,14 @@ TEST_F(ProgramTest, CapturesEveryPixelOfAWindow) {
       << SummaryFile();
 }
 
+TEST_F(ProgramTest, NamesTheWindowsThatMatchWhenThereAreSeveral) {
+  const PatternWindow lower(MakePattern(kWidth, kHeight));
+  const PatternWindow upper(MakePattern(kWidth, kHeight));
+  const GrabResult result = Grab(L"--class QuillPatternWindow --frames 1" + OutOption());
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  EXPECT_NE(result.out.find("Notice: 2 windows match"), std::string::npos) << result.out;
+}
+
 TEST_F(ProgramTest, CapturesEveryPixelThroughATexture) {
   const Picture picture = MakePattern(kWidth, kHeight);
   const PatternWindow window(picture);
@@ -254,7 +278,9 @@ TEST_F(ProgramTest, NoticesAMinimisedWindow) {
   window.Minimize();
   const GrabResult result = Grab(L"--class QuillPatternWindow --seconds 4" + OutOption());
   EXPECT_EQ(result.exit_code, 7u);
-  EXPECT_NE(result.out.find("Notice: the window is minimised"), std::string::npos) << result.out;
+  const size_t notice = result.out.find("Notice: the window is minimised");
+  EXPECT_NE(notice, std::string::npos) << result.out;
+  EXPECT_EQ(result.out.find("Notice:", notice + 1), std::string::npos) << result.out;
   ExpectOneErrorLine(result, "restore it");
   EXPECT_EQ(ExpectOnlyWholeFiles(), 0u);
 }
@@ -278,24 +304,62 @@ TEST_F(ProgramTest, RefusesAnOutputThatIsNoFolder) {
   ExpectOneErrorLine(result, "choose another folder with --out");
 }
 
+// A folder has the name of the summary, which is written when the frames are.
+TEST_F(ProgramTest, FailsWhenAnOutputCannotBeFinished) {
+  const Picture picture = MakePattern(kWidth, kHeight);
+  const PatternWindow window(picture);
+  std::filesystem::create_directories(Out() / "summary.txt");
+  const GrabResult result = Grab(L"--class QuillPatternWindow --frames 1" + OutOption());
+  EXPECT_EQ(result.exit_code, 5u);
+  ExpectOneErrorLine(result, "summary.txt");
+  ExpectPicture("frame-0001.png", picture);
+}
+
+TEST_F(ProgramTest, AFailureOfTheRunKeepsItsCodeWhenAnOutputCannotBeFinishedEither) {
+  PatternWindow window(MakePattern(kWidth, kHeight));
+  window.Minimize();
+  std::filesystem::create_directories(Out() / "summary.txt");
+  const GrabResult result = Grab(L"--class QuillPatternWindow --seconds 0.3" + OutOption());
+  EXPECT_EQ(result.exit_code, 7u);
+  const size_t end = result.err.find('\n');
+  EXPECT_NE(result.err.substr(0, end).find("no frame arrived"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("summary.txt", end), std::string::npos) << result.err;
+}
+
+// As on a full disk, where neither the frame nor the summary can be written.
+TEST_F(ProgramTest, TellsOfAnOutputThatFailsOnce) {
+  const PatternWindow window(MakePattern(kWidth, kHeight));
+  std::filesystem::create_directories(Out() / "frame-0001.png");
+  std::filesystem::create_directories(Out() / "summary.txt");
+  const GrabResult result = Grab(L"--class QuillPatternWindow --frames 1" + OutOption());
+  EXPECT_EQ(result.exit_code, 5u);
+  ExpectOneErrorLine(result, "frame-0001.png");
+}
+
 TEST_F(ProgramTest, SaysWhichWindowsTheLibraryTakes) {
   if (!RunsUnderWine()) GTEST_SKIP() << "needs a platform whose version can be chosen";
-  constexpr wchar_t kKey[] = L"Software\\libquill-wgc\\Capture";
-  const DWORD contract = 7;
-  ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"UniversalApiContract", REG_DWORD, &contract,
-                            sizeof contract),
-            ERROR_SUCCESS);
+  const PlatformSetting setting(L"UniversalApiContract", 7);
   const GrabResult result = Grab(L"--monitor 0" + OutOption());
-  RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, L"UniversalApiContract");
   EXPECT_EQ(result.exit_code, 3u);
   ExpectOneErrorLine(result, "Windows 10 version 1903");
   EXPECT_FALSE(std::filesystem::exists(Out()));
 }
 
+TEST_F(ProgramTest, NoticesThatTheCursorCannotBeAskedFor) {
+  if (!RunsUnderWine()) GTEST_SKIP() << "needs a platform without the switch";
+  const PlatformSetting setting(L"WithoutCursorProperty", 1);
+  const PatternWindow window(MakePattern(kWidth, kHeight));
+  const GrabResult result = Grab(L"--class QuillPatternWindow --cursor --frames 1" + OutOption());
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  EXPECT_NE(result.out.find("Notice: this Windows has no switch for the cursor"), std::string::npos)
+      << result.out;
+}
+
 TEST_F(ProgramTest, PrintsItsVersion) {
   const GrabResult result = Grab(L"--version");
   EXPECT_EQ(result.exit_code, 0u);
-  EXPECT_TRUE(result.out.starts_with("quill-grab ")) << result.out;
+  EXPECT_TRUE(result.bytes.starts_with("quill-grab ")) << result.bytes;
+  EXPECT_TRUE(result.bytes.ends_with("\r\n")) << result.bytes;
 }
 
 TEST_F(ProgramTest, WritesNothingButTheStreamToStandardOutput) {

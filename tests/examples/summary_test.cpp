@@ -102,6 +102,15 @@ TEST(SummaryTest, CapsTheListAndSaysHowManyAreLeft) {
   EXPECT_EQ(summary.Text(30).find("more"), std::string::npos);
 }
 
+// A thousand are kept.
+TEST(SummaryTest, CountsTheChangesThatItDoesNotKeep) {
+  Summary summary;
+  for (int i = 0; i < 1003; ++i) summary.AddFrame(Frame(i, 0.5f, {640, 480}, "frame.png"));
+  const std::string text = summary.Text(2000);
+  EXPECT_EQ(CountOf(text, "frame.png"), 1000u);
+  EXPECT_TRUE(text.ends_with("... and 3 more")) << text;
+}
+
 TEST(ProgressLineTest, FillsTheBarInProportion) {
   EXPECT_EQ(ProgressLine(0.0, "x", 80), "[........................] x");
   EXPECT_EQ(ProgressLine(0.5, "x", 80), "[############............] x");

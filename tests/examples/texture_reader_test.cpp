@@ -70,7 +70,8 @@ TEST_F(TextureReaderTest, FollowsChangesOfContentAndSize) {
   ExpectPixels(reader, 64, 40, 1);
   ExpectPixels(reader, 64, 40, 2);
   ExpectPixels(reader, 100, 30, 3);
-  ExpectPixels(reader, 20, 90, 4);
+  ExpectPixels(reader, 20, 30, 4);
+  ExpectPixels(reader, 20, 90, 5);
 }
 
 TEST_F(TextureReaderTest, LeavesNoReferenceOnTheTextureItRead) {
