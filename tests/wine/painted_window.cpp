@@ -35,7 +35,8 @@ void ShowPicture(HWND window, int picture) {
   Send(window, kRepaint, picture);
 }
 
-PaintedWindow::PaintedWindow(const WindowOptions& options) : picture_(options.picture) {
+PaintedWindow::PaintedWindow(const WindowOptions& options)
+    : picture_(options.picture), cursor_(options.cursor) {
   const HANDLE ready = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   thread_ = std::thread(&PaintedWindow::Run, this, options, ready);
   EXPECT_EQ(WaitForSingleObject(ready, kLimitMs), WAIT_OBJECT_0);
@@ -63,7 +64,6 @@ void PaintedWindow::Run(WindowOptions options, HANDLE ready) {
   WNDCLASSW window_class = {};
   window_class.lpfnWndProc = WindowProcedure;
   window_class.hInstance = GetModuleHandleW(nullptr);
-  window_class.hCursor = LoadCursor(nullptr, IDC_ARROW);
   window_class.lpszClassName = kPaintedWindowClass;
   RegisterClassW(&window_class);
   RECT frame = {0, 0, options.client.cx, options.client.cy};
@@ -131,12 +131,17 @@ LRESULT CALLBACK PaintedWindow::WindowProcedure(HWND window, UINT message, WPARA
       ValidateRect(window, nullptr);
       if (self) self->Paint();
       return 0;
+    case WM_SETCURSOR:
+      if (!self) break;
+      SetCursor(self->cursor_);
+      return TRUE;
     case WM_DESTROY:
       PostQuitMessage(0);
       return 0;
     default:
-      return DefWindowProcW(window, message, wparam, lparam);
+      break;
   }
+  return DefWindowProcW(window, message, wparam, lparam);
 }
 
 }  // namespace wine_test

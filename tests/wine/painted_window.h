@@ -26,6 +26,7 @@ struct WindowOptions {
   DWORD ex_style = 0;
   std::wstring title;
   int picture = 0;
+  HCURSOR cursor = LoadCursor(nullptr, IDC_ARROW);
 };
 
 // A window with a thread and a message loop of its own that shows a picture in its client area.
@@ -51,6 +52,7 @@ class PaintedWindow {
 
   HWND window_ = nullptr;
   int picture_ = 0;  // Of the window's thread.
+  const HCURSOR cursor_;
   std::thread thread_;
 };
 

@@ -12,15 +12,11 @@ namespace {
 // rectangle.
 class WindowTarget : public CaptureTarget {
  public:
-  explicit WindowTarget(HWND window) : window_(window) {
-    thread_id_ = GetWindowThreadProcessId(window, nullptr);
-  }
+  explicit WindowTarget(HWND window) : window_(window) {}
 
-  // A handle may be given out anew after the window is destroyed: the same thread must still own
-  // it.
-  bool Exists() const override {
-    return IsWindow(window_) && GetWindowThreadProcessId(window_, nullptr) == thread_id_;
-  }
+  // Handles come again too, but only after some 65 000 further windows, when all who watch this one
+  // have long seen it gone.
+  bool Exists() const override { return IsWindow(window_); }
 
   bool IsShown() const override { return IsWindowVisible(window_) && !IsIconic(window_); }
 
@@ -53,7 +49,6 @@ class WindowTarget : public CaptureTarget {
 
  private:
   const HWND window_;
-  DWORD thread_id_ = 0;
 };
 
 }  // namespace
