@@ -150,15 +150,18 @@ TEST(Capture, PutsSmallerContentAtTheTopLeft) {
   PaintedWindow window;
   Recording recording(MakeItem(window.Handle()));
   recording.TakeAllFrames();
-  window.Resize({100, 70});
-  window.Show(1);
-  const auto frame = recording.FrameWhere([](IDirect3D11CaptureFrame* f) {
-    return ContentSize(f).Width == 100 && ContentSize(f).Height == 70 && Shows(f, {100, 70}, 1);
-  });
-  ASSERT_TRUE(frame);
-  const Pixels pixels = ReadPixels(frame.Get());
-  EXPECT_EQ(pixels.width, 160);
-  EXPECT_EQ(pixels.height, 120);
+  for (const SIZE size : {SIZE{100, 70}, SIZE{100, 110}}) {
+    window.Resize(size);
+    window.Show(1);
+    const auto frame = recording.FrameWhere([&](IDirect3D11CaptureFrame* f) {
+      return ContentSize(f).Width == size.cx && ContentSize(f).Height == size.cy &&
+             Shows(f, size, 1);
+    });
+    ASSERT_TRUE(frame) << size.cy;
+    const Pixels pixels = ReadPixels(frame.Get());
+    EXPECT_EQ(pixels.width, 160);
+    EXPECT_EQ(pixels.height, 120);
+  }
 }
 
 TEST(Capture, PausesWhileTheWindowIsMinimised) {
@@ -174,6 +177,23 @@ TEST(Capture, PausesWhileTheWindowIsMinimised) {
   EXPECT_TRUE(recording.FrameWhere([](IDirect3D11CaptureFrame* frame) {
     return Shows(frame, {160, 120}, 0);
   }));
+}
+
+TEST(Capture, WaitsUntilAWindowThatIsShownAgainIsPainted) {
+  const PlatformSetting setting(L"SendUnchangedFrames", 1);
+  PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  const int states[][2] = {{SW_MINIMIZE, SW_RESTORE}, {SW_HIDE, SW_SHOWNA}};
+  for (const auto& [gone, shown] : states) {
+    window.SetState(gone);
+    recording.TakeAllFrames();
+    window.SetState(shown, 150);
+    for (int i = 0; i < 5; ++i) {
+      const auto frame = recording.NextFrame();
+      ASSERT_TRUE(frame);
+      EXPECT_TRUE(Shows(frame.Get(), {160, 120}, 0)) << shown << ", frame " << i;
+    }
+  }
 }
 
 TEST(Capture, EndsWithTheWindow) {

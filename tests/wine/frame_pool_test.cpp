@@ -82,6 +82,15 @@ TEST(FramePool, HandsOutBgraTexturesOfItsSize) {
   EXPECT_EQ(description.Usage, D3D11_USAGE_DEFAULT);
   EXPECT_EQ(description.BindFlags,
             static_cast<UINT>(D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET));
+  ComPointer<IDirect3DSurface> surface;
+  ASSERT_EQ(frame->get_Surface(surface.Put()), S_OK);
+  ABI::Windows::Graphics::DirectX::Direct3D11::Direct3DSurfaceDescription told = {};
+  EXPECT_EQ(surface->get_Description(&told), S_OK);
+  EXPECT_EQ(told.Width, 100);
+  EXPECT_EQ(told.Height, 90);
+  EXPECT_EQ(told.Format, DirectXPixelFormat_B8G8R8A8UIntNormalized);
+  EXPECT_EQ(told.MultisampleDescription.Count, 1);
+  EXPECT_EQ(told.MultisampleDescription.Quality, 0);
   ComPointer<ID3D11Device> device;
   TextureOf(frame.Get())->GetDevice(device.Put());
   EXPECT_EQ(device.Get(), Device().d3d.Get());

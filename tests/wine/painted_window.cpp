@@ -22,6 +22,15 @@ void Send(HWND window, UINT message, WPARAM wparam = 0, LPARAM lparam = 0) {
             0);
 }
 
+// Handles what other threads send; nothing that is posted.
+void AnswerOthersFor(DWORD time_ms) {
+  const ULONGLONG end = GetTickCount64() + time_ms;
+  MSG message;
+  for (; GetTickCount64() < end; Sleep(5)) {
+    PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+  }
+}
+
 }  // namespace
 
 UINT32 PaintedPixel(int picture, int x, int y) {
@@ -52,8 +61,8 @@ void PaintedWindow::Resize(SIZE client) {
   Send(window_, kResize, client.cx, client.cy);
 }
 
-void PaintedWindow::SetState(int show_command) {
-  Send(window_, kShow, show_command);
+void PaintedWindow::SetState(int show_command, DWORD unpainted_ms) {
+  Send(window_, kShow, show_command, unpainted_ms);
 }
 
 void PaintedWindow::Destroy() {
@@ -122,6 +131,8 @@ LRESULT CALLBACK PaintedWindow::WindowProcedure(HWND window, UINT message, WPARA
     }
     case kShow:
       ShowWindow(window, static_cast<int>(wparam));
+      Sleep(static_cast<DWORD>(lparam));
+      AnswerOthersFor(static_cast<DWORD>(lparam));
       self->Paint();
       return 0;
     case kDestroy:

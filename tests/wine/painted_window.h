@@ -42,7 +42,8 @@ class PaintedWindow {
 
   void Show(int picture) { ShowPicture(window_, picture); }
   void Resize(SIZE client);
-  void SetState(int show_command);
+  // Paints late: it handles no message for `unpainted_ms`, then as long all but WM_PAINT.
+  void SetState(int show_command, DWORD unpainted_ms = 0);
   void Destroy();
 
  private:

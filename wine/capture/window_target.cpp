@@ -20,6 +20,12 @@ class WindowTarget : public CaptureTarget {
 
   bool IsShown() const override { return IsWindowVisible(window_) && !IsIconic(window_); }
 
+  // The update region is emptied when painting begins, not when it ends. The window's thread
+  // answers between two messages: neither while it shows the window nor while it paints.
+  bool IsPainted() const override {
+    return ThreadAnswers() && !GetUpdateRect(window_, nullptr, FALSE) && ThreadAnswers();
+  }
+
   // A minimised window answers with the size that it will have again.
   RECT Bounds() const override {
     RECT bounds = {};
@@ -48,6 +54,11 @@ class WindowTarget : public CaptureTarget {
   }
 
  private:
+  bool ThreadAnswers() const {
+    constexpr UINT kLimitMs = 100;
+    return SendMessageTimeoutW(window_, WM_NULL, 0, 0, SMTO_NORMAL, kLimitMs, nullptr) != 0;
+  }
+
   const HWND window_;
 };
 
