@@ -48,6 +48,12 @@ TEST_F(ApiInformation, TellsReadOnlyPropertiesFromWriteableOnes) {
   EXPECT_EQ(statics_->IsWriteablePropertyPresent(type.Get(), name.Get(), &writeable), S_OK);
   EXPECT_TRUE(read_only);
   EXPECT_FALSE(writeable);
+  const HString none(L"Colour");
+  writeable = true;
+  EXPECT_EQ(statics_->IsReadOnlyPropertyPresent(type.Get(), none.Get(), &read_only), S_OK);
+  EXPECT_EQ(statics_->IsWriteablePropertyPresent(type.Get(), none.Get(), &writeable), S_OK);
+  EXPECT_FALSE(read_only);
+  EXPECT_FALSE(writeable);
 }
 
 TEST_F(ApiInformation, ForgetsPropertiesThatTheRegistryTakesAway) {

@@ -6,6 +6,7 @@
 #include <weakreference.h>
 
 #include <atomic>
+#include <string>
 
 #include "painted_window.h"
 #include "platform.h"
@@ -68,6 +69,14 @@ TEST(CaptureItem, IsNotMadeForWhatCannotBeCaptured) {
   EXPECT_EQ(interop->CreateForWindow(handle, iid, &result), E_INVALIDARG);
 }
 
+TEST(CaptureItem, IsNotMadeByPlainActivation) {
+  const auto factory = ActivationFactory<IActivationFactory>(kItemClass);
+  ASSERT_TRUE(factory);
+  ComPointer<IInspectable> item;
+  EXPECT_EQ(factory->ActivateInstance(item.Put()), E_NOTIMPL);
+  EXPECT_FALSE(item);
+}
+
 TEST(CaptureItem, TellsTheWindowsSizeAtTheTimeOfTheCall) {
   PaintedWindow window;
   const auto item = MakeItem(window.Handle());
@@ -95,15 +104,26 @@ TEST(CaptureItem, TellsTheMonitorsSize) {
   EXPECT_EQ(size.Height, GetSystemMetrics(SM_CYSCREEN));
 }
 
+std::wstring DisplayName(IGraphicsCaptureItem* item) {
+  HSTRING name = nullptr;
+  EXPECT_EQ(item->get_DisplayName(&name), S_OK);
+  const std::wstring text = WindowsGetStringRawBuffer(name, nullptr);
+  WindowsDeleteString(name);
+  return text;
+}
+
 TEST(CaptureItem, IsCalledAfterTheWindow) {
   WindowOptions options;
   options.title = L"A painted window";
   const PaintedWindow window(options);
-  const auto item = MakeItem(window.Handle());
-  HSTRING name = nullptr;
-  ASSERT_EQ(item->get_DisplayName(&name), S_OK);
-  EXPECT_STREQ(WindowsGetStringRawBuffer(name, nullptr), L"A painted window");
-  WindowsDeleteString(name);
+  EXPECT_EQ(DisplayName(MakeItem(window.Handle()).Get()), L"A painted window");
+}
+
+TEST(CaptureItem, IsCalledAfterTheMonitorsDevice) {
+  MONITORINFOEXW info = {};
+  info.cbSize = sizeof(info);
+  ASSERT_TRUE(GetMonitorInfoW(PrimaryMonitor(), &info));
+  EXPECT_EQ(DisplayName(MakeItem(PrimaryMonitor()).Get()), info.szDevice);
 }
 
 TEST(CaptureItem, RaisesClosedOnceFromAnotherThread) {
@@ -143,11 +163,18 @@ TEST(CaptureItem, DoesNotCallAHandlerThatWasRemoved) {
   EventRegistrationToken kept_token;
   ASSERT_EQ(item->add_Closed(removed.Get(), &removed_token), S_OK);
   ASSERT_EQ(item->add_Closed(kept.Get(), &kept_token), S_OK);
+  EXPECT_NE(removed_token.value, 0);
+  EXPECT_NE(kept_token.value, 0);
   EXPECT_NE(removed_token.value, kept_token.value);
-  EXPECT_EQ(item->remove_Closed(removed_token), S_OK);
-  EXPECT_EQ(item->remove_Closed(removed_token), S_OK);
+  // A token that is not known, or no longer, changes nothing.
+  for (const auto token : {removed_token, removed_token, EventRegistrationToken{0},
+                           EventRegistrationToken{kept_token.value + 1}}) {
+    EXPECT_EQ(item->remove_Closed(token), S_OK);
+  }
   window.Destroy();
   ASSERT_TRUE(WaitFor([&] { return kept_raised == 1; }));
+  Sleep(100);
+  EXPECT_EQ(kept_raised, 1);
   EXPECT_EQ(removed_raised, 0);
 }
 
@@ -167,6 +194,22 @@ TEST(CaptureItem, IsWeaklyReferableAndNotKeptByItsWatcher) {
   // The watcher holds the item for a moment only while it raises the event.
   EXPECT_EQ(weak->Resolve(__uuidof(IGraphicsCaptureItem), resolved.Put()), S_OK);
   EXPECT_FALSE(resolved);
+}
+
+TEST(CallTrace, IsCutToItsBufferAndEndsInANul) {
+  const HMODULE module = GetModuleHandleW(L"GraphicsCapture.dll");
+  const auto start = reinterpret_cast<void (*)()>(
+      reinterpret_cast<void*>(GetProcAddress(module, "StandinStartTrace")));
+  const auto stop = reinterpret_cast<void (*)(char*, size_t)>(
+      reinterpret_cast<void*>(GetProcAddress(module, "StandinStopTrace")));
+  ASSERT_TRUE(start && stop);
+  const auto item = MakeItem(PrimaryMonitor());
+  start();
+  SizeInt32 size = {};
+  EXPECT_EQ(item->get_Size(&size), S_OK);
+  char text[6] = {'x', 'x', 'x', 'x', 'x', 'x'};
+  stop(text, 5);
+  EXPECT_EQ(std::string(text, sizeof(text)), std::string("get_\0x", 6));
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -148,15 +150,18 @@ TEST(Capture, PutsSmallerContentAtTheTopLeft) {
   PaintedWindow window;
   Recording recording(MakeItem(window.Handle()));
   recording.TakeAllFrames();
-  window.Resize({100, 70});
-  window.Show(1);
-  const auto frame = recording.FrameWhere([](IDirect3D11CaptureFrame* f) {
-    return ContentSize(f).Width == 100 && ContentSize(f).Height == 70 && Shows(f, {100, 70}, 1);
-  });
-  ASSERT_TRUE(frame);
-  const Pixels pixels = ReadPixels(frame.Get());
-  EXPECT_EQ(pixels.width, 160);
-  EXPECT_EQ(pixels.height, 120);
+  for (const SIZE size : {SIZE{100, 70}, SIZE{100, 110}}) {
+    window.Resize(size);
+    window.Show(1);
+    const auto frame = recording.FrameWhere([&](IDirect3D11CaptureFrame* f) {
+      return ContentSize(f).Width == size.cx && ContentSize(f).Height == size.cy &&
+             Shows(f, size, 1);
+    });
+    ASSERT_TRUE(frame) << size.cy;
+    const Pixels pixels = ReadPixels(frame.Get());
+    EXPECT_EQ(pixels.width, 160);
+    EXPECT_EQ(pixels.height, 120);
+  }
 }
 
 TEST(Capture, PausesWhileTheWindowIsMinimised) {
@@ -172,6 +177,23 @@ TEST(Capture, PausesWhileTheWindowIsMinimised) {
   EXPECT_TRUE(recording.FrameWhere([](IDirect3D11CaptureFrame* frame) {
     return Shows(frame, {160, 120}, 0);
   }));
+}
+
+TEST(Capture, WaitsUntilAWindowThatIsShownAgainIsPainted) {
+  const PlatformSetting setting(L"SendUnchangedFrames", 1);
+  PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  const int states[][2] = {{SW_MINIMIZE, SW_RESTORE}, {SW_HIDE, SW_SHOWNA}};
+  for (const auto& [gone, shown] : states) {
+    window.SetState(gone);
+    recording.TakeAllFrames();
+    window.SetState(shown, 150);
+    for (int i = 0; i < 5; ++i) {
+      const auto frame = recording.NextFrame();
+      ASSERT_TRUE(frame);
+      EXPECT_TRUE(Shows(frame.Get(), {160, 120}, 0)) << shown << ", frame " << i;
+    }
+  }
 }
 
 TEST(Capture, EndsWithTheWindow) {
@@ -232,16 +254,7 @@ std::vector<UINT32> PictureWithArrow(SIZE size, int picture, POINT position) {
 
 TEST(Capture, DrawsTheCursorOnlyWhenAsked) {
   PaintedWindow window;  // At (100, 100), with the arrow for its cursor.
-  // Wine tells the cursor of the foreground window.
-  window.SetState(SW_SHOW);
-  SetForegroundWindow(window.Handle());
-  SetCursorPos(160, 150);
-  ASSERT_TRUE(PumpUntil([] {
-    CURSORINFO cursor = {};
-    cursor.cbSize = sizeof(cursor);
-    return GetCursorInfo(&cursor) && cursor.hCursor == LoadCursor(nullptr, IDC_ARROW) &&
-           cursor.ptScreenPos.x == 160 && cursor.ptScreenPos.y == 150;
-  }));
+  ASSERT_TRUE(PutCursor(window, LoadCursor(nullptr, IDC_ARROW), {160, 150}));
   Recording recording(MakeItem(window.Handle()), 2, {0, 0}, true);
   const auto expected = PictureWithArrow({160, 120}, 0, {60, 50});
   EXPECT_TRUE(recording.FrameWhere(
@@ -252,6 +265,46 @@ TEST(Capture, DrawsTheCursorOnlyWhenAsked) {
   EXPECT_EQ(session->put_IsCursorCaptureEnabled(false), S_OK);
   EXPECT_TRUE(recording.FrameWhere([](IDirect3D11CaptureFrame* frame) {
     return Shows(frame, {160, 120}, 0);
+  }));
+}
+
+// A cursor of 32 x 32 pixels that is transparent but for a white one at its hotspot.
+class SpotCursor {
+ public:
+  explicit SpotCursor(POINT hotspot) {
+    BYTE transparent[32 * 4];
+    BYTE white[32 * 4] = {};
+    std::fill(std::begin(transparent), std::end(transparent), static_cast<BYTE>(0xFF));
+    const int byte = hotspot.y * 4 + hotspot.x / 8;
+    const BYTE bit = static_cast<BYTE>(0x80 >> hotspot.x % 8);
+    transparent[byte] = static_cast<BYTE>(~bit);
+    white[byte] = bit;
+    cursor_ = CreateCursor(nullptr, hotspot.x, hotspot.y, 32, 32, transparent, white);
+  }
+  SpotCursor(const SpotCursor&) = delete;
+  SpotCursor& operator=(const SpotCursor&) = delete;
+  ~SpotCursor() { DestroyCursor(cursor_); }
+
+  HCURSOR Handle() const { return cursor_; }
+
+ private:
+  HCURSOR cursor_ = nullptr;
+};
+
+// The arrow's own hotspot is its corner.
+TEST(Capture, DrawsTheCursorWithItsHotspotWhereItPoints) {
+  const SpotCursor cursor({19, 6});
+  ASSERT_NE(cursor.Handle(), nullptr);
+  WindowOptions options;  // At (100, 100).
+  options.cursor = cursor.Handle();
+  PaintedWindow window(options);
+  ASSERT_TRUE(PutCursor(window, cursor.Handle(), {160, 150}));
+  Recording recording(MakeItem(window.Handle()), 2, {0, 0}, true);
+  EXPECT_TRUE(recording.FrameWhere([](IDirect3D11CaptureFrame* frame) {
+    Pixels pixels = ReadPixels(frame);
+    const bool white = pixels.At(60, 50) == 0xFFFFFFFF;
+    pixels.values[50 * 160 + 60] = PaintedPixel(0, 60, 50);
+    return white && Mismatches(pixels, 0, 0, {160, 120}, 0) == 0;
   }));
 }
 
@@ -312,6 +365,33 @@ TEST(Capture, LetsAHostWithASlowHandlerEmptyItsMessageQueue) {
   }
 }
 
+TEST(Capture, TakesNoPictureUntilTheEventsOfEarlierOnesAreWorkedOff) {
+  const PlatformSetting setting(L"SendUnchangedFrames", 1);
+  const PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  int raised = 0;
+  const auto handler =
+      ArrivedHandler::Make([&](IDirect3D11CaptureFramePool*, IInspectable*) { ++raised; });
+  EventRegistrationToken token;
+  ASSERT_EQ(recording.Pool()->add_FrameArrived(handler.Get(), &token), S_OK);
+  Sleep(300);  // Time for both buffers to be filled; nothing is dispatched.
+  MSG message;
+  while (raised == 0 && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    DispatchMessageW(&message);
+  }
+  ASSERT_EQ(raised, 1);
+  ComPointer<IDirect3D11CaptureFrame> frame;
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(recording.Pool()->TryGetNextFrame(frame.Put()), S_OK);
+    EXPECT_TRUE(frame);
+  }
+  frame.Reset();
+  Sleep(100);
+  EXPECT_EQ(recording.Pool()->TryGetNextFrame(frame.Put()), S_OK);
+  EXPECT_FALSE(frame);
+  EXPECT_TRUE(recording.NextFrame());
+}
+
 TEST(Session, RefusesCallsOnceClosedAndASecondStart) {
   const PaintedWindow window;
   Recording recording(MakeItem(window.Handle()));
@@ -336,6 +416,22 @@ TEST(Session, RefusesCallsOnceClosedAndASecondStart) {
   EXPECT_EQ(border->put_IsBorderRequired(true), kClosed);
 }
 
+TEST(Session, IsNotStartedOnceItsPoolIsClosedOrGone) {
+  const auto queue = MakeDispatcherQueue();
+  const PaintedWindow window;
+  for (const bool closed : {true, false}) {
+    auto pool = MakePool({160, 120});
+    ComPointer<IGraphicsCaptureSession> session;
+    ASSERT_EQ(pool->CreateCaptureSession(MakeItem(window.Handle()).Get(), session.Put()), S_OK);
+    if (closed) {
+      EXPECT_EQ(Close(pool.Get()), S_OK);
+    } else {
+      pool.Reset();
+    }
+    EXPECT_EQ(session->StartCapture(), kClosed) << closed;
+  }
+}
+
 TEST(Session, StopsSendingWhenClosed) {
   const PlatformSetting setting(L"SendUnchangedFrames", 1);
   const PaintedWindow window;
@@ -344,6 +440,16 @@ TEST(Session, StopsSendingWhenClosed) {
   EXPECT_EQ(Close(recording.Session()), S_OK);
   recording.TakeAllFrames();
   EXPECT_FALSE(recording.NextFrame(300));
+}
+
+// Whether the object tells that it has the interface.
+bool Tells(IInspectable* object, const IID& iid) {
+  ULONG count = 0;
+  IID* iids = nullptr;
+  EXPECT_EQ(object->GetIids(&count, &iids), S_OK);
+  const bool told = std::find(iids, iids + count, iid) != iids + count;
+  CoTaskMemFree(iids);
+  return told;
 }
 
 TEST(Session, HasNoInterfaceOfAPropertyThatThePlatformLacks) {
@@ -357,8 +463,10 @@ TEST(Session, HasNoInterfaceOfAPropertyThatThePlatformLacks) {
   };
   EXPECT_TRUE(make_session().As<IGraphicsCaptureSession2>());
   EXPECT_TRUE(make_session().As<IGraphicsCaptureSession3>());
+  EXPECT_TRUE(Tells(make_session().Get(), __uuidof(IGraphicsCaptureSession2)));
   const PlatformSetting no_cursor(L"WithoutCursorProperty", 1);
   EXPECT_FALSE(make_session().As<IGraphicsCaptureSession2>());
+  EXPECT_FALSE(Tells(make_session().Get(), __uuidof(IGraphicsCaptureSession2)));
   EXPECT_TRUE(make_session().As<IGraphicsCaptureSession3>());
   const PlatformSetting no_border(L"WithoutBorderProperty", 1);
   EXPECT_FALSE(make_session().As<IGraphicsCaptureSession3>());

@@ -44,6 +44,12 @@ TEST(DispatcherQueue, RefusesOptionsThatAreNone) {
   EXPECT_FALSE(controller);
 }
 
+TEST(DispatcherQueue, IsNotMadeWithAThreadOfItsOwn) {
+  ComPointer<IDispatcherQueueController> controller;
+  EXPECT_EQ(CreateController(12, 1, 2, controller.Put()), E_NOTIMPL);
+  EXPECT_FALSE(controller);
+}
+
 TEST(DispatcherQueue, TakesEveryApartmentTypeOfTheCurrentThread) {
   for (int apartment_type = 0; apartment_type <= 2; ++apartment_type) {
     ComPointer<IDispatcherQueueController> controller;
@@ -134,6 +140,55 @@ TEST(DispatcherQueue, RefusesWorkOnceItsThreadHasEnded) {
   EXPECT_EQ(queue->TryEnqueue(work.Get(), &queued), S_OK);
   EXPECT_FALSE(queued);
   EXPECT_FALSE(ran);
+}
+
+// The system gives the ids of ended threads out again.
+TEST(DispatcherQueue, OfAnEndedThreadIsNotThatOfALaterThreadWithItsId) {
+  const auto statics =
+      ActivationFactory<IDispatcherQueueStatics>(L"Windows.System.DispatcherQueue");
+  DWORD id = 0;
+  ComPointer<IDispatcherQueue> old_queue;
+  std::thread([&] {
+    id = GetCurrentThreadId();
+    old_queue = QueueOf(MakeDispatcherQueue().Get());
+  }).join();
+  bool id_came_again = false;
+  for (int i = 0; i < 10000 && !id_came_again; ++i) {
+    std::thread([&] {
+      if (GetCurrentThreadId() != id) return;
+      id_came_again = true;
+      ComPointer<IDispatcherQueue> found;
+      EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
+      EXPECT_FALSE(found);
+      const auto controller = MakeDispatcherQueue();
+      EXPECT_TRUE(controller);
+      old_queue.Reset();
+      EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
+      EXPECT_TRUE(found);
+    }).join();
+  }
+  EXPECT_TRUE(id_came_again);
+}
+
+// Whether this thread has a queue's window.
+bool HasQueueWindow() {
+  HWND window = nullptr;
+  while ((window = FindWindowExW(HWND_MESSAGE, window, L"libquill-wgc.DispatcherQueue", nullptr))) {
+    if (GetWindowThreadProcessId(window, nullptr) == GetCurrentThreadId()) return true;
+  }
+  return false;
+}
+
+TEST(DispatcherQueue, LeavesNoWindowBehindWhereverItIsReleased) {
+  auto controller = MakeDispatcherQueue();
+  EXPECT_TRUE(HasQueueWindow());
+  controller.Reset();
+  EXPECT_FALSE(HasQueueWindow());
+  controller = MakeDispatcherQueue();
+  EXPECT_TRUE(HasQueueWindow());
+  std::thread([&] { controller.Reset(); }).join();
+  DrainMessages();
+  EXPECT_FALSE(HasQueueWindow());
 }
 
 }  // namespace

@@ -5,6 +5,11 @@
 
 #include <weakreference.h>
 
+#include <chrono>
+#include <future>
+#include <memory>
+#include <vector>
+
 #include "painted_window.h"
 #include "platform.h"
 #include "recording.h"
@@ -39,6 +44,20 @@ TEST(FramePool, RefusesWhatItCannotHold) {
   EXPECT_FALSE(pool);
 }
 
+TEST(FramePool, MakesNoSessionWithoutAnItem) {
+  const auto queue = MakeDispatcherQueue();
+  const auto pool = MakePool({64, 64});
+  ComPointer<IGraphicsCaptureSession> session;
+  EXPECT_EQ(pool->CreateCaptureSession(nullptr, session.Put()), E_INVALIDARG);
+  EXPECT_FALSE(session);
+}
+
+TEST(Direct3DDevice, IsNotMadeOfNothing) {
+  ComPointer<IInspectable> device;
+  EXPECT_EQ(CreateDirect3D11DeviceFromDXGIDevice(nullptr, device.Put()), E_INVALIDARG);
+  EXPECT_FALSE(device);
+}
+
 TEST(FramePool, GivesNullWhenNothingWaits) {
   const auto queue = MakeDispatcherQueue();
   const auto pool = MakePool({64, 64});
@@ -63,6 +82,15 @@ TEST(FramePool, HandsOutBgraTexturesOfItsSize) {
   EXPECT_EQ(description.Usage, D3D11_USAGE_DEFAULT);
   EXPECT_EQ(description.BindFlags,
             static_cast<UINT>(D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET));
+  ComPointer<IDirect3DSurface> surface;
+  ASSERT_EQ(frame->get_Surface(surface.Put()), S_OK);
+  ABI::Windows::Graphics::DirectX::Direct3D11::Direct3DSurfaceDescription told = {};
+  EXPECT_EQ(surface->get_Description(&told), S_OK);
+  EXPECT_EQ(told.Width, 100);
+  EXPECT_EQ(told.Height, 90);
+  EXPECT_EQ(told.Format, DirectXPixelFormat_B8G8R8A8UIntNormalized);
+  EXPECT_EQ(told.MultisampleDescription.Count, 1);
+  EXPECT_EQ(told.MultisampleDescription.Quality, 0);
   ComPointer<ID3D11Device> device;
   TextureOf(frame.Get())->GetDevice(device.Put());
   EXPECT_EQ(device.Get(), Device().d3d.Get());
@@ -153,6 +181,52 @@ TEST(FramePool, RefusesCallsOnceClosed) {
   EXPECT_EQ(pool->CreateCaptureSession(MakeItem(window.Handle()).Get(), session.Put()), kClosed);
   // A frame that is out stays readable.
   EXPECT_EQ(ReadPixels(frame.Get()).At(3, 4), PaintedPixel(0, 3, 4));
+}
+
+TEST(FramePool, LetsItsHandlersGoWhenClosed) {
+  const auto queue = MakeDispatcherQueue();
+  const auto pool = MakePool({64, 64});
+  auto of_handler = std::make_shared<int>();
+  const std::weak_ptr<int> alive = of_handler;
+  auto handler = ArrivedHandler::Make(
+      [of_handler = std::move(of_handler)](IDirect3D11CaptureFramePool*, IInspectable*) {});
+  EventRegistrationToken token;
+  ASSERT_EQ(pool->add_FrameArrived(handler.Get(), &token), S_OK);
+  handler.Reset();
+  EXPECT_FALSE(alive.expired());
+  EXPECT_EQ(Close(pool.Get()), S_OK);
+  EXPECT_TRUE(alive.expired());
+}
+
+// What a handler does when it is called, removed or dropped is the host's affair: it may call the
+// pool, and wait for another thread that does.
+TEST(FramePool, IsNotLockedWhileItCallsAHandlerOrLetsItGo) {
+  const PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  IDirect3D11CaptureFramePool* const pool = recording.Pool();
+  std::vector<std::future<HRESULT>> calls;
+  int answered = 0;
+  const auto call_from_another_thread = [&] {
+    calls.push_back(std::async(std::launch::async, [&] { return pool->remove_FrameArrived({}); }));
+    answered += calls.back().wait_for(std::chrono::seconds(2)) == std::future_status::ready;
+  };
+  const auto add_handler = [&] {
+    const std::shared_ptr<void> at_its_end(nullptr, [&](void*) { call_from_another_thread(); });
+    const auto handler =
+        ArrivedHandler::Make([&, at_its_end](IDirect3D11CaptureFramePool*, IInspectable*) {
+          if (answered == 0) call_from_another_thread();
+        });
+    EventRegistrationToken token = {};
+    EXPECT_EQ(pool->add_FrameArrived(handler.Get(), &token), S_OK);
+    return token;
+  };
+  const auto token = add_handler();
+  EXPECT_TRUE(PumpUntil([&] { return answered == 1; }));
+  EXPECT_EQ(pool->remove_FrameArrived(token), S_OK);
+  EXPECT_EQ(answered, 2);
+  add_handler();
+  EXPECT_EQ(Close(pool), S_OK);
+  EXPECT_EQ(answered, 3);
 }
 
 TEST(FramePool, IsWeaklyReferable) {

@@ -60,6 +60,16 @@ ULONG DeviceReferences() {
   return device->Release();
 }
 
+// Bitmaps of this process. Wine keeps no count of them, but tells the type of every handle by its
+// index.
+int CountBitmaps() {
+  int count = 0;
+  for (ULONG_PTR index = 1; index < 0x10000; ++index) {
+    count += GetObjectType(reinterpret_cast<HGDIOBJ>(index)) == OBJ_BITMAP;
+  }
+  return count;
+}
+
 enum class Ending { kClose, kRelease };
 
 void RunOneCapture(HWND window, Ending ending) {
@@ -80,7 +90,7 @@ void RunOneCapture(HWND window, Ending ending) {
 }
 
 // The counts below prove something only if they count.
-TEST(Lifetime, HandlesAndThreadsAreCounted) {
+TEST(Lifetime, HandlesThreadsAndBitmapsAreCounted) {
   { const PaintedWindow window; }  // The first window makes threads of Wine's own.
   const int handles = CountHandles();
   const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -89,6 +99,33 @@ TEST(Lifetime, HandlesAndThreadsAreCounted) {
   const int threads = CountThreads();
   const PaintedWindow window;
   EXPECT_EQ(CountThreads(), threads + 1);
+  const int bitmaps = CountBitmaps();
+  const HBITMAP bitmap = CreateBitmap(8, 8, 1, 32, nullptr);
+  EXPECT_EQ(CountBitmaps(), bitmaps + 1);
+  DeleteObject(bitmap);
+}
+
+TEST(Lifetime, OfACapturesThreadEndsWithThePool) {
+  const PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  ASSERT_TRUE(recording.NextFrame());
+  const int threads = CountThreads();
+  EXPECT_EQ(Close(recording.Pool()), S_OK);
+  EXPECT_TRUE(PumpUntil([&] { return CountThreads() == threads - 1; }));
+}
+
+TEST(Lifetime, OfPicturesOfAnySizeLeavesNoBitmapsBehind) {
+  PaintedWindow window;
+  ASSERT_TRUE(PutCursor(window, LoadCursor(nullptr, IDC_ARROW), {120, 120}));
+  Recording recording(MakeItem(window.Handle()), 2, {0, 0}, true);
+  ASSERT_TRUE(recording.NextFrame());
+  const int bitmaps = CountBitmaps();
+  for (int i = 1; i <= 30; ++i) {
+    window.Resize({100 + i, 100});
+    ASSERT_TRUE(recording.NextFrame()) << i;
+  }
+  recording.TakeAllFrames();
+  EXPECT_LT(CountBitmaps(), bitmaps + 30);
 }
 
 class CaptureLifetime : public testing::TestWithParam<Ending> {};

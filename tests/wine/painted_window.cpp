@@ -22,6 +22,15 @@ void Send(HWND window, UINT message, WPARAM wparam = 0, LPARAM lparam = 0) {
             0);
 }
 
+// Handles what other threads send; nothing that is posted.
+void AnswerOthersFor(DWORD time_ms) {
+  const ULONGLONG end = GetTickCount64() + time_ms;
+  MSG message;
+  for (; GetTickCount64() < end; Sleep(5)) {
+    PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+  }
+}
+
 }  // namespace
 
 UINT32 PaintedPixel(int picture, int x, int y) {
@@ -35,7 +44,8 @@ void ShowPicture(HWND window, int picture) {
   Send(window, kRepaint, picture);
 }
 
-PaintedWindow::PaintedWindow(const WindowOptions& options) : picture_(options.picture) {
+PaintedWindow::PaintedWindow(const WindowOptions& options)
+    : picture_(options.picture), cursor_(options.cursor) {
   const HANDLE ready = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   thread_ = std::thread(&PaintedWindow::Run, this, options, ready);
   EXPECT_EQ(WaitForSingleObject(ready, kLimitMs), WAIT_OBJECT_0);
@@ -51,8 +61,8 @@ void PaintedWindow::Resize(SIZE client) {
   Send(window_, kResize, client.cx, client.cy);
 }
 
-void PaintedWindow::SetState(int show_command) {
-  Send(window_, kShow, show_command);
+void PaintedWindow::SetState(int show_command, DWORD unpainted_ms) {
+  Send(window_, kShow, show_command, unpainted_ms);
 }
 
 void PaintedWindow::Destroy() {
@@ -63,7 +73,6 @@ void PaintedWindow::Run(WindowOptions options, HANDLE ready) {
   WNDCLASSW window_class = {};
   window_class.lpfnWndProc = WindowProcedure;
   window_class.hInstance = GetModuleHandleW(nullptr);
-  window_class.hCursor = LoadCursor(nullptr, IDC_ARROW);
   window_class.lpszClassName = kPaintedWindowClass;
   RegisterClassW(&window_class);
   RECT frame = {0, 0, options.client.cx, options.client.cy};
@@ -122,6 +131,8 @@ LRESULT CALLBACK PaintedWindow::WindowProcedure(HWND window, UINT message, WPARA
     }
     case kShow:
       ShowWindow(window, static_cast<int>(wparam));
+      Sleep(static_cast<DWORD>(lparam));
+      AnswerOthersFor(static_cast<DWORD>(lparam));
       self->Paint();
       return 0;
     case kDestroy:
@@ -131,12 +142,17 @@ LRESULT CALLBACK PaintedWindow::WindowProcedure(HWND window, UINT message, WPARA
       ValidateRect(window, nullptr);
       if (self) self->Paint();
       return 0;
+    case WM_SETCURSOR:
+      if (!self) break;
+      SetCursor(self->cursor_);
+      return TRUE;
     case WM_DESTROY:
       PostQuitMessage(0);
       return 0;
     default:
-      return DefWindowProcW(window, message, wparam, lparam);
+      break;
   }
+  return DefWindowProcW(window, message, wparam, lparam);
 }
 
 }  // namespace wine_test

@@ -26,6 +26,7 @@ struct WindowOptions {
   DWORD ex_style = 0;
   std::wstring title;
   int picture = 0;
+  HCURSOR cursor = LoadCursor(nullptr, IDC_ARROW);
 };
 
 // A window with a thread and a message loop of its own that shows a picture in its client area.
@@ -41,7 +42,8 @@ class PaintedWindow {
 
   void Show(int picture) { ShowPicture(window_, picture); }
   void Resize(SIZE client);
-  void SetState(int show_command);
+  // Paints late: it handles no message for `unpainted_ms`, then as long all but WM_PAINT.
+  void SetState(int show_command, DWORD unpainted_ms = 0);
   void Destroy();
 
  private:
@@ -51,6 +53,7 @@ class PaintedWindow {
 
   HWND window_ = nullptr;
   int picture_ = 0;  // Of the window's thread.
+  const HCURSOR cursor_;
   std::thread thread_;
 };
 

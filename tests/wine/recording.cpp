@@ -7,6 +7,19 @@
 
 namespace wine_test {
 
+bool PutCursor(PaintedWindow& window, HCURSOR cursor, POINT position) {
+  // Wine tells the cursor of the foreground window.
+  window.SetState(SW_SHOW);
+  SetForegroundWindow(window.Handle());
+  SetCursorPos(position.x, position.y);
+  return PumpUntil([&] {
+    CURSORINFO told = {};
+    told.cbSize = sizeof(told);
+    return GetCursorInfo(&told) && told.hCursor == cursor && told.ptScreenPos.x == position.x &&
+           told.ptScreenPos.y == position.y;
+  });
+}
+
 Recording::Recording(ComPointer<IGraphicsCaptureItem> item, int buffers, SizeInt32 pool_size,
                      bool cursor)
     : queue_(MakeDispatcherQueue()), item_(std::move(item)) {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "painted_window.h"
 #include "platform.h"
 
 namespace wine_test {
@@ -10,6 +11,9 @@ namespace wine_test {
 using ArrivedHandler = Delegate<
     __FITypedEventHandler_2_Windows__CGraphics__CCapture__CDirect3D11CaptureFramePool_IInspectable,
     IDirect3D11CaptureFramePool*, IInspectable*>;
+
+// Moves the cursor over a window, which gets the focus, and waits until the system tells it there.
+bool PutCursor(PaintedWindow& window, HCURSOR cursor, POINT position);
 
 // A running capture on the calling thread, the way a host sets one up. Fails the test when a step
 // does.

@@ -25,7 +25,7 @@ HRESULT CaptureItem::get_DisplayName(HSTRING* value) {
   return WindowsCreateString(name.c_str(), static_cast<UINT32>(name.size()), value);
 }
 
-// The size at the time of the call; the last one known when the target has gone.
+// The size at the time of the call; the one told last when the target has gone.
 HRESULT CaptureItem::get_Size(SizeInt32* value) {
   Trace("get_Size");
   if (!value) return E_POINTER;

@@ -38,12 +38,22 @@ class FrameArrivedWork : public Object<IDispatcherQueueHandler> {
 
 bool CaptureLoop::Tick() {
   if (frames->IsClosed() || !target->Exists()) return false;
-  if (!frames->WantsPicture() || !target->IsShown()) return true;
+  if (!target->IsShown()) {
+    shown_anew_ = true;
+    return true;
+  }
+  if (!frames->WantsPicture()) return true;
+  // Until it is painted, a window that is shown again is black.
+  if (shown_anew_ && !target->IsPainted()) return true;
+  shown_anew_ = false;
   const int generation = frames->Generation();
   if (!picture_) picture_ = std::make_shared<Picture>();
   if (!camera_.Take(*target, *cursor, *picture_)) return true;
   // Minimised meanwhile, it has left an icon's picture in a corner of a black one.
-  if (!target->IsShown()) return true;
+  if (!target->IsShown()) {
+    shown_anew_ = true;
+    return true;
+  }
   if (!send_unchanged && WasSent(*picture_, generation)) return true;
   const auto raise_event = Make<FrameArrivedWork>(frames, pool);
   if (!frames->Push(picture_, generation, raise_event.Get())) return true;

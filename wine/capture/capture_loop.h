@@ -28,6 +28,7 @@ struct CaptureLoop {
  private:
   bool WasSent(const Picture& picture, int generation) const;
 
+  bool shown_anew_ = false;
   Camera camera_;
   std::shared_ptr<Picture> picture_;  // The next one's memory, when the last one was not sent.
   std::shared_ptr<const Picture> last_sent_;

@@ -19,6 +19,9 @@ class CaptureTarget {
   virtual bool Exists() const = 0;
   // Whether it has a picture at present.
   virtual bool IsShown() const = 0;
+  // Whether it has painted what it shows since it came to be shown. May wait for the target's
+  // thread.
+  virtual bool IsPainted() const = 0;
   // In screen coordinates.
   virtual RECT Bounds() const = 0;
   virtual std::wstring Name() const = 0;

@@ -18,7 +18,7 @@
 namespace standin {
 
 // The textures of a frame pool since its creation or last Recreate. A buffer is busy from the
-// moment a picture is taken for it until its frame is closed or released.
+// moment a picture waits in it until its frame is dropped, closed or released.
 class BufferSet {
  public:
   BufferSet(Ref<ID3D11Device> device, ABI::Windows::Graphics::SizeInt32 size)
@@ -95,8 +95,8 @@ class FrameQueue {
   bool WantsPicture();
 
   // Lets the picture wait and enqueues `raise_event`. False when the picture is dropped: every
-  // buffer is busy, the buffers are no longer those of `generation`, or the queue's thread has
-  // ended.
+  // buffer is busy, the buffers are no longer those of `generation`, the events of earlier pictures
+  // are being worked off, or the queue's thread has ended.
   bool Push(std::shared_ptr<const Picture> picture, int generation,
             ABI::Windows::System::IDispatcherQueueHandler* raise_event);
   // Empty when nothing waits.

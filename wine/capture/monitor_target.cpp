@@ -22,6 +22,7 @@ class MonitorTarget : public CaptureTarget {
   }
 
   bool IsShown() const override { return true; }
+  bool IsPainted() const override { return true; }
 
   RECT Bounds() const override {
     MONITORINFOEXW info;

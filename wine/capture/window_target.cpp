@@ -12,17 +12,19 @@ namespace {
 // rectangle.
 class WindowTarget : public CaptureTarget {
  public:
-  explicit WindowTarget(HWND window) : window_(window) {
-    thread_id_ = GetWindowThreadProcessId(window, nullptr);
-  }
+  explicit WindowTarget(HWND window) : window_(window) {}
 
-  // A handle may be given out anew after the window is destroyed: the same thread must still own
-  // it.
-  bool Exists() const override {
-    return IsWindow(window_) && GetWindowThreadProcessId(window_, nullptr) == thread_id_;
-  }
+  // Handles come again too, but only after some 65 000 further windows, when all who watch this one
+  // have long seen it gone.
+  bool Exists() const override { return IsWindow(window_); }
 
   bool IsShown() const override { return IsWindowVisible(window_) && !IsIconic(window_); }
+
+  // The update region is emptied when painting begins, not when it ends. The window's thread
+  // answers between two messages: neither while it shows the window nor while it paints.
+  bool IsPainted() const override {
+    return ThreadAnswers() && !GetUpdateRect(window_, nullptr, FALSE) && ThreadAnswers();
+  }
 
   // A minimised window answers with the size that it will have again.
   RECT Bounds() const override {
@@ -52,8 +54,12 @@ class WindowTarget : public CaptureTarget {
   }
 
  private:
+  bool ThreadAnswers() const {
+    constexpr UINT kLimitMs = 100;
+    return SendMessageTimeoutW(window_, WM_NULL, 0, 0, SMTO_NORMAL, kLimitMs, nullptr) != 0;
+  }
+
   const HWND window_;
-  DWORD thread_id_ = 0;
 };
 
 }  // namespace

@@ -16,8 +16,8 @@ namespace standin {
 // The queue of one thread: work that any thread enqueues and the owning thread runs, one piece per
 // message, when its message loop dispatches the queue's message-only window.
 //
-// It lives as long as something refers to it (controllers, frame pools, waiting capture threads)
-// and its thread lives; work enqueued later is refused.
+// It lives as long as something refers to it (controllers, frame pools); work enqueued after its
+// thread has ended is refused.
 class DispatcherQueue : public RuntimeObject<ABI::Windows::System::IDispatcherQueue> {
  public:
   // Makes the calling thread's queue. RPC_E_WRONG_THREAD when the thread has one already.
