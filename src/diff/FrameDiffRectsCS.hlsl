@@ -50,7 +50,7 @@ void main(uint3 tile : SV_DispatchThreadID) {
   const uint y0 = tile.y * rectH;
   const uint x1 = x0 + rectW;
   const uint y1 = y0 + rectH;
-  // A tile that ends exactly on the frame's edge is skipped too, and its texel stays as created.
+  // A tile that ends exactly on the frame's edge is skipped too, and its texel stays cleared.
   if (x1 >= width || y1 >= height) {
     return;
   }
