@@ -139,9 +139,9 @@ bool wgc_session_start(void* session);
  * It must be the last call on the session: not while another thread is inside one, and not from a
  * message that a poll of the session dispatches, such as a window procedure of the host's, as the
  * poll goes on with the session afterwards. The platform may be telling the session on a thread of
- * its own that the window is gone: that handler logs "Wgc on_closed" and then turns wgc_get_status()
- * false, which is the last that it does with the session. Whether Windows waits for it to end is not
- * documented.
+ * its own that the window is gone: that handler logs "Wgc on_closed" and then turns
+ * wgc_get_status() false, which is the last that it does with the session. Whether Windows waits
+ * for it to end is not documented.
  *
  * @param session A live session. A null pointer is not ignored: it is a fault.
  */
@@ -208,8 +208,8 @@ void wgc_free_recent_frame(void* session, void* frame);
  *
  * @param session The session.
  * @return The changed share. 1.0 for a frame that was not compared: every frame without detection,
- *     and the first of a size that detection meets (0.0 for it in texture output). 0.0 when no frame
- *     has arrived since the previous call.
+ *     and the first of a size that detection meets (0.0 for it in texture output). 0.0 when no
+ * frame has arrived since the previous call.
  */
 float wgc_get_update_ratio(void* session);
 
