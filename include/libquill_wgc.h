@@ -208,8 +208,8 @@ void wgc_free_recent_frame(void* session, void* frame);
  *
  * @param session The session.
  * @return The changed share. 1.0 for a frame that was not compared: every frame without detection,
- *     and the first of a size that detection meets (0.0 for it in texture output). 0.0 when no
- * frame has arrived since the previous call.
+ *     and the first of a size that detection meets (0.0 for it in texture output). 0.0 also when
+ *     no frame has arrived since the previous call.
  */
 float wgc_get_update_ratio(void* session);
 

@@ -255,18 +255,19 @@ class Soak {
       }
       model_.alternatives.clear();
     }
-    if (!shown) {
-      const bool lost = !poll.available || Shows(poll, before);
-      // The first is told; the others are counted, so that the figures tell how bad it is.
-      if (figures_.lost + figures_.wrong == 0) {
-        Report(lost ? "the frame that was delivered is reported" : "the frame reported is right");
-      }
-      ++(lost ? figures_.lost : figures_.wrong);
-    }
+    if (!shown) CountMissed(!poll.available || Shows(poll, before));
     Release(poll);
     CheckRatio();
     CheckCopies();
     CheckMemory();
+  }
+
+  // The first is told; the others are counted, so that the figures tell how bad it is.
+  void CountMissed(bool lost) {
+    if (figures_.lost + figures_.wrong == 0) {
+      Report(lost ? "the frame that was delivered is reported" : "the frame reported is right");
+    }
+    ++(lost ? figures_.lost : figures_.wrong);
   }
 
   void CheckCopies() {
@@ -432,7 +433,7 @@ class Soak {
       const uint64_t mallocs = mallocs_;
       model_.pending = false;
       model_.HandleEvent();
-      if (!Shows(poll, picture)) ++figures_.lost;
+      if (!Shows(poll, picture)) CountMissed(true);
       Release(poll);
       CheckRatio();
       CheckCopies();
