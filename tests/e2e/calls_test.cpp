@@ -27,7 +27,7 @@ class CallTrace {
 
  private:
   static void* Function(const char* name) {
-    static const HMODULE platform = LoadLibraryW(L"GraphicsCapture.dll");
+    static const HMODULE platform = LoadLibraryW(L"quill-capture-standin.dll");
     return reinterpret_cast<void*>(GetProcAddress(platform, name));
   }
 };

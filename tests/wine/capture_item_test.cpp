@@ -197,7 +197,7 @@ TEST(CaptureItem, IsWeaklyReferableAndNotKeptByItsWatcher) {
 }
 
 TEST(CallTrace, IsCutToItsBufferAndEndsInANul) {
-  const HMODULE module = GetModuleHandleW(L"GraphicsCapture.dll");
+  const HMODULE module = GetModuleHandleW(L"quill-capture-standin.dll");
   const auto start = reinterpret_cast<void (*)()>(
       reinterpret_cast<void*>(GetProcAddress(module, "StandinStartTrace")));
   const auto stop = reinterpret_cast<void (*)(char*, size_t)>(

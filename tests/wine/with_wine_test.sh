@@ -16,7 +16,10 @@ touch "$folder/prefix/system.reg"
 stub Xvfb <<<'echo 99 >&3; exec sleep 60'
 # The server answers -k0 as long as the file is there.
 stub wineserver <<<'[ "$1" != -k0 ] || [ -e "$WINEPREFIX/server" ]'
-stub wine <<<'touch "$WINEPREFIX/server"; eval "$1"'
+stub wine <<<'[ "$1" = --version ] && exec cat "$WINE_VERSION"; touch "$WINEPREFIX/server"; eval "$1"'
+stub wineboot <<<'touch "$WINEPREFIX/system.reg"'
+export WINE_VERSION=$folder/version
+echo wine-8.0 >"$WINE_VERSION"
 unset QUILL_WGC_IN_WINE WINESERVER
 export PATH=$folder/bin:$PATH QUILL_WGC_PREFIX=$folder/prefix QUILL_WGC_STANDIN=$folder
 
@@ -34,6 +37,35 @@ got=0
 [ "$got" -eq 7 ] || fail "wine-run without a wineserver ended with $got instead of 7"
 grep -q 'wine-run: there is no wineserver: .*Try again' "$folder/out" ||
   fail "wine-run said: $(cat "$folder/out")"
+
+# A prefix that another Wine made is left alone; one that is not of ours is taken as it is.
+"$root/scripts/with-wine" true
+cp "$WINE_VERSION" "$folder/prefix/with-wine.made-by"
+"$root/scripts/with-wine" true
+echo wine-10.0 >"$WINE_VERSION"
+got=0
+"$root/scripts/with-wine" true 2>"$folder/out" || got=$?
+[ "$got" -eq 1 ] && [ -e "$folder/prefix/system.reg" ] &&
+  grep -q 'made by wine-8.0, and this is wine-10.0' "$folder/out" ||
+  fail "a prefix of another Wine: $got, $(cat "$folder/out")"
+echo wine-8.0 >"$WINE_VERSION"
+
+# The one under build/ is made anew: of another Wine, and after an interruption.
+mkdir -p "$folder/checkout/scripts"
+cp "$root/scripts/with-wine" "$folder/checkout/scripts"
+own=$folder/checkout/build/prefix
+for note in 'echo wine-7.0 >' 'rm -f'; do
+  unset QUILL_WGC_PREFIX
+  mkdir -p "$own"
+  touch "$own/system.reg" "$own/left-over"
+  eval "$note '$own/with-wine.made-by'"
+  "$folder/checkout/scripts/with-wine" true >"$folder/out"
+  grep -q 'making it anew' "$folder/out" && [ ! -e "$own/left-over" ] && [ -e "$own/system.reg" ] &&
+    cmp -s "$WINE_VERSION" "$own/with-wine.made-by" || fail "the own prefix: $(cat "$folder/out")"
+  "$folder/checkout/scripts/with-wine" true >"$folder/out"
+  [ ! -s "$folder/out" ] || fail "an own prefix of this Wine: $(cat "$folder/out")"
+done
+export QUILL_WGC_PREFIX=$folder/prefix
 
 # Two with-wine in one prefix: the second runs when the first has ended.
 mkfifo "$folder/go"
