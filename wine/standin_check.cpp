@@ -1,8 +1,10 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// Run in a Wine prefix: ends with 0 when its programs get the stand-in, else names what they get
-// instead and ends with 1. Wine may bring DLLs and classes of the same names.
+// standin-check [DLL...]
+// Run in a Wine prefix: ends with 0 when its programs get the stand-in and none of the DLLs from
+// Wine, else names what they get instead and ends with 1. Wine may bring DLLs and classes of the
+// same names.
 #include <activation.h>
 #include <roapi.h>
 #include <winstring.h>
@@ -50,10 +52,11 @@ HMODULE ModuleOfClass(std::wstring_view name) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   if (FAILED(RoInitialize(RO_INIT_MULTITHREADED))) return 1;
   bool ours = IsOurs(LoadLibraryW(L"CoreMessaging.dll"), "CoreMessaging.dll");
   ours = IsOurs(LoadLibraryW(L"d3d11.dll"), "d3d11.dll") && ours;
+  for (int i = 1; i < argc; ++i) ours = IsOurs(LoadLibraryA(argv[i]), argv[i]) && ours;
   // Wine's DLL in the place of ours faults when it is asked for a class.
   if (!ours) return 1;
   for (const std::wstring_view name :

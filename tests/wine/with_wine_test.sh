@@ -38,6 +38,18 @@ got=0
 grep -q 'wine-run: there is no wineserver: .*Try again' "$folder/out" ||
   fail "wine-run said: $(cat "$folder/out")"
 
+# What the Vulkan validation layer finds fails a command that did not fail.
+says() { # WORD: two programs, one after the other, of which the first has fault found with it.
+  VK_INSTANCE_LAYERS=validation "$root/scripts/with-wine" sh -c "
+    echo 'Validation $1: [ VUID-1 ]' >\"\$VK_KHRONOS_VALIDATION_LOG_FILENAME\"
+    echo 'Validation Information: [ here ]' >\"\$VK_KHRONOS_VALIDATION_LOG_FILENAME\"" 2>"$folder/out"
+}
+says Information || fail "information alone was an error: $(cat "$folder/out")"
+for fault in Error Warning; do
+  if says $fault; then fail "with-wine took no notice of: Validation $fault"; fi
+  grep -q 'VUID-1' "$folder/out" || fail "with-wine does not show: Validation $fault"
+done
+
 # A prefix that another Wine made is left alone; one that is not of ours is taken as it is.
 "$root/scripts/with-wine" true
 cp "$WINE_VERSION" "$folder/prefix/with-wine.made-by"
