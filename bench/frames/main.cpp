@@ -171,6 +171,7 @@ class Bench {
     const auto name = [&](const char* family, const NamedMode& mode) {
       return std::string(family) + '/' + mode.name + '/' + NameOf(size);
     };
+    const auto nothing = [] {};
     for (int place = 0; place < kPlaces; ++place) {
       std::unique_ptr<Contest> contest;
       for (size_t i = 0; i < std::size(kModes); ++i) {
@@ -179,9 +180,7 @@ class Bench {
         if (!frame && !grows) continue;
         if (!contest) contest = std::make_unique<Contest>(size);
         contest->SetMode(kModes[i].mode);
-        if (frame)
-          Compare(
-              *contest, [] {}, frames[i]);
+        if (frame) Compare(*contest, nothing, frames[i]);
         if (grows) Compare(*contest, EvictCaches, growth[i]);
         contest->Verify();
         counts[i] = CountFrames(*contest);

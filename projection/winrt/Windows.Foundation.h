@@ -27,6 +27,16 @@ struct impl::abi<Windows::Foundation::IClosable> {
   using type = ABI::Windows::Foundation::IClosable;
 };
 
+namespace impl {
+
+template <typename Callback, typename... Args>
+concept takes = std::is_invocable_v<Callback&, Args...>;
+
+template <typename T>
+concept member_function = std::is_member_function_pointer_v<T>;
+
+}  // namespace impl
+
 namespace Windows::Foundation {
 
 using TimeSpan = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
@@ -43,17 +53,15 @@ struct TypedEventHandler : IUnknown {
   using IUnknown::IUnknown;
 
   // A function, or an object that is called like one.
-  template <typename Callback>
-  requires std::is_invocable_v<Callback&, Sender const&, Args const&> TypedEventHandler(
-      Callback callback)
+  template <impl::takes<Sender const&, Args const&> Callback>
+  TypedEventHandler(Callback callback)
       : IUnknown(static_cast<Interface*>(
                      new impl::delegate<Interface, Sender, Args, Callback>(std::move(callback))),
                  take_ownership_from_abi) {}
 
   // A member function. The object is not kept alive: revoke the handler before it goes.
-  template <typename Object, typename Method>
-  requires std::is_member_function_pointer_v<Method> TypedEventHandler(Object* object,
-                                                                       Method method)
+  template <typename Object, impl::member_function Method>
+  TypedEventHandler(Object* object, Method method)
       : TypedEventHandler([object, method](Sender const& sender, Args const& args) {
           (object->*method)(sender, args);
         }) {}

@@ -326,15 +326,12 @@ class Run {
     Session& session = sessions_[index];
     switch (step) {
       case Step::kCreateForWindow:
-        return Create(
-            session, [] { return wgc_session_create(kWindow); }, true);
+        return Create(session, true, [] { return wgc_session_create(kWindow); });
       case Step::kCreateForMonitor:
-        return Create(
-            session, [] { return wgc_session_create2(kMonitor); }, true);
+        return Create(session, true, [] { return wgc_session_create2(kMonitor); });
       case Step::kCreateForNothing:
         Require(wgc_session_create2(nullptr) == nullptr, "there is no session without a monitor");
-        return Create(
-            session, [] { return wgc_session_create(nullptr); }, false);
+        return Create(session, false, [] { return wgc_session_create(nullptr); });
       case Step::kFailCall:
         return FailCall();
       case Step::kFailEvery:
@@ -519,7 +516,7 @@ class Run {
   // Host calls.
 
   template <typename Function>
-  void Create(Session& session, Function create, bool has_target) {
+  void Create(Session& session, bool has_target, Function create) {
     if (session.handle) return;
     void* const handle = Library(create);
     const bool faults = FaultsHappened();

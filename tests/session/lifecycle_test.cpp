@@ -542,7 +542,10 @@ TEST_F(Lifecycle, DestructionRevokesAndClosesWhatTheStartMade) {
 TEST_F(Lifecycle, DestructionIsPossibleInEveryState) {
   const auto start = [](Session& session) { ASSERT_TRUE(session.Start()); };
   const auto deliver = [] { ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48))); };
-  { Session fresh; }
+  {
+    // Never started.
+    Session fresh;
+  }
   {
     Session without_target{HWND{nullptr}};
     without_target.Start();

@@ -139,8 +139,7 @@ TEST(Identifiers, AreThoseOfTheToolChainsHeaders) {
   }
 }
 
-#define METHOD(INTERFACE, NAME) \
-  { #NAME, Slot(&INTERFACE::NAME) }
+#define METHOD(INTERFACE, NAME) std::pair(#NAME, Slot(&INTERFACE::NAME))
 
 std::map<std::string, std::map<std::string, int>> SdkSlots() {
   using abi::Foundation::IClosable;

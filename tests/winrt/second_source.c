@@ -18,7 +18,7 @@
 
 // The C declarations spell each method table out.
 #define METHOD(NAME, TABLE, MEMBER) \
-  { NAME, #MEMBER, (int)(offsetof(struct TABLE, MEMBER) / sizeof(void*)) }
+  NAME, #MEMBER, (int)(offsetof(struct TABLE, MEMBER) / sizeof(void*))
 
 const struct SecondSourceInterface second_source_interfaces[] = {
     {"IClosable", &IID___x_ABI_CWindows_CFoundation_CIClosable},
@@ -41,22 +41,22 @@ const struct SecondSourceInterface second_source_interfaces[] = {
 #define API_INFORMATION_TABLE __x_ABI_CWindows_CFoundation_CMetadata_CIApiInformationStaticsVtbl
 
 const struct SecondSourceMethod second_source_methods[] = {
-    METHOD("IClosable", __x_ABI_CWindows_CFoundation_CIClosableVtbl, Close),
+    {METHOD("IClosable", __x_ABI_CWindows_CFoundation_CIClosableVtbl, Close)},
 #ifndef _WIN32
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsTypePresent),
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsMethodPresent),
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsMethodPresentWithArity),
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsEventPresent),
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsPropertyPresent),
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsReadOnlyPropertyPresent),
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsWriteablePropertyPresent),
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsEnumNamedValuePresent),
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsApiContractPresentByMajor),
-    METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsApiContractPresentByMajorAndMinor),
-    METHOD("IWeakReference", IWeakReferenceVtbl, Resolve),
-    METHOD("IWeakReferenceSource", IWeakReferenceSourceVtbl, GetWeakReference),
-    METHOD("IRestrictedErrorInfo", IRestrictedErrorInfoVtbl, GetErrorDetails),
-    METHOD("IRestrictedErrorInfo", IRestrictedErrorInfoVtbl, GetReference),
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsTypePresent)},
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsMethodPresent)},
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsMethodPresentWithArity)},
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsEventPresent)},
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsPropertyPresent)},
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsReadOnlyPropertyPresent)},
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsWriteablePropertyPresent)},
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsEnumNamedValuePresent)},
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsApiContractPresentByMajor)},
+    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsApiContractPresentByMajorAndMinor)},
+    {METHOD("IWeakReference", IWeakReferenceVtbl, Resolve)},
+    {METHOD("IWeakReferenceSource", IWeakReferenceSourceVtbl, GetWeakReference)},
+    {METHOD("IRestrictedErrorInfo", IRestrictedErrorInfoVtbl, GetErrorDetails)},
+    {METHOD("IRestrictedErrorInfo", IRestrictedErrorInfoVtbl, GetReference)},
 #endif
     {NULL, NULL, 0},
 };

@@ -87,6 +87,12 @@ com_ref<To> try_as(From* from) noexcept {
   return {result, take_ownership_from_abi};
 }
 
+template <typename From, typename To>
+concept points_as = std::is_convertible_v<From*, To*>;
+
+template <typename T>
+concept projected = std::is_base_of_v<Windows::Foundation::IUnknown, T>;
+
 }  // namespace impl
 
 template <typename T>
@@ -98,13 +104,13 @@ struct com_ptr {
   com_ptr(com_ptr const& other) noexcept : pointer_(other.pointer_) { add_ref(); }
   com_ptr(com_ptr&& other) noexcept : pointer_(std::exchange(other.pointer_, nullptr)) {}
 
-  template <typename U>
-  requires std::is_convertible_v<U*, T*> com_ptr(com_ptr<U> const& other)
-  noexcept : pointer_(other.get()) { add_ref(); }
+  template <impl::points_as<T> U>
+  com_ptr(com_ptr<U> const& other) noexcept : pointer_(other.get()) {
+    add_ref();
+  }
 
-  template <typename U>
-  requires std::is_convertible_v<U*, T*> com_ptr(com_ptr<U>&& other)
-  noexcept : pointer_(other.detach()) {}
+  template <impl::points_as<T> U>
+  com_ptr(com_ptr<U>&& other) noexcept : pointer_(other.detach()) {}
 
   ~com_ptr() { release(); }
 
@@ -163,9 +169,10 @@ struct com_ptr {
     to = as<To>();
   }
 
-  template <typename To>
-  requires std::is_base_of_v<Windows::Foundation::IUnknown, To>
-  void as(To& to) const { to = as<To>(); }
+  template <impl::projected To>
+  void as(To& to) const {
+    to = as<To>();
+  }
 
   HRESULT as(guid const& id, void** result) const noexcept {
     return pointer_->QueryInterface(id, result);
@@ -182,8 +189,7 @@ struct com_ptr {
     return static_cast<bool>(to);
   }
 
-  template <typename To>
-  requires std::is_base_of_v<Windows::Foundation::IUnknown, To>
+  template <impl::projected To>
   bool try_as(To& to) const noexcept {
     to = try_as<To>();
     return static_cast<bool>(to);

@@ -124,7 +124,8 @@ extern "C" UINT WINAPI SysStringLen(BSTR text) {
 
 extern "C" void WINAPI SysFreeString(BSTR text) {
   if (text) {
-    delete[](reinterpret_cast<char*>(text) - sizeof(UINT64));
+    char* const block = reinterpret_cast<char*>(text) - sizeof(UINT64);
+    delete[] block;
   }
 }
 
