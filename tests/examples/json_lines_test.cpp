@@ -3,6 +3,8 @@
 
 #include "quill-grab/json_lines.h"
 
+#include <algorithm>
+
 #include "examples/test_support.h"
 #include "examples/decode_png.h"
 

@@ -3,6 +3,8 @@
 
 #include "quill-grab/report_thumbnails.h"
 
+#include <algorithm>
+
 #include "examples/test_support.h"
 
 namespace quill_grab {
