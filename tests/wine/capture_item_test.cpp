@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <weakreference.h>
-
 #include <atomic>
 #include <string>
 
@@ -20,14 +18,6 @@ using ClosedHandler = Delegate<
 
 HMONITOR PrimaryMonitor() {
   return MonitorFromPoint({0, 0}, MONITOR_DEFAULTTOPRIMARY);
-}
-
-ComPointer<IWeakReference> WeaklyReferTo(IUnknown* object) {
-  ComPointer<IWeakReferenceSource> source;
-  ComPointer<IWeakReference> weak;
-  object->QueryInterface(__uuidof(IWeakReferenceSource), reinterpret_cast<void**>(source.Put()));
-  if (source) source->GetWeakReference(weak.Put());
-  return weak;
 }
 
 // Whether `flag` comes true in time; nothing is dispatched meanwhile.

@@ -417,7 +417,7 @@ TEST(Session, RefusesCallsOnceClosedAndASecondStart) {
 }
 
 TEST(Session, IsNotStartedOnceItsPoolIsClosedOrGone) {
-  const auto queue = MakeDispatcherQueue();
+  EnsureDispatcherQueue();
   const PaintedWindow window;
   for (const bool closed : {true, false}) {
     auto pool = MakePool({160, 120});
@@ -453,7 +453,7 @@ bool Tells(IInspectable* object, const IID& iid) {
 }
 
 TEST(Session, HasNoInterfaceOfAPropertyThatThePlatformLacks) {
-  const auto queue = MakeDispatcherQueue();
+  EnsureDispatcherQueue();
   const PaintedWindow window;
   const auto pool = MakePool({160, 120});
   const auto make_session = [&] {

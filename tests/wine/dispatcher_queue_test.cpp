@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -33,6 +35,15 @@ ComPointer<IDispatcherQueue> QueueOf(IDispatcherQueueController* controller) {
   return queue.As<IDispatcherQueue>();
 }
 
+// The window of this thread's queue; null when there is none.
+HWND QueueWindow() {
+  HWND window = nullptr;
+  do {
+    window = FindWindowExW(HWND_MESSAGE, window, L"libquill-wgc.DispatcherQueue", nullptr);
+  } while (window && GetWindowThreadProcessId(window, nullptr) != GetCurrentThreadId());
+  return window;
+}
+
 TEST(DispatcherQueue, RefusesOptionsThatAreNone) {
   ComPointer<IDispatcherQueueController> controller;
   EXPECT_EQ(CreateController(0, 2, 2, controller.Put()), E_INVALIDARG);
@@ -52,83 +63,87 @@ TEST(DispatcherQueue, IsNotMadeWithAThreadOfItsOwn) {
 
 TEST(DispatcherQueue, TakesEveryApartmentTypeOfTheCurrentThread) {
   for (int apartment_type = 0; apartment_type <= 2; ++apartment_type) {
-    ComPointer<IDispatcherQueueController> controller;
-    EXPECT_EQ(CreateController(12, 2, apartment_type, controller.Put()), S_OK);
+    OnNewThread([&] {
+      ComPointer<IDispatcherQueueController> controller;
+      EXPECT_EQ(CreateController(12, 2, apartment_type, controller.Put()), S_OK);
+    });
   }
 }
 
 TEST(DispatcherQueue, IsOneAThread) {
-  auto first = MakeDispatcherQueue();
-  ASSERT_TRUE(first);
-  ComPointer<IDispatcherQueueController> second;
-  EXPECT_EQ(CreateController(12, 2, 2, second.Put()), RPC_E_WRONG_THREAD);
-  HRESULT elsewhere = E_FAIL;
-  std::thread([&] {
-    ComPointer<IDispatcherQueueController> other;
-    elsewhere = CreateController(12, 2, 2, other.Put());
-  }).join();
-  EXPECT_EQ(elsewhere, S_OK);
-  first.Reset();
-  EXPECT_EQ(CreateController(12, 2, 2, second.Put()), S_OK);
+  OnNewThread([] {
+    const auto first = MakeDispatcherQueue();
+    ASSERT_TRUE(first);
+    ComPointer<IDispatcherQueueController> second;
+    EXPECT_EQ(CreateController(12, 2, 2, second.Put()), RPC_E_WRONG_THREAD);
+    OnNewThread([] { EXPECT_TRUE(MakeDispatcherQueue()); });
+  });
 }
 
 TEST(DispatcherQueue, IsFoundFromItsOwnThreadOnly) {
-  const auto statics =
-      ActivationFactory<IDispatcherQueueStatics>(L"Windows.System.DispatcherQueue");
-  ASSERT_TRUE(statics);
-  ComPointer<IDispatcherQueue> found;
-  EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
-  EXPECT_FALSE(found);
-  const auto controller = MakeDispatcherQueue();
-  EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
-  EXPECT_EQ(found.Get(), QueueOf(controller.Get()).Get());
-  bool found_elsewhere = true;
-  std::thread([&] {
-    ComPointer<IDispatcherQueue> other;
-    statics->GetForCurrentThread(other.Put());
-    found_elsewhere = static_cast<bool>(other);
-  }).join();
-  EXPECT_FALSE(found_elsewhere);
+  OnNewThread([] {
+    const auto statics =
+        ActivationFactory<IDispatcherQueueStatics>(L"Windows.System.DispatcherQueue");
+    ASSERT_TRUE(statics);
+    ComPointer<IDispatcherQueue> found;
+    EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
+    EXPECT_FALSE(found);
+    const auto controller = MakeDispatcherQueue();
+    EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
+    EXPECT_EQ(found.Get(), QueueOf(controller.Get()).Get());
+    bool found_elsewhere = true;
+    std::thread([&] {
+      ComPointer<IDispatcherQueue> other;
+      statics->GetForCurrentThread(other.Put());
+      found_elsewhere = static_cast<bool>(other);
+    }).join();
+    EXPECT_FALSE(found_elsewhere);
+  });
 }
 
 TEST(DispatcherQueue, RunsWorkInOrderWhileItsThreadDispatchesMessages) {
-  const auto controller = MakeDispatcherQueue();
-  const auto queue = QueueOf(controller.Get());
-  std::vector<int> order;
-  std::vector<DWORD> threads;
-  int accepted = 0;
-  std::thread([&] {
-    for (int i = 0; i < 5; ++i) {
-      const auto work = Work::Make([&, i] {
-        order.push_back(i);
-        threads.push_back(GetCurrentThreadId());
-      });
-      boolean queued = false;
-      queue->TryEnqueue(work.Get(), &queued);
-      accepted += queued;
-    }
-  }).join();
-  EXPECT_EQ(accepted, 5);
-  EXPECT_TRUE(order.empty());
-  DrainMessages();
-  EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4}));
-  EXPECT_EQ(threads, std::vector<DWORD>(5, GetCurrentThreadId()));
+  OnNewThread([] {
+    const auto controller = MakeDispatcherQueue();
+    const auto queue = QueueOf(controller.Get());
+    std::vector<int> order;
+    std::vector<DWORD> threads;
+    int accepted = 0;
+    std::thread([&] {
+      for (int i = 0; i < 5; ++i) {
+        const auto work = Work::Make([&, i] {
+          order.push_back(i);
+          threads.push_back(GetCurrentThreadId());
+        });
+        boolean queued = false;
+        queue->TryEnqueue(work.Get(), &queued);
+        accepted += queued;
+      }
+    }).join();
+    EXPECT_EQ(accepted, 5);
+    EXPECT_TRUE(order.empty());
+    DrainMessages();
+    EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4}));
+    EXPECT_EQ(threads, std::vector<DWORD>(5, GetCurrentThreadId()));
+  });
 }
 
 TEST(DispatcherQueue, RunsOnePieceOfWorkAMessage) {
-  const auto controller = MakeDispatcherQueue();
-  const auto queue = QueueOf(controller.Get());
-  int runs = 0;
-  const auto work = Work::Make([&] { ++runs; });
-  boolean queued = false;
-  queue->TryEnqueue(work.Get(), &queued);
-  queue->TryEnqueue(work.Get(), &queued);
-  // Other messages may come first.
-  MSG message;
-  while (runs == 0 && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
-  EXPECT_EQ(runs, 1);
-  DrainMessages();
-  EXPECT_EQ(runs, 2);
+  OnNewThread([] {
+    const auto controller = MakeDispatcherQueue();
+    const auto queue = QueueOf(controller.Get());
+    int runs = 0;
+    const auto work = Work::Make([&] { ++runs; });
+    boolean queued = false;
+    queue->TryEnqueue(work.Get(), &queued);
+    queue->TryEnqueue(work.Get(), &queued);
+    // Other messages may come first.
+    MSG message;
+    while (runs == 0 && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+      DispatchMessageW(&message);
+    EXPECT_EQ(runs, 1);
+    DrainMessages();
+    EXPECT_EQ(runs, 2);
+  });
 }
 
 TEST(DispatcherQueue, RefusesWorkOnceItsThreadHasEnded) {
@@ -170,25 +185,89 @@ TEST(DispatcherQueue, OfAnEndedThreadIsNotThatOfALaterThreadWithItsId) {
   EXPECT_TRUE(id_came_again);
 }
 
-// Whether this thread has a queue's window.
-bool HasQueueWindow() {
-  HWND window = nullptr;
-  while ((window = FindWindowExW(HWND_MESSAGE, window, L"libquill-wgc.DispatcherQueue", nullptr))) {
-    if (GetWindowThreadProcessId(window, nullptr) == GetCurrentThreadId()) return true;
-  }
-  return false;
+TEST(DispatcherQueue, StaysWithItsThreadWhenControllerAndPoolsAreReleased) {
+  OnNewThread([] {
+    auto controller = MakeDispatcherQueue();
+    const auto queue = WeaklyReferTo(QueueOf(controller.Get()).Get());
+    auto pool = MakePool({64, 64});
+    EXPECT_TRUE(pool);
+    pool.Reset();
+    controller.Reset();
+    EXPECT_EQ(CreateController(12, 2, 2, controller.Put()), RPC_E_WRONG_THREAD);
+    EXPECT_FALSE(controller);
+    EXPECT_TRUE(QueueWindow());
+
+    ComPointer<IDispatcherQueue> kept;
+    EXPECT_EQ(
+        queue->Resolve(__uuidof(IDispatcherQueue), reinterpret_cast<IInspectable**>(kept.Put())),
+        S_OK);
+    ASSERT_TRUE(kept);
+    int runs = 0;
+    const auto work = Work::Make([&] { ++runs; });
+    boolean queued = false;
+    EXPECT_EQ(kept->TryEnqueue(work.Get(), &queued), S_OK);
+    DrainMessages();
+    EXPECT_EQ(runs, 1);
+    EXPECT_TRUE(MakePool({64, 64}));
+  });
 }
 
-TEST(DispatcherQueue, LeavesNoWindowBehindWhereverItIsReleased) {
-  auto controller = MakeDispatcherQueue();
-  EXPECT_TRUE(HasQueueWindow());
-  controller.Reset();
-  EXPECT_FALSE(HasQueueWindow());
-  controller = MakeDispatcherQueue();
-  EXPECT_TRUE(HasQueueWindow());
-  std::thread([&] { controller.Reset(); }).join();
-  DrainMessages();
-  EXPECT_FALSE(HasQueueWindow());
+TEST(DispatcherQueue, EndsWithItsThreadAndLeavesNeitherWindowNorWork) {
+  ComPointer<IWeakReference> queue;
+  HWND window = nullptr;
+  auto of_work = std::make_shared<int>();
+  const std::weak_ptr<int> work_alive = of_work;
+  OnNewThread([&] {
+    const auto own_queue = QueueOf(MakeDispatcherQueue().Get());
+    queue = WeaklyReferTo(own_queue.Get());
+    window = QueueWindow();
+    EXPECT_TRUE(IsWindow(window));
+    boolean queued = false;
+    own_queue->TryEnqueue(Work::Make([of_work = std::move(of_work)] {}).Get(), &queued);
+    EXPECT_TRUE(queued);
+  });
+  ComPointer<IInspectable> resolved;
+  EXPECT_EQ(queue->Resolve(__uuidof(IDispatcherQueue), resolved.Put()), S_OK);
+  EXPECT_FALSE(resolved);
+  EXPECT_FALSE(IsWindow(window));
+  EXPECT_TRUE(work_alive.expired());
+}
+
+// As a capture's thread does that goes on sending.
+TEST(DispatcherQueue, EndsWhileAnotherThreadEnqueues) {
+  for (int i = 0; i < 50; ++i) {
+    auto of_work = std::make_shared<int>();
+    const std::weak_ptr<int> work_alive = of_work;
+    std::promise<ComPointer<IDispatcherQueue>> made;
+    std::thread other([&] {
+      const auto queue = made.get_future().get();
+      const auto work = Work::Make([of_work = std::move(of_work)] {});
+      for (boolean queued = true; queued;) queue->TryEnqueue(work.Get(), &queued);
+    });
+    OnNewThread([&] { made.set_value(QueueOf(MakeDispatcherQueue().Get())); });
+    other.join();
+    EXPECT_TRUE(work_alive.expired());
+  }
+}
+
+TEST(DispatcherQueue, EndsWithControllerAndPoolsWhereTheRegistrySaysSo) {
+  const PlatformSetting setting(L"QueueEndsWithController", 1);
+  OnNewThread([] {
+    auto controller = MakeDispatcherQueue();
+    auto pool = MakePool({64, 64});
+    EXPECT_TRUE(pool);
+    controller.Reset();
+    EXPECT_EQ(CreateController(12, 2, 2, controller.Put()), RPC_E_WRONG_THREAD);
+    EXPECT_TRUE(QueueWindow());
+    pool.Reset();
+    EXPECT_FALSE(QueueWindow());
+    EXPECT_EQ(CreateController(12, 2, 2, controller.Put()), S_OK);
+    EXPECT_TRUE(QueueWindow());
+    // Elsewhere the window's own thread is asked to destroy it.
+    OnNewThread([&] { controller.Reset(); });
+    DrainMessages();
+    EXPECT_FALSE(QueueWindow());
+  });
 }
 
 }  // namespace

@@ -24,13 +24,15 @@ ComPointer<IDirect3D11CaptureFrame> TryGet(IDirect3D11CaptureFramePool* pool) {
 }
 
 TEST(FramePool, NeedsADispatcherQueueOnItsThread) {
-  HRESULT result = S_OK;
-  EXPECT_FALSE(MakePool({64, 64}, 2, &result));
-  EXPECT_EQ(result, RPC_E_WRONG_THREAD);
+  OnNewThread([] {
+    HRESULT result = S_OK;
+    EXPECT_FALSE(MakePool({64, 64}, 2, &result));
+    EXPECT_EQ(result, RPC_E_WRONG_THREAD);
+  });
 }
 
 TEST(FramePool, RefusesWhatItCannotHold) {
-  const auto queue = MakeDispatcherQueue();
+  EnsureDispatcherQueue();
   const auto statics = ActivationFactory<IDirect3D11CaptureFramePoolStatics>(kPoolClass);
   const auto device = Device().winrt;
   const auto bgra = DirectXPixelFormat_B8G8R8A8UIntNormalized;
@@ -45,7 +47,7 @@ TEST(FramePool, RefusesWhatItCannotHold) {
 }
 
 TEST(FramePool, MakesNoSessionWithoutAnItem) {
-  const auto queue = MakeDispatcherQueue();
+  EnsureDispatcherQueue();
   const auto pool = MakePool({64, 64});
   ComPointer<IGraphicsCaptureSession> session;
   EXPECT_EQ(pool->CreateCaptureSession(nullptr, session.Put()), E_INVALIDARG);
@@ -59,7 +61,7 @@ TEST(Direct3DDevice, IsNotMadeOfNothing) {
 }
 
 TEST(FramePool, GivesNullWhenNothingWaits) {
-  const auto queue = MakeDispatcherQueue();
+  EnsureDispatcherQueue();
   const auto pool = MakePool({64, 64});
   ComPointer<IDirect3D11CaptureFrame> frame;
   EXPECT_EQ(pool->TryGetNextFrame(frame.Put()), S_OK);
@@ -184,7 +186,7 @@ TEST(FramePool, RefusesCallsOnceClosed) {
 }
 
 TEST(FramePool, LetsItsHandlersGoWhenClosed) {
-  const auto queue = MakeDispatcherQueue();
+  EnsureDispatcherQueue();
   const auto pool = MakePool({64, 64});
   auto of_handler = std::make_shared<int>();
   const std::weak_ptr<int> alive = of_handler;
@@ -230,7 +232,7 @@ TEST(FramePool, IsNotLockedWhileItCallsAHandlerOrLetsItGo) {
 }
 
 TEST(FramePool, IsWeaklyReferable) {
-  const auto queue = MakeDispatcherQueue();
+  EnsureDispatcherQueue();
   auto pool = MakePool({64, 64});
   auto source = pool.As<IWeakReferenceSource>();
   ComPointer<IWeakReference> weak;

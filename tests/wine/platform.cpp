@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <thread>
 
 namespace wine_test {
 namespace {
@@ -40,11 +41,20 @@ GraphicsDevice& Device() {
   return device;
 }
 
+void OnNewThread(const std::function<void()>& body) {
+  std::thread(body).join();
+}
+
 ComPointer<IDispatcherQueueController> MakeDispatcherQueue() {
   ComPointer<IDispatcherQueueController> controller;
   CreateDispatcherQueueController(
       {sizeof(DispatcherQueueOptions), DQTYPE_THREAD_CURRENT, DQTAT_COM_STA}, controller.Put());
   return controller;
+}
+
+// Refused where there is one already. The queue stays when its controller is released.
+void EnsureDispatcherQueue() {
+  MakeDispatcherQueue();
 }
 
 ComPointer<IGraphicsCaptureItem> MakeItem(HWND window) {
@@ -78,6 +88,14 @@ HRESULT Close(IUnknown* object) {
   const HRESULT found =
       object->QueryInterface(__uuidof(IClosable), reinterpret_cast<void**>(closable.Put()));
   return FAILED(found) ? found : closable->Close();
+}
+
+ComPointer<IWeakReference> WeaklyReferTo(IUnknown* object) {
+  ComPointer<IWeakReferenceSource> source;
+  ComPointer<IWeakReference> weak;
+  object->QueryInterface(__uuidof(IWeakReferenceSource), reinterpret_cast<void**>(source.Put()));
+  if (source) source->GetWeakReference(weak.Put());
+  return weak;
 }
 
 ComPointer<ID3D11Texture2D> TextureOf(IDirect3D11CaptureFrame* frame) {

@@ -8,6 +8,7 @@
 #include <d3d11.h>
 #include <dispatcherqueue.h>
 #include <roapi.h>
+#include <weakreference.h>
 #include <windows.foundation.metadata.h>
 #include <windows.graphics.capture.h>
 #include <windows.graphics.capture.interop.h>
@@ -76,7 +77,11 @@ struct GraphicsDevice {
 };
 GraphicsDevice& Device();
 
+// A thread has at most one dispatcher queue in its life: cases that make one of their own do so on
+// a new thread, all others share that of the thread they run on.
+void OnNewThread(const std::function<void()>& body);
 ComPointer<IDispatcherQueueController> MakeDispatcherQueue();
+void EnsureDispatcherQueue();
 ComPointer<IGraphicsCaptureItem> MakeItem(HWND window);
 ComPointer<IGraphicsCaptureItem> MakeItem(HMONITOR monitor);
 // The result of Create is put into `result` when that is given.
@@ -84,6 +89,8 @@ ComPointer<IDirect3D11CaptureFramePool> MakePool(SizeInt32 size, int buffers = 2
                                                  HRESULT* result = nullptr);
 
 HRESULT Close(IUnknown* object);
+// Null when the object does not offer it.
+ComPointer<IWeakReference> WeaklyReferTo(IUnknown* object);
 
 // A picture as pixels 0xAARRGGBB, rows from the top.
 struct Pixels {

@@ -22,8 +22,8 @@ bool PutCursor(PaintedWindow& window, HCURSOR cursor, POINT position) {
 
 Recording::Recording(ComPointer<IGraphicsCaptureItem> item, int buffers, SizeInt32 pool_size,
                      bool cursor)
-    : queue_(MakeDispatcherQueue()), item_(std::move(item)) {
-  EXPECT_TRUE(queue_);
+    : item_(std::move(item)) {
+  EnsureDispatcherQueue();
   if (pool_size.Width == 0) {
     EXPECT_EQ(item_->get_Size(&pool_size), S_OK);
   }

@@ -36,7 +36,6 @@ class Recording {
   IGraphicsCaptureSession* Session() { return session_.Get(); }
 
  private:
-  ComPointer<IDispatcherQueueController> queue_;
   ComPointer<IGraphicsCaptureItem> item_;
   ComPointer<IDirect3D11CaptureFramePool> pool_;
   ComPointer<IGraphicsCaptureSession> session_;

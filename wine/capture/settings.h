@@ -7,8 +7,7 @@
 
 namespace standin {
 
-// What the prefix says about the platform, from HKEY_CURRENT_USER\Software\libquill-wgc\Capture.
-// README.md describes the values.
+// What the prefix says about the capture classes.
 struct Settings {
   bool send_unchanged_frames = false;
   bool cursor_property = true;

@@ -4,6 +4,9 @@
 #include "core_messaging/dispatcher_queue.h"
 
 #include <unordered_map>
+#include <utility>
+
+#include "common/platform_value.h"
 
 namespace standin {
 namespace {
@@ -14,7 +17,8 @@ using ABI::Windows::System::IDispatcherQueueHandler;
 constexpr UINT kRunOne = WM_APP;
 constexpr wchar_t kWindowClass[] = L"libquill-wgc.DispatcherQueue";
 
-// The queues by thread. The map does not own them; a queue takes itself out when it is destroyed.
+// The queues by thread. The map does not own them; a queue is taken out when its thread ends or
+// when it is destroyed.
 struct Registry {
   std::mutex mutex;
   std::unordered_map<DWORD, DispatcherQueue*> queues;
@@ -26,11 +30,11 @@ Registry& GetRegistry() {
   return *registry;
 }
 
+// Never unloaded from now on: a queue's window refers to this code until its thread ends.
 HINSTANCE ThisModule() {
   HMODULE module = nullptr;
-  GetModuleHandleExW(
-      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-      kWindowClass, &module);
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                     kWindowClass, &module);
   return module;
 }
 
@@ -41,6 +45,7 @@ HRESULT DispatcherQueue::CreateForCurrentThread(Ref<DispatcherQueue>& result) {
   auto queue = Make<DispatcherQueue>();
   const HRESULT opened = queue->OpenWindow();
   if (FAILED(opened)) return opened;
+  if (PlatformValue(L"QueueEndsWithController", 0) == 0) queue->kept_by_thread_ = queue;
   Registry& registry = GetRegistry();
   {
     const std::lock_guard lock(registry.mutex);
@@ -59,10 +64,14 @@ Ref<DispatcherQueue> DispatcherQueue::ForCurrentThread() {
   return Ref<DispatcherQueue>::Attach(found->second);
 }
 
-void DispatcherQueue::ForgetCurrentThread() {
-  Registry& registry = GetRegistry();
-  const std::lock_guard lock(registry.mutex);
-  registry.queues.erase(GetCurrentThreadId());
+void DispatcherQueue::CurrentThreadEnds() {
+  const Ref<DispatcherQueue> queue = ForCurrentThread();
+  {
+    Registry& registry = GetRegistry();
+    const std::lock_guard lock(registry.mutex);
+    registry.queues.erase(GetCurrentThreadId());
+  }
+  if (queue) queue->LoseThread();
 }
 
 DispatcherQueue::DispatcherQueue()
@@ -98,6 +107,14 @@ HRESULT DispatcherQueue::OpenWindow() {
   return S_OK;
 }
 
+void DispatcherQueue::LoseThread() {
+  const Ref<DispatcherQueue> kept = std::exchange(kept_by_thread_, {});
+  std::deque<Work> dropped;
+  const std::lock_guard lock(mutex_);
+  window_ = nullptr;
+  dropped.swap(work_);
+}
+
 LRESULT CALLBACK DispatcherQueue::WindowProcedure(HWND window, UINT message, WPARAM wparam,
                                                   LPARAM lparam) {
   if (message != kRunOne) return DefWindowProcW(window, message, wparam, lparam);
@@ -123,7 +140,7 @@ HRESULT DispatcherQueue::TryEnqueue(IDispatcherQueueHandler* callback, boolean* 
   *result = false;
   // Posted under the lock, so that messages and pieces of work stay in step.
   const std::lock_guard lock(mutex_);
-  if (!PostMessageW(window_, kRunOne, 0, 0)) return S_OK;
+  if (!window_ || !PostMessageW(window_, kRunOne, 0, 0)) return S_OK;
   work_.emplace_back(callback);
   *result = true;
   return S_OK;

@@ -16,16 +16,17 @@ namespace standin {
 // The queue of one thread: work that any thread enqueues and the owning thread runs, one piece per
 // message, when its message loop dispatches the queue's message-only window.
 //
-// It lives as long as something refers to it (controllers, frame pools); work enqueued after its
-// thread has ended is refused.
+// Its thread keeps it until the thread ends. Where the registry value QueueEndsWithController says
+// so, it lives only as long as something refers to it (controllers, frame pools). Work enqueued
+// once its thread has ended is refused.
 class DispatcherQueue : public RuntimeObject<ABI::Windows::System::IDispatcherQueue> {
  public:
   // Makes the calling thread's queue. RPC_E_WRONG_THREAD when the thread has one already.
   static HRESULT CreateForCurrentThread(Ref<DispatcherQueue>& result);
   // Empty when the calling thread has none.
   static Ref<DispatcherQueue> ForCurrentThread();
-  // To be called on a thread that ends: the system destroys its windows without a message.
-  static void ForgetCurrentThread();
+  // To be called on a thread that ends.
+  static void CurrentThreadEnds();
 
   DispatcherQueue();
   ~DispatcherQueue() override;
@@ -48,11 +49,15 @@ class DispatcherQueue : public RuntimeObject<ABI::Windows::System::IDispatcherQu
 
   static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   HRESULT OpenWindow();
+  // Leaves the window to the system, which destroys it as the thread ends: a thread that ends holds
+  // the loader lock, under which no window procedure should run.
+  void LoseThread();
   void RunOne();
 
   const DWORD thread_id_;
-  HWND window_ = nullptr;
+  Ref<DispatcherQueue> kept_by_thread_;  // Itself, until its thread ends.
   std::mutex mutex_;
+  HWND window_ = nullptr;  // Null once the thread has ended.
   std::deque<Work> work_;
 };
 

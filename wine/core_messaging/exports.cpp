@@ -26,7 +26,7 @@ class Controller : public RuntimeObject<IDispatcherQueueController> {
     return S_OK;
   }
 
-  // Releasing the controller ends the queue; asynchronous shutdown is not offered.
+  // Not offered: a queue ends with its thread.
   HRESULT STDMETHODCALLTYPE ShutdownQueueAsync(IInspectable** operation) override {
     if (!operation) return E_POINTER;
     *operation = nullptr;
@@ -88,6 +88,6 @@ STDAPI DllCanUnloadNow() {
 }
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
-  if (reason == DLL_THREAD_DETACH) standin::DispatcherQueue::ForgetCurrentThread();
+  if (reason == DLL_THREAD_DETACH) standin::DispatcherQueue::CurrentThreadEnds();
   return TRUE;
 }
