@@ -255,6 +255,7 @@ class Run {
  public:
   Run(const uint8_t* data, size_t size) : input_(data, size) {
     fake::Reset();
+    fake::settings.several_queues_a_thread = true;  // for two sessions and for second starts
     wgc_register_logger(OnLog);
     objects_before_ = fake::LiveObjects();
     heap_before_ = fake::HeapBytes();

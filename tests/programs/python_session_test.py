@@ -169,11 +169,9 @@ class SessionTest(unittest.TestCase):
 
 
 class ProgramTest(unittest.TestCase):
-    def setUp(self):
-        PLATFORM.fake_reset(WIDTH, HEIGHT)
-
     def run_program(self, *arguments, window=WINDOW, sleep=None):
         """The script with this platform in the place of Windows: the text it ends with, or None."""
+        PLATFORM.fake_reset(WIDTH, HEIGHT)  # Each run of the script has a thread of its own.
         libraries = {"user32": types.SimpleNamespace(FindWindowW=lambda _class, title: (
             window if title == "Quill pattern" else 0))}
         with contextlib.ExitStack() as patches:

@@ -25,6 +25,7 @@ class Adapters : public SessionTest {
  protected:
   // Starts, and keeps the recording.
   bool Start(Session& session) {
+    ContinueOnNewThread();
     fake::StartRecording();
     const bool started = session.Start();
     recording = fake::TakeRecording();

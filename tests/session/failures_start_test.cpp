@@ -268,6 +268,7 @@ class StartScenario : public Scenario {
 
   // Nothing of the failed start is in the way of the next.
   void TryAgain() {
+    ContinueOnNewThread();
     EXPECT_TRUE(session_->Start());
     EXPECT_EQ(TakeLog(), LinesOf({}, nullptr));
     CheckRunning(*session_, {});

@@ -76,6 +76,7 @@ class SwitchScenario : public Scenario {
     }
     // The next start shows what the session remembers.
     const std::string word = wish ? "Enable " : "Disable ";
+    ContinueOnNewThread();
     EXPECT_TRUE(session_.Start());
     EXPECT_EQ(TakeLog(),
               (std::vector<LogLine>{Info("WgcCaptureSession::Start"),

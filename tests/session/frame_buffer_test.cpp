@@ -58,6 +58,7 @@ TEST_F(FrameBuffer, IsAtFirstExactlyAsLargeAsTheFrame) {
   EXPECT_EQ(BufferCapacityOf(session.handle()), 8294400u);
   EXPECT_EQ(fake::HeapBytes(), 8294400);
 
+  ContinueOnNewThread();
   Session other;
   ASSERT_TRUE(other.Start());
   ASSERT_TRUE(PollOf(other, Pattern(33, 7)).available);

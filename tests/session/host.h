@@ -46,7 +46,13 @@ struct Poll {
 };
 inline void* const kUntouched = reinterpret_cast<void*>(0x5A5A5A5A);
 
-// A session handle that is destroyed at the end of the scope.
+// As if the test went on on a new thread, where the next start makes its dispatcher queue.
+inline void ContinueOnNewThread() {
+  fake::thread_has_queue = false;
+}
+
+// A session handle that is destroyed at the end of the scope, and its thread's life with it: the
+// next session stands for one on a new thread.
 class Session {
  public:
   explicit Session(HWND window = kWindow) : handle_(wgc_session_create(window)) {}
@@ -58,6 +64,7 @@ class Session {
   void* handle() const { return handle_; }
   void Destroy() {
     if (void* const handle = std::exchange(handle_, nullptr)) wgc_session_destroy(handle);
+    ContinueOnNewThread();
   }
 
   bool Start() { return wgc_session_start(handle_); }

@@ -112,6 +112,7 @@ TEST_F(Lifecycle, AWindowIsCapturedAsAWindowAndAMonitorAsAMonitor) {
   ASSERT_TRUE(window.Start());
   EXPECT_EQ(fake::LastItem()->window, kWindow);
   EXPECT_EQ(fake::LastItem()->monitor, nullptr);
+  ContinueOnNewThread();
   Session monitor(kMonitor);
   ASSERT_TRUE(monitor.Start());
   EXPECT_EQ(fake::LastItem()->window, nullptr);
@@ -169,6 +170,7 @@ TEST_F(Lifecycle, AFailedStartLeavesTheState) {
   EXPECT_FALSE(session.Start());
   EXPECT_EQ(StateOf(session.handle()), kConstructed);
   fake::PlanNoFaults();
+  ContinueOnNewThread();
   ASSERT_TRUE(session.Start());
   fake::PlanFaults(fake::EveryCallOf("CreateDXGIFactory1", {Fault::Kind::kResult, E_FAIL}));
   EXPECT_FALSE(session.Start());
@@ -203,6 +205,7 @@ TEST_F(Lifecycle, AClosedSessionCanBeStartedAgain) {
   Session session;
   ASSERT_TRUE(session.Start());
   fake::LastItem()->RaiseClosed();
+  ContinueOnNewThread();
   ASSERT_TRUE(session.Start());
   EXPECT_EQ(StateOf(session.handle()), kRunning);
   ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
@@ -242,6 +245,7 @@ TEST_F(Lifecycle, ASecondStartMakesEverythingAnew) {
   ASSERT_TRUE(session.Start());
   ID3D11Device* const device = wgc_get_device(session.handle());
   device->AddRef();  // so that the address is not given again
+  ContinueOnNewThread();
   fake::StartRecording();
   ASSERT_TRUE(session.Start());
   const std::vector<std::string> recording = fake::TakeRecording();
@@ -280,6 +284,7 @@ TEST_F(Lifecycle, ASecondStartUsesNothingOfTheDeviceBefore) {
   session.ToTexture(true);
   ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
   TexturePixels(session.GetFrame());
+  ContinueOnNewThread();
   fake::StartRecording();
   ASSERT_TRUE(session.Start());
   ASSERT_NE(wgc_get_device(session.handle()), before.get());
@@ -332,10 +337,9 @@ class RefusedSecondStart : public Lifecycle {
   // made: what the running capture is made of.
   static void Refuse(Session& session, const std::vector<std::string>& made, const char* function,
                      uint64_t number) {
-    if (*function == 0) {
-      // What a second start meets on Windows, where a thread has one dispatcher queue.
-      fake::settings.one_queue_a_thread = true;
-    } else {
+    // Nothing fails but that the thread has its dispatcher queue, or something else and not that.
+    if (*function != 0) {
+      ContinueOnNewThread();
       fake::PlanFaults(fake::NthCallOf(function, number, {Fault::Kind::kResult, E_FAIL}));
     }
     TakeLog();
@@ -352,7 +356,6 @@ class RefusedSecondStart : public Lifecycle {
       EXPECT_EQ(fake::FaultsInjected(), 1u);
     }
     fake::PlanNoFaults();
-    fake::settings.one_queue_a_thread = false;
   }
 };
 
@@ -472,11 +475,10 @@ TEST_F(Lifecycle, AStartThatFailedLastLeavesNoFramesToTheNext) {
       ASSERT_TRUE(pool->Deliver(Pattern(64, 48)));
       EXPECT_TRUE(session.GetFrame().available);
     }
-    fake::settings.one_queue_a_thread = next_fails;
+    if (!next_fails) ContinueOnNewThread();
     fake::StartRecording();
     EXPECT_EQ(session.Start(), !next_fails);
     EXPECT_EQ(LinesWith(".Flush()", fake::TakeRecording()).size(), 1u);
-    fake::settings.one_queue_a_thread = false;
     EXPECT_EQ(fake::LastPool() == pool, next_fails);
     EXPECT_EQ(fake::LastPool()->HasHandler(), !next_fails);
     pool = fake::LastPool();
@@ -486,6 +488,24 @@ TEST_F(Lifecycle, AStartThatFailedLastLeavesNoFramesToTheNext) {
       if (next_fails) break;
     }
   }
+}
+
+// A thread keeps its dispatcher queue when its session is destroyed.
+TEST_F(Lifecycle, AThreadStartsOneSessionInItsLife) {
+  const auto start = [](bool expected) {
+    void* const session = wgc_session_create(kWindow);
+    TakeLog();
+    EXPECT_EQ(wgc_session_start(session), expected);
+    if (!expected) {
+      EXPECT_EQ(TakeLog(),
+                (Log{{1, "WgcCaptureSession::Start"}, {3, "Winrt exception:-2147417842"}}));
+    }
+    wgc_session_destroy(session);
+  };
+  start(true);
+  start(false);
+  std::thread(start, true).join();
+  start(false);
 }
 
 // Nobody could remove a handler whose registration was lost, and it would outlive the session.
@@ -509,12 +529,14 @@ TEST_F(Lifecycle, AFailedStartCanBeRepeated) {
         "CreateForWindow", "get_Size", "Create", "CreateCaptureSession", "add_FrameArrived",
         "StartCapture", "add_Closed"}) {
     SCOPED_TRACE(function);
+    ContinueOnNewThread();
     fake::PlanFaults(fake::EveryCallOf(function, {Fault::Kind::kResult, E_FAIL}));
     EXPECT_FALSE(session.Start());
     EXPECT_GT(fake::FaultsInjected(), 0u);
     EXPECT_FALSE(session.Running());
   }
   fake::PlanNoFaults();
+  ContinueOnNewThread();
   ASSERT_TRUE(session.Start());
   ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
   EXPECT_TRUE(session.GetFrame().available);
@@ -586,6 +608,7 @@ TEST_F(Lifecycle, DestructionIsPossibleInEveryState) {
   {
     Session restarted;
     start(restarted);
+    ContinueOnNewThread();
     start(restarted);
   }
 }
@@ -625,6 +648,7 @@ TEST_F(Lifecycle, ARevocationThatFailsIsIgnored) {
 }
 
 TEST_F(Lifecycle, DestructionOfOneSessionLeavesTheOther) {
+  fake::settings.several_queues_a_thread = true;
   Session first;
   ASSERT_TRUE(first.Start());
   fake::FramePool* const first_pool = fake::LastPool();

@@ -249,6 +249,7 @@ log(1, "Wgc exit.")
 TEST_F(EndOrder, AfterASecondStart) {
   Session session;
   Start(session);
+  ContinueOnNewThread();
   ASSERT_TRUE(session.Start());
   names = Names();
   names.Give("factory2", "factory");

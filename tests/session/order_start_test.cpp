@@ -202,6 +202,7 @@ TEST_F(StartOrder, ASecondStartRepeatsEveryStep) {
   ExpectStart(session, Joined({DeviceCalls(), EngineCalls(), TargetCalls(kCreateForWindow),
                                PoolCalls(), CursorCalls("Disable", "false"),
                                BorderCalls("Disable", "false"), RunCalls()}));
+  ContinueOnNewThread();
   // What is still called by a name of the first start is then not found in the list.
   names = Names();
   names.Give("adapter1", "adapter_of_the_first_start");

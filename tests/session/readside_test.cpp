@@ -238,6 +238,7 @@ TEST_F(Polls, AWindowProcedureMayPoll) {
 }
 
 TEST_F(Polls, AWindowProcedureMayCreateStartAndDestroyAnotherSession) {
+  fake::settings.several_queues_a_thread = true;
   Session session;
   ASSERT_TRUE(session.Start());
   fake::FramePool* const pool = fake::LastPool();
@@ -257,6 +258,7 @@ TEST_F(Polls, AWindowProcedureMayCreateStartAndDestroyAnotherSession) {
 }
 
 TEST_F(Polls, OfOneSessionDeliverTheFramesOfAllOnTheThread) {
+  fake::settings.several_queues_a_thread = true;
   Session first;
   ASSERT_TRUE(first.Start());
   fake::FramePool* const first_pool = fake::LastPool();

@@ -52,6 +52,7 @@ TEST_F(Switches, OneOfCursorAndBorderLeavesTheOtherAlone) {
   EXPECT_TRUE(fake::LastSession()->cursor_captured);
   EXPECT_FALSE(fake::LastSession()->border_drawn);
 
+  ContinueOnNewThread();
   Session border_only;
   EXPECT_TRUE(wgc_show_border(border_only.handle(), true));
   ASSERT_TRUE(border_only.Start());

@@ -96,6 +96,7 @@ class Soak {
 
   void OneSession() {
     ++figures_.sessions;
+    fake::thread_has_queue = false;  // A session to a thread; which one it is makes no difference.
     model_ = {};
     model_.has_target = true;
     session_ = wgc_session_create(kWindow);

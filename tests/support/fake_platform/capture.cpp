@@ -68,21 +68,15 @@ class RuntimeDevice final
   ~RuntimeDevice() override { device->Release(); }
 };
 
-// How many controllers the thread's queue has.
-thread_local int thread_controllers = 0;
-
 class DispatcherQueueController final
     : public ImplementsRuntime<ABI::Windows::System::IDispatcherQueueController> {
  public:
-  DispatcherQueueController() : ImplementsRuntime("controller") { ++thread_controllers; }
+  DispatcherQueueController() : ImplementsRuntime("controller") {}
   HRESULT STDMETHODCALLTYPE get_DispatcherQueue(::IInspectable**) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE ShutdownQueueAsync(::IInspectable**) override {
     Refuse("ShutdownQueueAsync: not foreseen");
     return E_NOTIMPL;
   }
-
- private:
-  ~DispatcherQueueController() override { --thread_controllers; }
 };
 
 class Surface final : public ImplementsRuntime<IDirect3DSurface, IDirect3DDxgiInterfaceAccess> {
@@ -622,8 +616,10 @@ HRESULT WINAPI CreateDispatcherQueueController(
                   static_cast<int>(options.threadType), static_cast<int>(options.apartmentType));
   *controller = nullptr;
   if (call.Fails()) return call.Result();
-  if (fake::settings.one_queue_a_thread && fake::thread_controllers > 0) return RPC_E_WRONG_THREAD;
-  return fake::Deliver(call, new fake::DispatcherQueueController, controller);
+  if (fake::thread_has_queue && !fake::settings.several_queues_a_thread) return RPC_E_WRONG_THREAD;
+  const HRESULT result = fake::Deliver(call, new fake::DispatcherQueueController, controller);
+  if (*controller) fake::thread_has_queue = true;
+  return result;
 }
 
 extern "C" HRESULT WINAPI RoGetActivationFactory(HSTRING name, REFIID id, void** factory) {

@@ -394,6 +394,7 @@ void Reset() {
   mta_usages = 0;
   error_info = nullptr;
   window_procedure = {};
+  thread_has_queue = false;
   ThreadQueue()->Clear();
   ResetCalls();
 }

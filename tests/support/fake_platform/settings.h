@@ -31,9 +31,9 @@ struct Settings {
   std::vector<AdapterSettings> adapters = {{}};
   UINT feature_level = 0xB000;  // of the devices on all of them
 
-  // Whether a thread can have one dispatcher queue only, as on Windows. Off, one thread can drive
-  // several sessions, which is all that most tests need threads for.
-  bool one_queue_a_thread = false;
+  // Whether a thread can have a dispatcher queue beside its first, which stays with it. On Windows
+  // it cannot; for tests of several sessions on one thread, and of a second start there.
+  bool several_queues_a_thread = false;
 
   bool cursor_property_present = true;
   bool border_property_present = true;
@@ -80,8 +80,11 @@ inline int libraries_loaded = 0;
 // How often CoIncrementMTAUsage was called.
 inline int mta_usages = 0;
 
-// Settings, recordings, plans and this thread's message queue as a new test finds them. What the
-// library holds stays alive.
+// Whether the thread has its dispatcher queue. A test that clears it goes on as if on a new thread.
+inline thread_local bool thread_has_queue = false;
+
+// Settings, recordings, plans, and this thread with its messages, as a new test finds them. What
+// the library holds stays alive.
 void Reset();
 
 }  // namespace fake
