@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: MIT
 """libquill-wgc for Python 3.8 and later on Windows. `quill_wgc.py TITLE FILE.bmp` saves one frame.
 
-All of a session belongs on one thread, which holds one session at a time. Create the first session
-of a process on a thread that is no single-threaded apartment (importing pythoncom makes one).
+All of a session belongs on one thread, and the next session on a new one. Create a process's first
+session on a thread that is no single-threaded apartment (importing pythoncom makes one).
 """
 import atexit
 import ctypes

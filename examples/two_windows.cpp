@@ -6,8 +6,8 @@
 // when the time is over or one of the windows closes.
 //
 // Each session has a thread of its own: its frames come through the dispatcher queue of the thread
-// that starts it, Windows gives a thread one such queue, and a poll works off all messages of its
-// thread. The two share nothing and wait for nothing of each other's.
+// that starts it, Windows gives a thread one such queue in its life, and a poll works off all
+// messages of its thread. The two share nothing and wait for nothing of each other's.
 #include <libquill_wgc.h>
 
 #include <atomic>

@@ -13,7 +13,7 @@
 namespace bench {
 
 // A session and the floor beside it, on the frame textures of the session's pool. The calling
-// thread must not have another session.
+// thread must not have had another session.
 class Contest {
  public:
   explicit Contest(Size size);

@@ -93,10 +93,8 @@ class Bench {
     RunOnce("resize/buffer", [] { return MeasureResize(false); });
     RunOnce("resize/detection", [] { return MeasureResize(true); });
     RunOnce("memory/1920x1080", MeasureMemory);
-    RunOnOwnThread([this] { RunPolls(); });
-    for (const Size size : kSizes) {
-      RunOnOwnThread([this, size] { RunFrames(size); });
-    }
+    RunPolls();
+    for (const Size size : kSizes) RunFrames(size);
     if (options_.json) PrintJson(rows_, AdapterName());
   }
 
@@ -115,7 +113,7 @@ class Bench {
     return name;
   }
 
-  // A thread has one dispatcher queue, so each session has a thread of its own.
+  // A thread has one dispatcher queue in its life, so each session has a thread of its own.
   template <class Function>
   static void RunOnOwnThread(Function function) {
     std::thread(function).join();
@@ -148,18 +146,20 @@ class Bench {
     for (const NamedMode& mode : {kModes[0], kModes[3]}) {
       const std::string name = std::string("poll/") + mode.name;
       if (!IsWanted(name)) continue;
-      Contest contest(kSizes[0]);
-      contest.SetMode(mode.mode);
       Comparison result;
-      result.Run({[] {},
-                  [&] {
-                    for (size_t i = 0; i < kPollsPerRun; ++i) contest.session().Poll();
-                  }},
-                 {[] {},
-                  [] {
-                    for (size_t i = 0; i < kPollsPerRun; ++i) FramePump::Drain();
-                  }},
-                 options_.seconds);
+      RunOnOwnThread([&] {
+        Contest contest(kSizes[0]);
+        contest.SetMode(mode.mode);
+        result.Run({[] {},
+                    [&] {
+                      for (size_t i = 0; i < kPollsPerRun; ++i) contest.session().Poll();
+                    }},
+                   {[] {},
+                    [] {
+                      for (size_t i = 0; i < kPollsPerRun; ++i) FramePump::Drain();
+                    }},
+                   options_.seconds);
+      });
       AddComparison(name, result, kPollsPerRun, {});
     }
   }
@@ -172,7 +172,7 @@ class Bench {
       return std::string(family) + '/' + mode.name + '/' + NameOf(size);
     };
     const auto nothing = [] {};
-    for (int place = 0; place < kPlaces; ++place) {
+    const auto run_place = [&] {
       std::unique_ptr<Contest> contest;
       for (size_t i = 0; i < std::size(kModes); ++i) {
         const bool frame = IsWanted(name("frame", kModes[i]));
@@ -185,7 +185,8 @@ class Bench {
         contest->Verify();
         counts[i] = CountFrames(*contest);
       }
-    }
+    };
+    for (int place = 0; place < kPlaces; ++place) RunOnOwnThread(run_place);
     for (size_t i = 0; i < std::size(kModes); ++i) {
       if (frames[i].rounds() > 0) {
         AddComparison(

@@ -11,7 +11,7 @@
 namespace bench {
 
 // A started session of the DLL on a frame pool of the bench. The calling thread must not have
-// another: a thread has one dispatcher queue.
+// had another: a thread has one dispatcher queue in its life.
 class Session {
  public:
   explicit Session(Size size);

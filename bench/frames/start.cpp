@@ -41,7 +41,7 @@ double PrivateMegabytes() {
   return static_cast<double>(memory.PagefileUsage) / (1 << 20);
 }
 
-// A thread has one dispatcher queue, so each session has a thread of its own.
+// A thread has one dispatcher queue in its life, so each session has a thread of its own.
 template <class Function>
 void OnOwnThread(Function function) {
   std::thread(function).join();
