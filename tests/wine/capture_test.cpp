@@ -365,6 +365,27 @@ TEST(Capture, LetsAHostWithASlowHandlerEmptyItsMessageQueue) {
   }
 }
 
+TEST(Capture, GoesOnSendingToASlowHandlerWhereTheRegistrySaysSo) {
+  const PlatformSetting every_tick(L"SendUnchangedFrames", 1);
+  const PlatformSetting during_events(L"SendDuringEvents", 1);
+  const PaintedWindow window;
+  Recording recording(MakeItem(window.Handle()));
+  int raised = 0;
+  EventRegistrationToken token;
+  const auto handler = ArrivedHandler::Make([&](IDirect3D11CaptureFramePool* pool, IInspectable*) {
+    ComPointer<IDirect3D11CaptureFrame> frame;
+    pool->TryGetNextFrame(frame.Put());
+    frame.Reset();
+    Sleep(100);
+    // Frames that nobody takes fill the buffers, and the queue is empty soon.
+    if (++raised == 20) pool->remove_FrameArrived(token);
+  });
+  ASSERT_EQ(recording.Pool()->add_FrameArrived(handler.Get(), &token), S_OK);
+  Sleep(100);
+  DrainMessages();
+  EXPECT_EQ(raised, 20);
+}
+
 TEST(Capture, TakesNoPictureUntilTheEventsOfEarlierOnesAreWorkedOff) {
   const PlatformSetting setting(L"SendUnchangedFrames", 1);
   const PaintedWindow window;

@@ -32,8 +32,14 @@ HRESULT CaptureSession::StartCapture() {
   loop->frames = frames_;
   loop->pool = pool_;
   loop->cursor = cursor_;
-  loop->send_unchanged = ReadSettings().send_unchanged_frames;
-  const HRESULT result = thread_.Start(kTickMs, [loop] { return loop->Tick(); });
+  const Settings settings = ReadSettings();
+  loop->send_unchanged = settings.send_unchanged_frames;
+  DWORD tick_ms = kTickMs;
+  if (settings.send_during_events != 0) {
+    tick_ms = settings.send_during_events;
+    frames_->SendDuringEvents();
+  }
+  const HRESULT result = thread_.Start(tick_ms, [loop] { return loop->Tick(); });
   started_ = SUCCEEDED(result);
   return result;
 }

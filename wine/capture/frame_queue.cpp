@@ -94,6 +94,11 @@ bool FrameQueue::WantsPicture() {
   return buffers_ && !raising_ && Now() >= pause_until_ && buffers_->HasFree();
 }
 
+void FrameQueue::SendDuringEvents() {
+  const std::lock_guard lock(mutex_);
+  pauses_ = false;
+}
+
 bool FrameQueue::Push(std::shared_ptr<const Picture> picture, int generation,
                       ABI::Windows::System::IDispatcherQueueHandler* raise_event) {
   const std::lock_guard lock(mutex_);
@@ -120,12 +125,12 @@ std::shared_ptr<WaitingFrame> FrameQueue::TryPop() {
 
 void FrameQueue::EventBegins() {
   const std::lock_guard lock(mutex_);
-  raising_ = true;
+  raising_ = pauses_;
 }
 
 void FrameQueue::EventEnds() {
   const std::lock_guard lock(mutex_);
-  if (--events_owed_ > 0) return;
+  if (--events_owed_ > 0 || !pauses_) return;
   raising_ = false;
   pause_until_ = Now() + kPause;
 }

@@ -93,6 +93,8 @@ class FrameQueue {
   // needs longer than a tick, as it easily does with Direct3D in software, could never empty its
   // message queue.
   bool WantsPicture();
+  // Ends these pauses for good.
+  void SendDuringEvents();
 
   // Lets the picture wait and enqueues `raise_event`. False when the picture is dropped: every
   // buffer is busy, the buffers are no longer those of `generation`, the events of earlier pictures
@@ -112,6 +114,7 @@ class FrameQueue {
   std::shared_ptr<BufferSet> buffers_;
   std::deque<std::shared_ptr<WaitingFrame>> waiting_;
   int events_owed_ = 0;
+  bool pauses_ = true;
   bool raising_ = false;
   INT64 pause_until_ = 0;  // See Now().
 };

@@ -10,6 +10,7 @@ namespace standin {
 Settings ReadSettings() {
   Settings settings;
   settings.send_unchanged_frames = PlatformValue(L"SendUnchangedFrames", 0) != 0;
+  settings.send_during_events = PlatformValue(L"SendDuringEvents", 0);
   settings.cursor_property = PlatformValue(L"WithoutCursorProperty", 0) == 0;
   settings.border_property = PlatformValue(L"WithoutBorderProperty", 0) == 0;
   settings.universal_api_contract =
