@@ -32,9 +32,13 @@
  * start thread: the platform delivers frames on it, and only while it pumps its Win32 messages,
  * which wgc_get_recent_frame() does. Start, poll, switch and destroy a session on that one thread.
  * Only wgc_get_status(), wgc_set_dirty_rect(), wgc_register_logger() and is_wgc_session_supported()
- * may be called from any thread. Sessions are independent of each other, each on its own thread:
- * the platform gives a thread one dispatcher queue, so a second session cannot start on a thread
- * before the first is destroyed.
+ * may be called from any thread. Sessions are independent of each other, each on its own thread.
+ *
+ * A thread starts one session in its life; for the next session, start a new thread. A start gives
+ * its thread a dispatcher queue, of which Windows allows one, and which stays with the thread:
+ * destroying the session does not end it. On a thread that has a queue wgc_session_start() fails,
+ * with `Winrt exception:-2147417842` (RPC_E_WRONG_THREAD) in the log, and a capture that runs on it
+ * goes on.
  *
  * @par COM
  * The first session created in a process initialises COM for the multithreaded apartment on the
@@ -123,10 +127,11 @@ void* wgc_session_create2(HMONITOR monitor);
 
 /**
  * Creates the Direct3D device and the capture objects, and starts capturing. Makes the calling
- * thread the session's start thread and gives it a dispatcher queue.
+ * thread the session's start thread and gives it a dispatcher queue, for good: call it once in a
+ * thread's life.
  *
- * @param session A session. One that runs cannot be started again on its thread: the call fails,
- *     and the capture goes on with all that it had.
+ * @param session A session. A second start on its thread fails, and a capture that runs goes on
+ *     with all that it had.
  * @return True when capture runs. On false the log has a WGC_LOG_ERROR line with the reason; a
  *     session that did not run before then is good for nothing but wgc_session_destroy().
  */
