@@ -25,9 +25,8 @@ native=(
 )
 native_flags=(
   -std=c++20 -fsyntax-only -Wall -Wextra -Werror -fshort-wchar -DNOMINMAX -DWINE_UNICODE_NATIVE
-  -include projection/native/memcpy_s.h
   -isystem /usr/include/wine/wine/windows -isystem "$googletest/googletest/include"
-  -Iinclude -Isrc -Iprojection -Iprojection/sdk -Itests
+  -Iinclude -Isrc -Iprojection -Iprojection/native -Iprojection/sdk -Itests
 )
 
 # The Vulkan bench needs headers that nothing else does.

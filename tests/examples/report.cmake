@@ -11,7 +11,8 @@ quill_test(quill_grab_report_test
     report_test.cpp
     report_thumbnails_test.cpp
     tile_heat_test.cpp
-  LIBRARIES quill_grab_parts quill_grab_json)
+  LIBRARIES quill_grab_parts quill_grab_json
+  PRECOMPILED quill_grab_test)
 target_compile_definitions(quill_grab_report_test
   PRIVATE QUILL_GRAB_TEST_VERSION="${PROJECT_VERSION}")
 add_dependencies(quill_grab_report_test quill-wgc)
