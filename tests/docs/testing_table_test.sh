@@ -6,7 +6,7 @@ cd "$1"
 page=docs/testing.md
 
 tests_in() {
-  tr '\n' ' ' <"$1" | grep -oE '\bTEST(_F|_P)?\( *[A-Za-z0-9_]+, *[A-Za-z0-9_]+ *\)' |
+  tr '\n' ' ' <"$1" | grep -oE '\bTEST(_F|_P|_ON_OWN_THREAD)?\( *[A-Za-z0-9_]+, *[A-Za-z0-9_]+ *\)' |
     sed -E 's/^[^(]*\( *([^, ]+), *([^ )]+) *\)$/\1.\2/'
 }
 

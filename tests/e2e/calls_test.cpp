@@ -32,7 +32,7 @@ class CallTrace {
   }
 };
 
-TEST(Calls, OfAStartInTheirOrder) {
+TEST_ON_OWN_THREAD(Calls, OfAStartInTheirOrder) {
   PatternWindow window(MakePattern(200, 100));
   Session session(Wgc().wgc_session_create(window.handle()));
   CallTrace trace;
@@ -52,7 +52,7 @@ TEST(Calls, OfAStartInTheirOrder) {
   EXPECT_EQ(trace.Stop(), expected);
 }
 
-TEST(Calls, OfAStartPassTheSwitchesSetBefore) {
+TEST_ON_OWN_THREAD(Calls, OfAStartPassTheSwitchesSetBefore) {
   PatternWindow window(MakePattern(200, 100));
   Session session(Wgc().wgc_session_create(window.handle()));
   Wgc().wgc_enable_cursor(session.get(), true);
@@ -65,7 +65,7 @@ TEST(Calls, OfAStartPassTheSwitchesSetBefore) {
   EXPECT_EQ(calls[5], "put_IsBorderRequired 1");
 }
 
-TEST(Calls, OfAMonitorsStartAskForTheMonitor) {
+TEST_ON_OWN_THREAD(Calls, OfAMonitorsStartAskForTheMonitor) {
   Session session(
       Wgc().wgc_session_create2(MonitorFromPoint(POINT{0, 0}, MONITOR_DEFAULTTOPRIMARY)));
   CallTrace trace;
@@ -75,7 +75,7 @@ TEST(Calls, OfAMonitorsStartAskForTheMonitor) {
   EXPECT_EQ(calls[0], "CreateForMonitor");
 }
 
-TEST(Calls, OfADestructionRevokeBothEventsThenCloseThePoolAndTheSession) {
+TEST_ON_OWN_THREAD(Calls, OfADestructionRevokeBothEventsThenCloseThePoolAndTheSession) {
   PatternWindow window(MakePattern(200, 100));
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());
@@ -85,7 +85,7 @@ TEST(Calls, OfADestructionRevokeBothEventsThenCloseThePoolAndTheSession) {
   EXPECT_EQ(trace.Stop(), expected);
 }
 
-TEST(Calls, OfTheLiveSwitchesReachTheSessionAtOnce) {
+TEST_ON_OWN_THREAD(Calls, OfTheLiveSwitchesReachTheSessionAtOnce) {
   PatternWindow window(MakePattern(200, 100));
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());
@@ -105,7 +105,7 @@ TEST(Calls, OfTheLiveSwitchesReachTheSessionAtOnce) {
   EXPECT_EQ(trace.Stop(), expected);
 }
 
-TEST(Calls, WithoutTheBorderPropertyTheSessionIsLeftAlone) {
+TEST_ON_OWN_THREAD(Calls, WithoutTheBorderPropertyTheSessionIsLeftAlone) {
   PlatformSetting old_platform(L"WithoutBorderProperty", 1);
   PatternWindow window(MakePattern(200, 100));
   Session session(Wgc().wgc_session_create(window.handle()));
@@ -115,7 +115,7 @@ TEST(Calls, WithoutTheBorderPropertyTheSessionIsLeftAlone) {
   EXPECT_EQ(trace.Stop(), Calls{});
 }
 
-TEST(Calls, EachEventTakesOneFrameAndADroppedOneDoesNothingElse) {
+TEST_ON_OWN_THREAD(Calls, EachEventTakesOneFrameAndADroppedOneDoesNothingElse) {
   PatternWindow window(MakePattern(200, 100, 1));
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());
@@ -130,20 +130,22 @@ TEST(Calls, EachEventTakesOneFrameAndADroppedOneDoesNothingElse) {
 
 TEST(Calls, AFrameOfAnotherSizeMakesThePoolAnewOnce) {
   for (const bool texture : {false, true}) {
-    PatternWindow window(MakePattern(200, 100, 1));
-    Session session(Wgc().wgc_session_create(window.handle()));
-    ASSERT_TRUE(session.Start());
-    ASSERT_TRUE(ComesToShow(session.get(), MakePattern(200, 100, 1)));
-    Wgc().wgc_set_capture_to_texture(session.get(), texture);
-    ShowAndWait(window, MakePattern(150, 80, 2));
-    CallTrace trace;
-    const Poll poll = PollOnce(session.get());
-    if (texture && poll.result) static_cast<IUnknown*>(poll.frame)->Release();
-    const Calls calls = trace.Stop();
-    ASSERT_GE(calls.size(), 2u);
-    EXPECT_EQ(calls[0], "TryGetNextFrame");
-    EXPECT_EQ(calls[1], "Recreate 87 2 150x80");
-    for (size_t i = 2; i < calls.size(); ++i) EXPECT_EQ(calls[i], "TryGetNextFrame");
+    OnOwnThread([texture] {
+      PatternWindow window(MakePattern(200, 100, 1));
+      Session session(Wgc().wgc_session_create(window.handle()));
+      ASSERT_TRUE(session.Start());
+      ASSERT_TRUE(ComesToShow(session.get(), MakePattern(200, 100, 1)));
+      Wgc().wgc_set_capture_to_texture(session.get(), texture);
+      ShowAndWait(window, MakePattern(150, 80, 2));
+      CallTrace trace;
+      const Poll poll = PollOnce(session.get());
+      if (texture && poll.result) static_cast<IUnknown*>(poll.frame)->Release();
+      const Calls calls = trace.Stop();
+      ASSERT_GE(calls.size(), 2u);
+      EXPECT_EQ(calls[0], "TryGetNextFrame");
+      EXPECT_EQ(calls[1], "Recreate 87 2 150x80");
+      for (size_t i = 2; i < calls.size(); ++i) EXPECT_EQ(calls[i], "TryGetNextFrame");
+    });
   }
 }
 

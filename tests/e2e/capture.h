@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "e2e/wgc_library.h"
+#include "support/own_thread.h"
 #include "support/pattern_window.h"
 
 // The result of one poll. The outputs start with values that no call produces, so that an output
@@ -48,22 +49,42 @@ class Session {
   void* handle_;
 };
 
-// Polls at 100 Hz until `done(poll)` is true; false when five seconds did not bring it.
+constexpr std::chrono::seconds kLimit(5);
+
+// Polls with each message that comes, and at 100 Hz for what sends none, until `done(poll)` is
+// true; false when it is not in time.
 template <typename Done>
 bool PollUntil(void* session, Poll* last, Done done) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  const auto deadline = std::chrono::steady_clock::now() + kLimit;
   while (std::chrono::steady_clock::now() < deadline) {
     *last = PollOnce(session);
     if (done(*last)) return true;
-    Sleep(10);
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
   }
   return false;
+}
+
+// Waits for a frame to come to this thread's session since the last poll or call of this function,
+// and leaves it in the pool: what tells of it is a message that the dispatcher queue posts.
+inline testing::AssertionResult AwaitFrame() {
+  const auto deadline = std::chrono::steady_clock::now() + kLimit;
+  while (std::chrono::steady_clock::now() < deadline) {
+    // The low word tells of what came since the last look. Under Wine it also does so at first,
+    // when there is no message yet.
+    MSG message;
+    if (LOWORD(GetQueueStatus(QS_POSTMESSAGE)) != 0 &&
+        PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE)) {
+      return testing::AssertionSuccess();
+    }
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_POSTMESSAGE);
+  }
+  return testing::AssertionFailure() << "no frame came";
 }
 
 // Lets the window's picture reach the pool without a poll: one frame, as no other change follows.
 inline void ShowAndWait(PatternWindow& window, const Picture& picture) {
   window.Show(picture);
-  Sleep(150);
+  EXPECT_TRUE(AwaitFrame());
 }
 
 // What a host with a message loop of its own does.

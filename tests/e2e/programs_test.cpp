@@ -69,7 +69,7 @@ Picture ScreenAt(const RECT& place) {
   return picture;
 }
 
-TEST(Winemine, IsCapturedAsItStandsOnTheScreen) {
+TEST_ON_OWN_THREAD(Winemine, IsCapturedAsItStandsOnTheScreen) {
   Winemine game;
   ASSERT_NE(game.window(), nullptr);
   SetCursorPos(1900, 1190);
@@ -88,7 +88,7 @@ TEST(Winemine, IsCapturedAsItStandsOnTheScreen) {
   })) << SamePixels(poll, screen).message();
 }
 
-TEST(Winemine, ClosingTheGameEndsTheCapture) {
+TEST_ON_OWN_THREAD(Winemine, ClosingTheGameEndsTheCapture) {
   Winemine game;
   ASSERT_NE(game.window(), nullptr);
   LogRecorder log;

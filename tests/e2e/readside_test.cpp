@@ -4,8 +4,6 @@
 // What a poll reports, and the update ratio.
 #include <d3d11.h>
 
-#include <thread>
-
 #include "e2e/capture.h"
 
 namespace {
@@ -33,7 +31,7 @@ TEST(Poll, BeforeStartIsSafe) {
   EXPECT_FALSE(PollOnce(session.get()).result);
 }
 
-TEST(Poll, TwiceWithoutAFrameBetweenReportsTheSameBuffer) {
+TEST_ON_OWN_THREAD(Poll, TwiceWithoutAFrameBetweenReportsTheSameBuffer) {
   PatternWindow window(MakePattern(90, 70));
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());
@@ -49,7 +47,7 @@ TEST(Poll, TwiceWithoutAFrameBetweenReportsTheSameBuffer) {
   EXPECT_EQ(Wgc().wgc_get_update_ratio(session.get()), 0.0f);
 }
 
-TEST(Poll, TheThirdArgumentMayBeAnything) {
+TEST_ON_OWN_THREAD(Poll, TheThirdArgumentMayBeAnything) {
   PatternWindow window(MakePattern(90, 70));
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());
@@ -88,7 +86,7 @@ LRESULT CALLBACK HostProcedure(HWND window, UINT message, WPARAM wparam, LPARAM 
   return DefWindowProcW(window, message, wparam, lparam);
 }
 
-TEST(Poll, DispatchesTheHostsOwnWindowsWhichMayCallBackIntoTheSession) {
+TEST_ON_OWN_THREAD(Poll, DispatchesTheHostsOwnWindowsWhichMayCallBackIntoTheSession) {
   PatternWindow target(MakePattern(64, 64));
   Session session(Wgc().wgc_session_create(target.handle()));
   ASSERT_TRUE(session.Start());
@@ -112,31 +110,26 @@ TEST(Poll, DispatchesTheHostsOwnWindowsWhichMayCallBackIntoTheSession) {
   DestroyWindow(window);
 }
 
-TEST(Poll, OnAnotherThreadBringsNoFrames) {
+TEST_ON_OWN_THREAD(Poll, OnAnotherThreadBringsNoFrames) {
   PatternWindow window(MakePattern(64, 64));
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());
-  bool any = false;
-  std::thread([&] {
-    for (int i = 0; i < 50; ++i) {
-      any = any || PollOnce(session.get()).result;
-      Sleep(10);
-    }
-  }).join();
-  EXPECT_FALSE(any);
-  // The frames were there all along, for the start thread.
-  EXPECT_TRUE(ComesToShow(session.get(), MakePattern(64, 64)));
+  ASSERT_TRUE(AwaitFrame());
+  OnOwnThread([&] { EXPECT_FALSE(PollOnce(session.get()).result); });
+  // The frame was there all along, for the start thread.
+  EXPECT_TRUE(SamePixels(PollOnce(session.get()), MakePattern(64, 64)));
 }
 
-TEST(Poll, AHostThatNeverPollsReceivesNoFrames) {
+TEST_ON_OWN_THREAD(Poll, AHostThatNeverPollsReceivesNoFrames) {
   PatternWindow window(MakePattern(64, 64));
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());
-  Sleep(300);
+  ASSERT_TRUE(AwaitFrame());
   EXPECT_EQ(Wgc().wgc_get_update_ratio(session.get()), 0.0f);
+  EXPECT_TRUE(PollOnce(session.get()).result);  // it was there
 }
 
-TEST(UpdateRatio, IsOneWithoutDetectionAndZeroOnceRead) {
+TEST_ON_OWN_THREAD(UpdateRatio, IsOneWithoutDetectionAndZeroOnceRead) {
   PatternWindow window(MakePattern(64, 64));
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());
@@ -145,7 +138,7 @@ TEST(UpdateRatio, IsOneWithoutDetectionAndZeroOnceRead) {
   EXPECT_EQ(Wgc().wgc_get_update_ratio(session.get()), 0.0f);
 }
 
-TEST(TextureOutput, EachSuccessfulPollAddsOneReference) {
+TEST_ON_OWN_THREAD(TextureOutput, EachSuccessfulPollAddsOneReference) {
   PatternWindow window(MakePattern(64, 64));
   Session session(Wgc().wgc_session_create(window.handle()));
   Wgc().wgc_set_capture_to_texture(session.get(), true);

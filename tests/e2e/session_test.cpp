@@ -20,7 +20,7 @@ TEST(Export, CreateForANullMonitorReturnsNullAndLogsNothing) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-TEST(Export, CreateForANullWindowReturnsASessionWithoutATarget) {
+TEST_ON_OWN_THREAD(Export, CreateForANullWindowReturnsASessionWithoutATarget) {
   LogRecorder log;
   Session session(Wgc().wgc_session_create(nullptr));
   ASSERT_NE(session.get(), nullptr);
@@ -32,7 +32,7 @@ TEST(Export, CreateForANullWindowReturnsASessionWithoutATarget) {
   EXPECT_EQ(lines.back().level, 3);
 }
 
-TEST(Export, FreeRecentFrameIgnoresItsArguments) {
+TEST_ON_OWN_THREAD(Export, FreeRecentFrameIgnoresItsArguments) {
   Wgc().wgc_free_recent_frame(nullptr, nullptr);
   Wgc().wgc_free_recent_frame(reinterpret_cast<void*>(1), reinterpret_cast<void*>(2));
   PatternWindow window(MakePattern(64, 64));
@@ -44,7 +44,7 @@ TEST(Export, FreeRecentFrameIgnoresItsArguments) {
   EXPECT_TRUE(SamePixels(PollOnce(session.get()), MakePattern(64, 64)));
 }
 
-TEST(Status, FollowsTheLifeOfTheCapture) {
+TEST_ON_OWN_THREAD(Status, FollowsTheLifeOfTheCapture) {
   PatternWindow window(MakePattern(80, 60));
   LogRecorder log;
   Session session(Wgc().wgc_session_create(window.handle()));
@@ -60,7 +60,7 @@ TEST(Status, FollowsTheLifeOfTheCapture) {
   EXPECT_TRUE(log.Has(Info("Wgc on_closed")));
 }
 
-TEST(Status, ChangesBeforeStartSaysSoAndAfterClosedSaysSo) {
+TEST_ON_OWN_THREAD(Status, ChangesBeforeStartSaysSoAndAfterClosedSaysSo) {
   PatternWindow window(MakePattern(80, 60));
   LogRecorder log;
   Session session(Wgc().wgc_session_create(window.handle()));
@@ -85,7 +85,7 @@ TEST(Status, ChangesBeforeStartSaysSoAndAfterClosedSaysSo) {
   EXPECT_EQ(seen.at_closed, 1);
 }
 
-TEST(Status, StaysTrueAfterTheStopSequenceWhenTheItemNeverClosed) {
+TEST_ON_OWN_THREAD(Status, StaysTrueAfterTheStopSequenceWhenTheItemNeverClosed) {
   PatternWindow window(MakePattern(80, 60));
   LogRecorder log;
   void* handle = Wgc().wgc_session_create(window.handle());
@@ -109,7 +109,7 @@ TEST(Status, StaysTrueAfterTheStopSequenceWhenTheItemNeverClosed) {
   EXPECT_TRUE(seen.status);
 }
 
-TEST(Device, IsNullBeforeStartAndTheSamePointerAfterwards) {
+TEST_ON_OWN_THREAD(Device, IsNullBeforeStartAndTheSamePointerAfterwards) {
   PatternWindow window(MakePattern(80, 60));
   Session session(Wgc().wgc_session_create(window.handle()));
   EXPECT_EQ(Wgc().wgc_get_device(session.get()), nullptr);
@@ -123,7 +123,7 @@ TEST(Device, IsNullBeforeStartAndTheSamePointerAfterwards) {
   EXPECT_EQ((device->AddRef(), device->Release()), before);
 }
 
-TEST(Device, IsReleasedWithTheSession) {
+TEST_ON_OWN_THREAD(Device, IsReleasedWithTheSession) {
   PatternWindow window(MakePattern(80, 60));
   Session session(Wgc().wgc_session_create(window.handle()));
   Wgc().wgc_set_dirty_rect(session.get(), true);
@@ -176,7 +176,7 @@ TEST(Lifecycle, TwoSessionsCaptureSideBySideOnTwoThreads) {
 }
 
 // The thread has its dispatcher queue already.
-TEST(Lifecycle, ASecondStartFailsAndTheCaptureGoesOn) {
+TEST_ON_OWN_THREAD(Lifecycle, ASecondStartFailsAndTheCaptureGoesOn) {
   const Picture picture = MakePattern(96, 64, 1);
   const Picture other = MakePattern(96, 64, 2);
   PatternWindow window(picture);
@@ -197,7 +197,7 @@ TEST(Lifecycle, ASecondStartFailsAndTheCaptureGoesOn) {
                         [&](const Poll&) { return !Wgc().wgc_get_status(session.get()); }));
 }
 
-TEST(Log, WithoutACallbackEverythingWorks) {
+TEST_ON_OWN_THREAD(Log, WithoutACallbackEverythingWorks) {
   Wgc().wgc_register_logger(nullptr);
   PatternWindow window(MakePattern(80, 60));
   Session session(Wgc().wgc_session_create(window.handle()));
@@ -217,7 +217,7 @@ TEST(Log, RegisteringNullStopsDelivery) {
   EXPECT_EQ(log.lines().size(), 1u);
 }
 
-TEST(Start, WithDefaultSwitchesLogsThatCursorAndBorderAreDisabled) {
+TEST_ON_OWN_THREAD(Start, WithDefaultSwitchesLogsThatCursorAndBorderAreDisabled) {
   PatternWindow window(MakePattern(80, 60));
   LogRecorder log;
   Session session(Wgc().wgc_session_create(window.handle()));
@@ -231,7 +231,7 @@ TEST(Start, WithDefaultSwitchesLogsThatCursorAndBorderAreDisabled) {
   EXPECT_EQ(log.lines(), expected);
 }
 
-TEST(Start, AppliesTheSwitchesSetBefore) {
+TEST_ON_OWN_THREAD(Start, AppliesTheSwitchesSetBefore) {
   PatternWindow window(MakePattern(80, 60));
   LogRecorder log;
   Session session(Wgc().wgc_session_create(window.handle()));
@@ -245,7 +245,7 @@ TEST(Start, AppliesTheSwitchesSetBefore) {
   EXPECT_EQ(log.lines(), expected);
 }
 
-TEST(Start, OfAnInvalidWindowFailsWithTheCreateForWindowLine) {
+TEST_ON_OWN_THREAD(Start, OfAnInvalidWindowFailsWithTheCreateForWindowLine) {
   LogRecorder log;
   Session session(Wgc().wgc_session_create(reinterpret_cast<HWND>(0x7FFF0)));
   EXPECT_FALSE(session.Start());
@@ -260,7 +260,7 @@ TEST(Start, OfAnInvalidWindowFailsWithTheCreateForWindowLine) {
   EXPECT_EQ(log.lines(), kStopLines);
 }
 
-TEST(Start, OfAnInvalidMonitorFailsWithTheCreateForMonitorLine) {
+TEST_ON_OWN_THREAD(Start, OfAnInvalidMonitorFailsWithTheCreateForMonitorLine) {
   LogRecorder log;
   Session session(Wgc().wgc_session_create2(reinterpret_cast<HMONITOR>(0x7FFF0)));
   EXPECT_FALSE(session.Start());
@@ -268,7 +268,7 @@ TEST(Start, OfAnInvalidMonitorFailsWithTheCreateForMonitorLine) {
       log.Has(Error("Failed to call IGraphicsCaptureItemInterop::CreateForMonitor, hr:80070057")));
 }
 
-TEST(Start, OfAWindowDestroyedSinceCreationFails) {
+TEST_ON_OWN_THREAD(Start, OfAWindowDestroyedSinceCreationFails) {
   PatternWindow window(MakePattern(80, 60));
   Session session(Wgc().wgc_session_create(window.handle()));
   window.Destroy();
@@ -277,7 +277,7 @@ TEST(Start, OfAWindowDestroyedSinceCreationFails) {
   EXPECT_FALSE(poll.result);
 }
 
-TEST(Start, AFailedStartHandsEverythingBackAtDestruction) {
+TEST_ON_OWN_THREAD(Start, AFailedStartHandsEverythingBackAtDestruction) {
   // A failed start leaves the device in the session; it must go with it.
   void* handle = Wgc().wgc_session_create(reinterpret_cast<HWND>(0x7FFF0));
   ASSERT_FALSE(Wgc().wgc_session_start(handle));
@@ -321,7 +321,7 @@ TEST(Switches, CaptureToTextureNeverLogs) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-TEST(Switches, OnALiveSessionTheyActAtOnceAndLogInLowerCase) {
+TEST_ON_OWN_THREAD(Switches, OnALiveSessionTheyActAtOnceAndLogInLowerCase) {
   PatternWindow window(MakePattern(80, 60));
   Session session(Wgc().wgc_session_create(window.handle()));
   ASSERT_TRUE(session.Start());
@@ -347,7 +347,8 @@ TEST(PlatformWithoutCursorProperty, RefusesToEnableAndAcceptsToDisable) {
   EXPECT_EQ(log.lines(), expected);
 }
 
-TEST(PlatformWithoutCursorProperty, StartSaysSoAndDisablingOnTheLiveSessionAnswersTrue) {
+TEST_ON_OWN_THREAD(PlatformWithoutCursorProperty,
+                   StartSaysSoAndDisablingOnTheLiveSessionAnswersTrue) {
   PlatformSetting old_platform(L"WithoutCursorProperty", 1);
   PatternWindow window(MakePattern(80, 60));
   LogRecorder log;
@@ -362,7 +363,7 @@ TEST(PlatformWithoutCursorProperty, StartSaysSoAndDisablingOnTheLiveSessionAnswe
   EXPECT_EQ(log.lines(), expected);
 }
 
-TEST(PlatformWithoutBorderProperty, RefusesToHideAndAcceptsToShow) {
+TEST_ON_OWN_THREAD(PlatformWithoutBorderProperty, RefusesToHideAndAcceptsToShow) {
   PlatformSetting old_platform(L"WithoutBorderProperty", 1);
   PatternWindow window(MakePattern(80, 60));
   LogRecorder log;
