@@ -143,12 +143,13 @@ TEST_F(ByteSinkTest, OpensAPipeThatExists) {
 }
 
 TEST_F(ByteSinkTest, WaitsForAReaderNoLongerThanUntilInterrupted) {
+  const std::string name = PipeName("lonely");
   auto interrupter = std::async(std::launch::async, [&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(120));
+    // As soon as there is a pipe to open.
+    for (int i = 0; i < 200 && !WaitNamedPipeA(name.c_str(), 10); ++i) Sleep(10);
     interrupted_ = true;
   });
-  EXPECT_EQ(CodeOf([&] { ByteSink(PipeName("lonely"), "--raw", console_, interrupted_); }),
-            ExitCode::kNoFrame);
+  EXPECT_EQ(CodeOf([&] { ByteSink(name, "--raw", console_, interrupted_); }), ExitCode::kNoFrame);
   EXPECT_NE(text_.find("waits for a program that reads it"), std::string::npos) << text_;
 }
 

@@ -65,6 +65,15 @@ bool GrabProcess::IsRunningAfter(DWORD milliseconds) const {
   return WaitForSingleObject(process_.hProcess, milliseconds) == WAIT_TIMEOUT;
 }
 
+bool GrabProcess::Prints(const std::string& text) const {
+  const ULONGLONG end = GetTickCount64() + 30000;
+  while (ReadBytes(WithSuffix(streams_, L".out")).find(text) == std::string::npos) {
+    if (GetTickCount64() > end) return false;
+    Sleep(20);
+  }
+  return true;
+}
+
 GrabResult GrabProcess::Wait() {
   GrabResult result;
   if (process_.hProcess == nullptr) return result;

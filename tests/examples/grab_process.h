@@ -34,6 +34,9 @@ class GrabProcess {
 
   bool IsRunningAfter(DWORD milliseconds) const;
 
+  // Waits until standard output has the text; false when it does not come in half a minute.
+  bool Prints(const std::string& text) const;
+
   // At most a minute; then the process is ended and the test fails.
   GrabResult Wait();
 

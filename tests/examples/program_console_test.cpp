@@ -85,9 +85,9 @@ class ProgramConsoleTest : public testing::Test {
   bool made_console_ = false;
 };
 
-// Long enough for several progress lines.
+// Long enough for a progress line, which comes four times a second.
 constexpr wchar_t kTenLinesOfJson[] =
-    L"--class QuillPatternWindow --json - --all --fps 10 --frames 10 --seconds 60";
+    L"--class QuillPatternWindow --json - --all --fps 20 --frames 10 --seconds 60";
 
 TEST_F(ProgramConsoleTest, ShowsTheProgressUnderTheTextAndTakesItAway) {
   const TemporaryFolder temporary;

@@ -94,22 +94,31 @@ class ProgramTest : public ComTest {
     return false;
   }
 
-  // Captures first as raw video, and after the first frames what the window shows then; ends by
-  // closing the window.
-  GrabResult GrabTwoSizes(const Picture& first, const Picture& second, const wchar_t* options) {
+  // Captures first as raw video, and after the first frames what the window shows then, until a
+  // frame is the last picture or the run ends; ends it by closing the window.
+  GrabResult GrabTwoSizes(const Picture& first, const Picture& second, const wchar_t* options,
+                          const Picture& last) {
     const size_t frame = first.pixels.size() * 4;
     PatternWindow window(first);
     GrabProcess process(GrabProgram(), L"--class QuillPatternWindow --raw \"" +
                                            File("stream").wstring() + L"\" " + options);
     EXPECT_TRUE(WaitForSize(File("stream"), 2 * frame));
-    const size_t before = static_cast<size_t>(std::filesystem::file_size(File("stream")));
     window.Show(second);
-    // Frames of the first size on their way, and then some, unless the run ends before.
-    for (int i = 0; i < 1000 && process.IsRunningAfter(20); ++i) {
-      if (std::filesystem::file_size(File("stream")) >= before + 15 * frame) break;
-    }
+    for (int i = 0; i < 1000 && process.IsRunningAfter(20) && !LastFrameIs(last); ++i) continue;
     window.Destroy();
     return process.Wait();
+  }
+
+  // The last whole frame of the stream, which may still grow.
+  bool LastFrameIs(const Picture& picture) const {
+    std::vector<uint32_t> pixels(picture.pixels.size());
+    const size_t frame = pixels.size() * 4;
+    const size_t frames = static_cast<size_t>(std::filesystem::file_size(File("stream"))) / frame;
+    std::ifstream stream(File("stream"), std::ios::binary);
+    stream.seekg(static_cast<std::streamoff>((frames - 1) * frame));
+    return stream.read(reinterpret_cast<char*>(pixels.data()),
+                       static_cast<std::streamsize>(frame)) &&
+           pixels == picture.pixels;
   }
 
   // The frames of a file of raw video of this size.
@@ -273,10 +282,11 @@ TEST_F(ProgramTest, KeepsTheFramesOfAWindowThatCloses) {
   EXPECT_NE(SummaryFile().find("End: the target was closed"), std::string::npos) << SummaryFile();
 }
 
+// After three seconds, and not with the polls of the next moments again.
 TEST_F(ProgramTest, NoticesAMinimisedWindow) {
   PatternWindow window(MakePattern(kWidth, kHeight));
   window.Minimize();
-  const GrabResult result = Grab(L"--class QuillPatternWindow --seconds 4" + OutOption());
+  const GrabResult result = Grab(L"--class QuillPatternWindow --seconds 3.3" + OutOption());
   EXPECT_EQ(result.exit_code, 7u);
   const size_t notice = result.out.find("Notice: the window is minimised");
   EXPECT_NE(notice, std::string::npos) << result.out;
@@ -468,7 +478,9 @@ TEST_F(ProgramTest, RefusesAScreenshotThatCannotBeWritten) {
 TEST_F(ProgramTest, WaitsForAWindow) {
   GrabProcess process(GrabProgram(),
                       L"--class QuillPatternWindow --wait 30 --frames 1" + OutOption());
-  std::this_thread::sleep_for(std::chrono::milliseconds(700));
+  ASSERT_TRUE(process.Prints("Waiting up to 30 s for the window"));
+  // It looks for the window 20 times a second.
+  EXPECT_TRUE(process.IsRunningAfter(200));
   EXPECT_FALSE(std::filesystem::exists(Out()));
   const Picture picture = MakePattern(kWidth, kHeight);
   const PatternWindow window(picture);
@@ -498,30 +510,30 @@ TEST_F(ProgramTest, WatchesWithoutWriting) {
 TEST_F(ProgramTest, LetterboxesAWindowThatGetsSmaller) {
   const Picture first = MakePattern(kWidth, kHeight, 1);
   const Picture second = MakePattern(201, 103, 2);
-  const GrabResult result = GrabTwoSizes(first, second, L"");
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
-  const auto frames = RawFrames("stream", kWidth, kHeight);
-  ASSERT_GE(frames.size(), 3u);
-  EXPECT_TRUE(frames.front() == first.pixels);
   Picture expected{kWidth, kHeight, std::vector<uint32_t>(first.pixels.size(), 0xFF000000)};
   for (int y = 0; y < 103; ++y) {
     for (int x = 0; x < 201; ++x) expected.at(50 + x, 50 + y) = second.at(x, y);
   }
+  const GrabResult result = GrabTwoSizes(first, second, L"", expected);
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const auto frames = RawFrames("stream", kWidth, kHeight);
+  ASSERT_GE(frames.size(), 3u);
+  EXPECT_TRUE(frames.front() == first.pixels);
   EXPECT_TRUE(frames.back() == expected.pixels);
 }
 
 TEST_F(ProgramTest, CropsAWindowThatGetsLarger) {
   const Picture first = MakePattern(kWidth, kHeight, 1);
   const Picture second = MakePattern(kWidth + 60, kHeight - 50, 2);
-  const GrabResult result = GrabTwoSizes(first, second, L"--on-resize crop");
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
-  const auto frames = RawFrames("stream", kWidth, kHeight);
-  ASSERT_GE(frames.size(), 3u);
-  EXPECT_TRUE(frames.front() == first.pixels);
   Picture expected{kWidth, kHeight, std::vector<uint32_t>(first.pixels.size(), 0xFF000000)};
   for (int y = 0; y < kHeight - 50; ++y) {
     for (int x = 0; x < kWidth; ++x) expected.at(x, y) = second.at(x, y);
   }
+  const GrabResult result = GrabTwoSizes(first, second, L"--on-resize crop", expected);
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const auto frames = RawFrames("stream", kWidth, kHeight);
+  ASSERT_GE(frames.size(), 3u);
+  EXPECT_TRUE(frames.front() == first.pixels);
   EXPECT_TRUE(frames.back() == expected.pixels);
 }
 
@@ -529,8 +541,8 @@ TEST_F(ProgramTest, CropsAWindowThatGetsLarger) {
 // was taken during the change is the first picture.
 TEST_F(ProgramTest, StopsBeforeAChangeOfSizeWhenAskedTo) {
   const Picture first = MakePattern(kWidth, kHeight, 1);
-  const GrabResult result =
-      GrabTwoSizes(first, MakePattern(kWidth, kHeight + 1, 1), L"--on-resize stop");
+  const Picture second = MakePattern(kWidth, kHeight + 1, 1);
+  const GrabResult result = GrabTwoSizes(first, second, L"--on-resize stop", second);
   EXPECT_EQ(result.exit_code, 8u);
   ExpectOneErrorLine(result, "from 301 x 203 to 301 x 204");
   for (const auto& frame : RawFrames("stream", kWidth, kHeight)) {

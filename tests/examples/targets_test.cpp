@@ -140,6 +140,7 @@ TEST(FindTargetTest, NamesTheRemedyWhenNothingMatches) {
 
 TEST(WaitForTargetTest, FindsAWindowThatAppearsLater) {
   auto appearing = std::async(std::launch::async, [] {
+    // Nothing tells that the search has begun; it looks 20 times a second.
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
     return std::make_unique<PatternWindow>(MakePattern(50, 40));
   });
