@@ -230,6 +230,7 @@ class Capture {
     ASSERT_TRUE(process_.Sync());
     WaitForQuiet();
     const int delivered = counts_.delivered;
+    // Two ticks of the platform.
     for (int i = 0; i < 4; ++i) {
       PollAndCheck();
       Sleep(10);

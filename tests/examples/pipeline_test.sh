@@ -63,16 +63,16 @@ sys.exit(not (frames and len(frames[-1]) == len(game) and max(errors) <= float(s
 EOF
 }
 
-capture --y4m - --fps 25 --frames 30 2>mp4.err |
+capture --y4m - --fps 50 --frames 30 2>mp4.err |
   encode -i - -c:v libx264 -pix_fmt yuv420p -qp 10 mp4.mp4
-check "y4m becomes an MP4 file" equals "$width,$height,25/1,30" "$(figures mp4.mp4)"
+check "y4m becomes an MP4 file" equals "$width,$height,50/1,30" "$(figures mp4.mp4)"
 decode mp4.mp4 mp4.yuv
 check "the MP4 file shows the window" shows_the_game mp4.yuv 2
 
-capture --raw - --fps 25 --frames 30 2>raw.err |
-  encode -f rawvideo -pixel_format bgra -video_size "${width}x$height" -framerate 25 -i - \
+capture --raw - --fps 50 --frames 30 2>raw.err |
+  encode -f rawvideo -pixel_format bgra -video_size "${width}x$height" -framerate 50 -i - \
     -c:v libx264 -pix_fmt yuv420p -qp 10 raw.mp4
-check "raw video becomes an MP4 file" equals "$width,$height,25/1,30" "$(figures raw.mp4)"
+check "raw video becomes an MP4 file" equals "$width,$height,50/1,30" "$(figures raw.mp4)"
 decode raw.mp4 raw.yuv
 check "that file shows the window, too" shows_the_game raw.yuv 2
 

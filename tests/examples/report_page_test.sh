@@ -45,9 +45,8 @@ fi
 python3 "$here/report_page_check.py" probed.dom
 
 # Complaints are seen: of a script's error, and of a picture from elsewhere, which is refused.
-with_line report.html '<script>missing();</script>' >error.html
-with_line report.html '<img src="https://example.invalid/picture.png">' >outside.html
-browse error.html error
-browse outside.html outside
-grep -q 'missing is not defined' error.complaints
-grep -q 'Content Security Policy' outside.complaints
+with_line report.html '<img src="https://example.invalid/picture.png"><script>missing();</script>' \
+  >wrong.html
+browse wrong.html wrong
+grep -q 'missing is not defined' wrong.complaints
+grep -q 'Content Security Policy' wrong.complaints
