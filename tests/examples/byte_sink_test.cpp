@@ -120,7 +120,10 @@ TEST_F(ByteSinkTest, KeepsAPipeUntilItsReaderHasAll) {
     return ReadToTheEnd(pipe);
   });
   const auto begin = std::chrono::steady_clock::now();
-  { ByteSink(name, "--raw", console_, interrupted_).Write(Bytes(1000, 1)); }
+  {
+    ByteSink sink(name, "--raw", console_, interrupted_);
+    sink.Write(Bytes(1000, 1));
+  }
   EXPECT_GE(std::chrono::steady_clock::now() - begin, kDelay);
   EXPECT_TRUE(received.get() == Bytes(1000, 1));
 }

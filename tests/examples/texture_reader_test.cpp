@@ -77,7 +77,10 @@ TEST_F(TextureReaderTest, FollowsChangesOfContentAndSize) {
 TEST_F(TextureReaderTest, LeavesNoReferenceOnTheTextureItRead) {
   TextureReader reader(device_.Get());
   ComPtr<ID3D11Texture2D> texture = MakeTexture(8, 8, std::vector<uint32_t>(64, 5));
-  { const MappedPixels mapped = reader.Read(texture.Get()); }
+  {
+    // Unmapped at once.
+    const MappedPixels mapped = reader.Read(texture.Get());
+  }
   context_->Flush();
   EXPECT_EQ(texture.Detach()->Release(), 0u);
 }

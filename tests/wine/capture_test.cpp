@@ -54,6 +54,11 @@ bool Shows(IDirect3D11CaptureFrame* frame, SIZE area, int picture, int left = 0,
   return Mismatches(ReadPixels(frame), left, top, area, picture) == 0;
 }
 
+// Of the recorded window, which is 160 x 120.
+auto ShowsAll(int picture) {
+  return [picture](IDirect3D11CaptureFrame* frame) { return Shows(frame, {160, 120}, picture); };
+}
+
 TEST(Capture, ShowsTheWindowsPixels) {
   const PaintedWindow window;
   Recording recording(MakeItem(window.Handle()));
@@ -93,9 +98,7 @@ TEST(Capture, SendsAFrameWhenTheWindowChangesAndNoneOtherwise) {
   for (int picture = 1; picture <= 5; ++picture) {
     EXPECT_FALSE(recording.NextFrame(100));
     window.Show(picture);
-    EXPECT_TRUE(recording.FrameWhere([&](IDirect3D11CaptureFrame* frame) {
-      return Shows(frame, {160, 120}, picture);
-    }));
+    EXPECT_TRUE(recording.FrameWhere(ShowsAll(picture)));
     recording.TakeAllFrames();
   }
 }
@@ -174,9 +177,7 @@ TEST(Capture, PausesWhileTheWindowIsMinimised) {
   recording.TakeAllFrames();
   EXPECT_FALSE(recording.NextFrame(400));
   window.SetState(SW_RESTORE);
-  EXPECT_TRUE(recording.FrameWhere([](IDirect3D11CaptureFrame* frame) {
-    return Shows(frame, {160, 120}, 0);
-  }));
+  EXPECT_TRUE(recording.FrameWhere(ShowsAll(0)));
 }
 
 TEST(Capture, WaitsUntilAWindowThatIsShownAgainIsPainted) {
@@ -263,9 +264,7 @@ TEST(Capture, DrawsTheCursorOnlyWhenAsked) {
   recording.Session()->QueryInterface(__uuidof(IGraphicsCaptureSession2),
                                       reinterpret_cast<void**>(session.Put()));
   EXPECT_EQ(session->put_IsCursorCaptureEnabled(false), S_OK);
-  EXPECT_TRUE(recording.FrameWhere([](IDirect3D11CaptureFrame* frame) {
-    return Shows(frame, {160, 120}, 0);
-  }));
+  EXPECT_TRUE(recording.FrameWhere(ShowsAll(0)));
 }
 
 // A cursor of 32 x 32 pixels that is transparent but for a white one at its hotspot.
@@ -335,9 +334,7 @@ TEST(Capture, RaisesFrameArrivedOnceAFrameOnTheQueuesThreadWhileItPumps) {
   EXPECT_EQ(empty, 0);
   EXPECT_EQ(recording.Pool()->remove_FrameArrived(token), S_OK);
   window.Show(3);
-  EXPECT_TRUE(recording.FrameWhere([](IDirect3D11CaptureFrame* frame) {
-    return Shows(frame, {160, 120}, 3);
-  }));
+  EXPECT_TRUE(recording.FrameWhere(ShowsAll(3)));
   EXPECT_EQ(raised, 2);
 }
 

@@ -114,7 +114,10 @@ void RunOneCapture(HWND window, Ending ending) {
 
 // The counts below prove something only if they count.
 TEST(Lifetime, HandlesThreadsAndBitmapsAreCounted) {
-  { const PaintedWindow window; }  // The first window makes threads of Wine's own.
+  {
+    // The first window makes threads of Wine's own.
+    const PaintedWindow window;
+  }
   const int handles = CountHandles();
   const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   EXPECT_EQ(CountHandles(), handles + 1);
