@@ -43,6 +43,8 @@ class FramesEnd {
     while (!polls_ended_ && Clock::now() - hidden_at_ < kPatience) Sleep(10);
     if (polls_ended_) return;
     std::fprintf(stderr, "a poll goes on although no frame comes\n");
+    // The settings would outlive the program.
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\libquill-wgc\\Capture");
     TerminateProcess(GetCurrentProcess(), 1);
   }
 
