@@ -13,6 +13,15 @@ namespace {
 
 constexpr wchar_t kSettingsKey[] = L"Software\\libquill-wgc\\Capture";
 
+// One thread in the multithreaded apartment is enough: all others count as members of it. Wine 8
+// gives out factories without one; Windows and later Wines do not.
+class Apartment : public testing::Environment {
+ public:
+  void SetUp() override { ASSERT_EQ(RoInitialize(RO_INIT_MULTITHREADED), S_OK); }
+};
+
+testing::Environment* const apartment = testing::AddGlobalTestEnvironment(new Apartment);
+
 GraphicsDevice MakeDevice() {
   GraphicsDevice device;
   const D3D_FEATURE_LEVEL level = D3D_FEATURE_LEVEL_11_0;
