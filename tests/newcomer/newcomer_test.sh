@@ -1,21 +1,12 @@
 #!/usr/bin/env bash
 # newcomer_test.sh FOLDER: does what README.md tells a newcomer under "Five minutes", word for word,
-# in a fresh clone in FOLDER with a fresh Wine prefix, and looks at what it leaves behind.
+# on what is built here, and looks at what it leaves behind. FOLDER holds what the test itself makes.
 set -euo pipefail
-root=$(cd "$(dirname "$0")/../.." && pwd)
+cd "$(dirname "$0")/../.."
 folder=$(realpath -m "$1")
 begin=$SECONDS
-rm -rf "$folder"
+rm -rf "$folder" build/demo
 mkdir -p "$folder/bin"
-
-# The clone, with what has not been committed yet.
-git clone --quiet "$root" "$folder/clone"
-cd "$root"
-git ls-files -z --cached --others --exclude-standard |
-  while IFS= read -r -d '' file; do [ -f "$file" ] && printf '%s\0' "$file"; done |
-  xargs -0 cp --parents -t "$folder/clone"
-cd "$folder/clone"
-unset QUILL_WGC_IN_WINE QUILL_WGC_PREFIX QUILL_WGC_STANDIN
 
 fail() {
   echo "FAILED: $1" >&2
