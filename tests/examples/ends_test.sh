@@ -85,7 +85,7 @@ sys.exit(waiting[0] < 65536)' <"/proc/$reader/fd/0"
 }
 check "capture into a stuck reader fills the pipe" wait_until is_full
 kill -INT "$pid"
-sleep 0.5  # runs that end at the first Ctrl-C have ended by then, as those above
+sleep 0.5  # ten times as long as a run takes that ends at the first Ctrl-C
 check "the first Ctrl-C waits for the write" kill -0 "$pid"
 kill -INT "$pid"
 is_over() { ! kill -0 "$pid" 2>/dev/null; }
