@@ -68,7 +68,7 @@ refused() {
   printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(wanted LANGUAGES NONE)' \
     "set(CMAKE_SIZEOF_VOID_P $1)" \
     "find_package(quill-wgc $2 CONFIG REQUIRED)" >"$folder/CMakeLists.txt"
-  if cmake -S "$folder" -B "$folder/wanted" -D CMAKE_PREFIX_PATH="$tree" >"$folder/log" 2>&1; then
+  if cmake -S "$folder" -B "$folder/wanted" -G Ninja -D CMAKE_PREFIX_PATH="$tree" >"$folder/log" 2>&1; then
     fail "version $2 for pointers of $1 bytes is found"
   fi
   grep -q "quill-wgc-config.cmake, version: $version" "$folder/log" ||
