@@ -5,6 +5,7 @@
 // change says, its memory tells a stray read, and its counters tell a leak.
 #include <winrt/base.h>
 
+#include <cstring>
 #include <random>
 
 #include "diff/FrameDiffRectsCS.h"
