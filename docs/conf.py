@@ -104,13 +104,15 @@ def link_names_of_functions(app, doctree):
         literal.replace_self(link)
 
 
-def name_folders(app, env, node, content):
+def name_folders(app, doctree):
     """A page may link to a folder of the repository, of which the site has nothing to show."""
-    target = ROOT / pathlib.Path(node.get("refdoc", "")).parent / node["reftarget"]
-    return content if node["reftype"] == "any" and target.is_dir() else None
+    page = ROOT / pathlib.Path(app.env.docname).parent
+    for link in list(doctree.findall(addnodes.pending_xref)):
+        if (page / link["reftarget"]).is_dir():
+            link.replace_self(link.children)
 
 
 def setup(app):
     app.connect("source-read", add_what_only_the_site_has)
     app.connect("doctree-read", link_names_of_functions)
-    app.connect("missing-reference", name_folders)
+    app.connect("doctree-read", name_folders)
