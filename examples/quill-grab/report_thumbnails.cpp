@@ -82,6 +82,7 @@ void ThumbnailPicker::HalveSpans() {
 
 std::vector<Thumbnail> ThumbnailPicker::Picked() const {
   std::vector<const Thumbnail*> left;
+  left.reserve(best_.size());
   for (const Thumbnail& thumbnail : best_) left.push_back(&thumbnail);
   std::vector<const Thumbnail*> picked;
   while (!left.empty() && picked.size() < kPicked) {

@@ -50,10 +50,9 @@ bool IsFolder(const std::filesystem::path& path) {
 }  // namespace
 
 void FailToWrite(const std::string& name, unsigned long error, const std::string& remedy) {
-  const bool is_full = error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL;
-  const char* cure = is_full                         ? "free some space or "
-                     : error == ERROR_PATH_NOT_FOUND ? "make its folder first or "
-                                                     : "";
+  const char* cure = "";
+  if (error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL) cure = "free some space or ";
+  if (error == ERROR_PATH_NOT_FOUND) cure = "make its folder first or ";
   throw GrabError(ExitCode::kOutputFailed,
                   "cannot write " + name + ": " + DescribeError(error) + ": " + cure + remedy);
 }
