@@ -1,8 +1,8 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// Wine's header, and IUnknown's identifier for C++, which that of Wine 10 leaves out. That of Wine
-// 8, which has it, comes with a DECLSPEC_HIDDEN, which later ones have dropped.
+// Wine's header, and IUnknown's identifier for C++, which Wine 10's header lacks. Wine 8's has it;
+// its headers are told by DECLSPEC_HIDDEN, which later ones no longer define.
 #pragma once
 
 #include_next <unknwn.h>

@@ -75,8 +75,9 @@ struct WaitingFrame {
 // for TryGetNextFrame, and the pace. It outlives the pool, closed, while such a thread still runs.
 class FrameQueue {
  public:
-  // Borrows the queue until Close(): a capture thread that has yet to notice its end must not keep
-  // the host's queue alive, or the host could not make the next one on that thread.
+  // Borrows the queue until Close(): where QueueEndsWithController is set, a capture thread that
+  // has yet to notice its end must not keep the host's queue alive, or the host could not make the
+  // next one on that thread.
   explicit FrameQueue(ABI::Windows::System::IDispatcherQueue* dispatcher_queue)
       : dispatcher_queue_(dispatcher_queue) {}
 
@@ -93,7 +94,7 @@ class FrameQueue {
   // needs longer than a tick, as it easily does with Direct3D in software, could never empty its
   // message queue.
   bool WantsPicture();
-  // Ends these pauses for good.
+  // From now on there are no such pauses.
   void SendDuringEvents();
 
   // Lets the picture wait and enqueues `raise_event`. False when the picture is dropped: every
