@@ -53,6 +53,8 @@ HMODULE ModuleOfClass(std::wstring_view name) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Not from this program's own folder, where the build has left the stand-in's.
+  SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   if (FAILED(RoInitialize(RO_INIT_MULTITHREADED))) return 1;
   bool ours = IsOurs(LoadLibraryW(L"CoreMessaging.dll"), "CoreMessaging.dll");
   ours = IsOurs(LoadLibraryW(L"d3d11.dll"), "d3d11.dll") && ours;

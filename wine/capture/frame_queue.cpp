@@ -97,6 +97,9 @@ bool FrameQueue::WantsPicture() {
 void FrameQueue::SendDuringEvents() {
   const std::lock_guard lock(mutex_);
   pauses_ = false;
+  // The event that capture may be started from does not count either.
+  raising_ = false;
+  pause_until_ = 0;
 }
 
 bool FrameQueue::Push(std::shared_ptr<const Picture> picture, int generation,
