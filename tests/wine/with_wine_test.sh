@@ -17,7 +17,7 @@ stub Xvfb <<<'echo 99 >&3; exec sleep 60'
 # The server answers -k0 as long as the file is there.
 stub wineserver <<<'[ "$1" != -k0 ] || [ -e "$WINEPREFIX/server" ]'
 stub wine <<<'[ "$1" = --version ] && exec cat "$WINE_VERSION"; touch "$WINEPREFIX/server"; eval "$1"'
-stub wineboot <<<'touch "$WINEPREFIX/system.reg"'
+stub wineboot <<<'[ -z "${WINEBOOT_FAILS:-}" ] && touch "$WINEPREFIX/system.reg"'
 export WINE_VERSION=$folder/version
 echo wine-8.0 >"$WINE_VERSION"
 unset QUILL_WGC_IN_WINE WINESERVER
@@ -73,12 +73,17 @@ for note in 'echo wine-7.0 >' 'rm -f'; do
   mkdir -p "$own"
   touch "$own/system.reg" "$own/left-over"
   eval "$note '$own/with-wine.made-by'"
-  "$folder/checkout/scripts/with-wine" true >"$folder/out"
+  "$folder/checkout/scripts/with-wine" true >"$folder/out" 2>&1
   grep -q 'making it anew' "$folder/out" && [ ! -e "$own/left-over" ] && [ -e "$own/system.reg" ] &&
     cmp -s "$WINE_VERSION" "$own/with-wine.made-by" || fail "the own prefix: $(cat "$folder/out")"
-  "$folder/checkout/scripts/with-wine" true >"$folder/out"
+  "$folder/checkout/scripts/with-wine" true >"$folder/out" 2>&1
   [ ! -s "$folder/out" ] || fail "an own prefix of this Wine: $(cat "$folder/out")"
 done
+rm -r "$own"
+got=0
+WINEBOOT_FAILS=1 "$folder/checkout/scripts/with-wine" true 2>"$folder/out" || got=$?
+[ "$got" -eq 1 ] && grep -q 'wineboot made no prefix' "$folder/out" || fail "a failing wineboot: $got"
+"$folder/checkout/scripts/with-wine" true 2>"$folder/out" || fail "after it: $(cat "$folder/out")"
 export QUILL_WGC_PREFIX=$folder/prefix
 
 # Two with-wine in one prefix: the second runs when the first has ended.
