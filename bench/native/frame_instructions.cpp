@@ -11,8 +11,8 @@
 #include <string_view>
 
 #include "libquill_wgc.h"
-#include "support/fake_platform/capture.h"
-#include "support/fake_platform/settings.h"
+#include "native/platform/capture.h"
+#include "native/platform/settings.h"
 
 namespace {
 

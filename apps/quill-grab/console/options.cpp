@@ -1,0 +1,241 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "quill-grab/console/options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <map>
+#include <sstream>
+#include <utility>
+
+#include "quill-grab/console/version.h"
+
+namespace quill_grab {
+
+namespace {
+
+constexpr char kStandardOutput[] = "-";
+
+// Laid out by hand, as all of it is to fit on one screen.
+constexpr char kHelp[] = R"(Usage: quill-grab --list | TARGET [OUTPUT...] [OPTION...]
+Targets: --title TEXT --class NAME  a window by part of its title, its class
+         --window N --monitor N     by its handle or number, as --list shows it
+         --wait T               wait up to T seconds for the window to appear
+Outputs: --out FOLDER           PNG files of new frames, summary.txt (default)
+         --screenshot FILE      the first frame as a PNG file, and end
+         --raw FILE             a video stream: bytes blue, green, red, alpha
+         --y4m FILE             a video stream: YUV4MPEG2, which players take
+         --json FILE            a JSON object a line for each new frame
+         --report FILE          a page about the run, for a browser
+         --watch                only a status line
+Streams: FILE is a file, a pipe \\.\pipe\NAME, or - for standard output
+         --size WxH             the stream's size (default: the first frame's)
+         --on-resize RULE       other sizes: letterbox (default), crop or stop
+Run:     --frames N --seconds T     end after N written frames, T seconds
+         --fps RATE             ask for a frame RATE times a second (def. 30)
+         --all                  PNG files and JSON of repeated frames, too
+Capture: --cursor --border      draw the mouse cursor; show Windows' border
+         --detect --texture     find changes; take frames as textures
+Others:  --list --help --version --verbose (the library's log lines)
+Exit codes: 0 done, 1 usage, 2 no such target, 3 unsupported or no library,
+  4 capture failed, 5 output not writable, 6 target closed early, 7 no frame,
+  8 stream stopped by a change of size, 9 reader of the stream gone)";
+
+void AddTargetOptions(CLI::App& app, Options& options) {
+  app.add_flag("--list", options.list);
+  auto* title = app.add_option("--title", options.title);
+  auto* class_name = app.add_option("--class", options.class_name);
+  auto* window = app.add_option("--window", options.window);
+  auto* monitor = app.add_option("--monitor", options.monitor);
+  window->excludes(title)->excludes(class_name)->excludes(monitor);
+  monitor->excludes(title)->excludes(class_name);
+  app.add_option("--wait", options.wait_seconds)
+      ->check(CLI::Range(0.1, 86400.0))
+      ->excludes(window)
+      ->excludes(monitor);
+}
+
+// "640x480"
+FrameSize ParseSize(const std::string& text) {
+  constexpr long kMost = 16384;
+  std::istringstream stream(text);
+  long width = 0;
+  long height = 0;
+  char separator = 0;
+  stream >> width >> separator >> height;
+  const bool is_size = stream && stream.peek() == EOF && separator == 'x' &&
+                       std::min(width, height) >= 1 && std::max(width, height) <= kMost;
+  if (!is_size) {
+    throw CLI::ValidationError("--size", "needs WIDTHxHEIGHT such as 1280x720, at most 16384");
+  }
+  return {static_cast<uint32_t>(width), static_cast<uint32_t>(height)};
+}
+
+OnResize ParseOnResize(const std::string& text) {
+  const std::map<std::string, OnResize> rules = {
+      {"letterbox", OnResize::kLetterbox}, {"crop", OnResize::kCrop}, {"stop", OnResize::kStop}};
+  const auto rule = rules.find(text);
+  if (rule == rules.end()) {
+    throw CLI::ValidationError("--on-resize", "needs letterbox, crop or stop");
+  }
+  return rule->second;
+}
+
+void AddOutputOptions(CLI::App& app, Options& options) {
+  app.add_option("--out", options.out);
+  app.add_option("--screenshot", options.screenshot);
+  app.add_option("--raw", options.raw);
+  app.add_option("--y4m", options.y4m);
+  app.add_option("--json", options.json);
+  app.add_option("--report", options.report);
+  app.add_flag("--watch", options.watch);
+  app.add_option_function<std::string>(
+      "--size", [&](const std::string& text) { options.size = ParseSize(text); });
+  app.add_option_function<std::string>(
+      "--on-resize", [&](const std::string& text) { options.on_resize = ParseOnResize(text); });
+}
+
+void AddRunOptions(CLI::App& app, Options& options) {
+  app.add_option("--frames", options.frames)->check(CLI::Range(uint64_t{1}, uint64_t{1} << 40));
+  app.add_option("--seconds", options.seconds)->check(CLI::Range(0.1, 1e7));
+  app.add_option("--fps", options.fps)->check(CLI::Range(0.1, 240.0));
+  app.add_flag("--all", options.all);
+}
+
+void AddSwitches(CLI::App& app, Options& options) {
+  app.add_flag("--cursor", options.cursor);
+  app.add_flag("--border", options.border);
+  app.add_flag("--detect", options.detect);
+  app.add_flag("--texture", options.texture);
+  app.add_flag("--verbose", options.verbose);
+}
+
+// Every FILE of the command line, with its option.
+std::vector<std::pair<std::string, std::string>> Files(const Options& options) {
+  std::vector<std::pair<std::string, std::string>> files;
+  const auto add = [&](const char* name, const std::optional<std::string>& file) {
+    if (file) files.emplace_back(name, *file);
+  };
+  add("--screenshot", options.screenshot);
+  add("--raw", options.raw);
+  add("--y4m", options.y4m);
+  add("--json", options.json);
+  add("--report", options.report);
+  return files;
+}
+
+std::string InvalidFile(const Options& options) {
+  std::map<std::string, std::string> users;
+  for (const auto& [option, file] : Files(options)) {
+    if (file.empty() || file.starts_with("--")) return option + " needs a file";
+    const auto [user, is_first] = users.emplace(file, option);
+    if (is_first) continue;
+    return user->second + " and " + option + " both write to " +
+           (file == kStandardOutput ? "standard output: give one of them a file"
+                                    : file + ": give each a file of its own");
+  }
+  if (options.screenshot == kStandardOutput) return "--screenshot needs a file, not -";
+  if (options.report == kStandardOutput) return "--report needs a file, not -";
+  return "";
+}
+
+// What the parser lets through: an empty --title would match every window, and NaN is in any range.
+std::string InvalidValue(const Options& options) {
+  if (options.title == "") return "--title needs a text";
+  if (options.class_name == "") return "--class needs a name";
+  if (options.out == "") return "--out needs a folder";
+  if (std::isnan(options.fps)) return "--fps needs a number";
+  if (std::isnan(options.seconds)) return "--seconds needs a number";
+  if (std::isnan(options.wait_seconds)) return "--wait needs a number";
+  return InvalidFile(options);
+}
+
+std::string InvalidCombination(const Options& options, const CLI::App& app) {
+  const bool has_target = options.title || options.class_name || options.window || options.monitor;
+  if (!options.list && !has_target) {
+    return "no target: use --title, --class, --window or --monitor; --list shows them";
+  }
+  const auto is_given = [&](const char* name) { return app.count(name) > 0; };
+  if (options.screenshot) {
+    for (const char* other :
+         {"--out", "--raw", "--y4m", "--report", "--watch", "--frames", "--all"}) {
+      if (is_given(other)) {
+        return std::string("--screenshot takes one frame and ends: leave ") + other + " out";
+      }
+    }
+  }
+  if (!options.HasStream()) {
+    for (const char* other : {"--size", "--on-resize"}) {
+      if (is_given(other))
+        return std::string(other) + " is for streams: use it with --raw or --y4m";
+    }
+  }
+  if (options.all && !options.out && !options.json) {
+    return "--all is for PNG files and --json: use it with --out or --json";
+  }
+  return "";
+}
+
+bool HasOutput(const Options& options) {
+  return !Files(options).empty() || options.watch;
+}
+
+// Long enough for the frames at the given rate, and ten seconds for the target to start changing.
+// What others read or look at has no end of its own.
+double DefaultSeconds(const Options& options) {
+  constexpr double kSeconds = 10.0;
+  const bool is_endless = options.frames == 0 && (options.json || options.watch);
+  if (options.HasStream() || (is_endless && !options.screenshot)) {
+    return std::numeric_limits<double>::infinity();
+  }
+  return kSeconds + static_cast<double>(options.frames) / options.fps;
+}
+
+ParseResult Failure(const std::string& text) {
+  return {std::nullopt, text + " (quill-grab --help lists the options)", true};
+}
+
+}  // namespace
+
+bool Options::UsesStandardOutput() const {
+  const auto files = Files(*this);
+  return std::any_of(files.begin(), files.end(),
+                     [](const auto& file) { return file.second == kStandardOutput; });
+}
+
+ParseResult ParseOptions(std::vector<std::string> arguments) {
+  Options options;
+  CLI::App app;
+  app.set_help_flag("--help");
+  app.set_version_flag("--version", std::string("quill-grab ") + Version());
+  AddTargetOptions(app, options);
+  AddOutputOptions(app, options);
+  AddRunOptions(app, options);
+  AddSwitches(app, options);
+  try {
+    std::reverse(arguments.begin(), arguments.end());
+    app.parse(std::move(arguments));
+  } catch (const CLI::CallForHelp&) {
+    return {std::nullopt, kHelp, false};
+  } catch (const CLI::CallForVersion& version) {
+    return {std::nullopt, version.what(), false};
+  } catch (const CLI::ExtrasError&) {
+    return Failure("unknown: " + CLI::detail::join(app.remaining(), " "));
+  } catch (const CLI::ParseError& error) {
+    return Failure(error.what());
+  }
+  if (!HasOutput(options) && !options.out) options.out = "quill-grab-frames";
+  for (const std::string& invalid : {InvalidValue(options), InvalidCombination(options, app)}) {
+    if (!invalid.empty()) return Failure(invalid);
+  }
+  options.fps = std::round(options.fps * 1000.0) / 1000.0;
+  if (options.seconds == 0.0) options.seconds = DefaultSeconds(options);
+  return {options, "", false};
+}
+
+}  // namespace quill_grab

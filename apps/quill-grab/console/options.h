@@ -1,0 +1,68 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "quill-grab/console/summary.h"
+
+namespace quill_grab {
+
+// What a stream does with frames of another size than its own.
+enum class OnResize {
+  kLetterbox,  // in the middle of black, shrunk to fit where it is larger
+  kCrop,       // at the top left corner of black, the rest cut off
+  kStop,       // the stream ends
+};
+
+// The command line. Texts are UTF-8.
+struct Options {
+  bool list = false;
+  std::optional<std::string> title;
+  std::optional<std::string> class_name;
+  std::optional<uint64_t> window;
+  std::optional<unsigned> monitor;
+  double wait_seconds = 0.0;
+
+  std::optional<std::string> out;  // filled in by ParseOptions when there is no other output
+  std::optional<std::string> screenshot;
+  std::optional<std::string> raw;
+  std::optional<std::string> y4m;
+  std::optional<std::string> json;
+  std::optional<std::string> report;
+  bool watch = false;
+  std::optional<FrameSize> size;  // of the streams
+  OnResize on_resize = OnResize::kLetterbox;
+
+  uint64_t frames = 0;   // 0: no limit
+  double seconds = 0.0;  // filled in by ParseOptions when not given; infinite: no limit
+  double fps = 30.0;     // rounded to three decimals
+  bool all = false;
+
+  bool cursor = false;
+  bool border = false;
+  bool detect = false;
+  bool texture = false;
+  bool verbose = false;
+
+  bool HasStream() const { return raw || y4m; }
+  // Whether standard output carries a stream or JSON lines.
+  bool UsesStandardOutput() const;
+};
+
+// The options, or else what to print instead of running: the help or version (no error) or an
+// error.
+struct ParseResult {
+  std::optional<Options> options;
+  std::string text;
+  bool is_error = false;
+};
+
+// arguments: without the program's name.
+ParseResult ParseOptions(std::vector<std::string> arguments);
+
+}  // namespace quill_grab

@@ -1,0 +1,225 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include <windows.h>
+
+#include <objbase.h>
+#include <timeapi.h>
+
+#include <atomic>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "quill-grab/output/video/byte_sink.h"
+#include "quill-grab/session/grabber.h"
+#include "quill-grab/output/json/json_lines.h"
+#include "quill-grab/session/log_sink.h"
+#include "quill-grab/output/output_folder.h"
+#include "quill-grab/output/png/png_encoder.h"
+#include "quill-grab/output/png/png_series.h"
+#include "quill-grab/output/report/report.h"
+#include "quill-grab/output/png/screenshot.h"
+#include "quill-grab/console/text.h"
+#include "quill-grab/output/video/video_stream.h"
+
+namespace {
+
+using namespace quill_grab;
+
+std::atomic<bool> interrupted{false};
+HANDLE run_is_over;
+
+// Ctrl-C and the like end the run cleanly; a second Ctrl-C ends the program at once, should a write
+// wait for a reader that does not read. When the console is closed, the program is ended as soon as
+// this returns, or after a few seconds.
+BOOL WINAPI OnConsoleSignal(DWORD signal) {
+  const bool is_second = interrupted.exchange(true);
+  if (signal == CTRL_C_EVENT || signal == CTRL_BREAK_EVENT) return !is_second;
+  WaitForSingleObject(run_is_over, INFINITE);
+  return TRUE;
+}
+
+// The multithreaded apartment, which the library needs too. Once a session has started, the thread
+// must not have become a single-threaded one.
+class ComApartment {
+ public:
+  ComApartment() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {
+    if (FAILED(result_)) {
+      throw GrabError(ExitCode::kUnsupported,
+                      "COM is not available: " + DescribeError(static_cast<DWORD>(result_)));
+    }
+  }
+  ~ComApartment() { CoUninitialize(); }
+  ComApartment(const ComApartment&) = delete;
+  ComApartment& operator=(const ComApartment&) = delete;
+
+ private:
+  HRESULT result_;
+};
+
+// Routes the library's log to the console while in scope.
+class LogRoute {
+ public:
+  LogRoute(const Library& library, Console& console, bool verbose) : library_(library) {
+    SetLogSink(&console, verbose);
+    library.wgc_register_logger(OnLogLine);
+  }
+  ~LogRoute() {
+    library_.wgc_register_logger(nullptr);
+    SetLogSink(nullptr, false);
+  }
+  LogRoute(const LogRoute&) = delete;
+  LogRoute& operator=(const LogRoute&) = delete;
+
+ private:
+  const Library& library_;
+};
+
+Library LoadSupportedLibrary() {
+  const Library library = LoadLibraryFunctions(L"libquill-wgc.dll");
+  if (!library.is_wgc_session_supported()) {
+    throw GrabError(ExitCode::kUnsupported,
+                    "this Windows cannot capture: it takes Windows 10 version 1903 or later");
+  }
+  return library;
+}
+
+std::unique_ptr<PngSeries> MakeSeries(const Options& options, const OutputFolder& folder,
+                                      const PngEncoder& encoder, Console& console) {
+  if (const size_t old = folder.CountFrameFiles(); old > 0) {
+    console.PrintLine(
+        Format("Notice: %s holds frames of an earlier run (%zu); those of the same name "
+               "are replaced.",
+               options.out->c_str(), old));
+  }
+  return std::make_unique<PngSeries>(options.all, folder, encoder);
+}
+
+// What puts frames into files of their own comes first, so that JSON lines can name the files, and
+// what may wait for a reader comes last.
+Grabber::Outputs MakeOutputs(const Options& options, const std::optional<OutputFolder>& folder,
+                             const PngEncoder& encoder, Console& console) {
+  const auto sink = [&](const std::string& name, const char* option) {
+    return std::make_unique<ByteSink>(name, option, console, interrupted);
+  };
+  Grabber::Outputs outputs;
+  if (folder) outputs.push_back(MakeSeries(options, *folder, encoder, console));
+  if (options.screenshot) {
+    outputs.push_back(std::make_unique<Screenshot>(*options.screenshot, encoder));
+  }
+  if (options.report) outputs.push_back(std::make_unique<Report>(*options.report));
+  if (options.json) {
+    outputs.push_back(std::make_unique<JsonLines>(options.all, sink(*options.json, "--json")));
+  }
+  if (options.raw) {
+    outputs.push_back(std::make_unique<VideoStream>(StreamFormat::kRaw, options,
+                                                    sink(*options.raw, "--raw"), console));
+  }
+  if (options.y4m) {
+    outputs.push_back(std::make_unique<VideoStream>(StreamFormat::kY4m, options,
+                                                    sink(*options.y4m, "--y4m"), console));
+  }
+  return outputs;
+}
+
+// An output that cannot be finished decides the exit code only when everything else went well.
+ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const RunResult& result,
+                Console& console) {
+  constexpr size_t kChanges = 20;
+  console.PrintLine(SummaryText(result, kChanges));
+  if (outcome.is_error) console.PrintError(outcome.text);
+  ExitCode code = outcome.code;
+  for (const std::unique_ptr<Output>& output : outputs) {
+    try {
+      output->Finish(result);
+    } catch (const GrabError& error) {
+      // The error of an output that ended the run has been told; a full disk is not told twice.
+      if (outcome.code != ExitCode::kOutputFailed) console.PrintError(error.what());
+      if (code == ExitCode::kOk) code = error.code();
+    }
+  }
+  return code;
+}
+
+// Streams to standard output keep everything else off it.
+void PrepareConsole(const Options& options, Console& console) {
+  if (!options.UsesStandardOutput()) return;
+  if (options.json != "-" && console.is_terminal()) {
+    throw GrabError(ExitCode::kUsage,
+                    "a stream is no text for a terminal: pipe standard output into a program");
+  }
+  console.LeaveStandardOutput();
+}
+
+Target ChooseTarget(const Options& options, Console& console) {
+  if (options.wait_seconds == 0.0) return FindTarget(options);
+  console.PrintLine(Format("Waiting up to %g s for the window", options.wait_seconds));
+  return WaitForTarget(options, interrupted);
+}
+
+ExitCode Capture(const Options& options, Console& console) {
+  PrepareConsole(options, console);
+  const Target target = ChooseTarget(options, console);
+  const Library library = LoadSupportedLibrary();
+  const ComApartment apartment;
+  const PngEncoder encoder;
+  std::optional<OutputFolder> folder;
+  if (options.out) folder.emplace(*options.out);
+  const Grabber::Outputs outputs = MakeOutputs(options, folder, encoder, console);
+  if (!target.notice.empty()) console.PrintLine("Notice: " + target.notice);
+  const LogRoute route(library, console, options.verbose);
+  Grabber grabber(library, options, outputs, console);
+  grabber.Start(target);
+  console.PrintLine("Capturing " + target.description +
+                    (options.out ? " into " + *options.out : ""));
+  const Outcome outcome = grabber.Run(interrupted);
+  const RunResult result{target.description, outcome.text,      grabber.seconds(),
+                         options.fps,        grabber.summary(), LoggedLines()};
+  return Finish(outputs, outcome, result, console);
+}
+
+ExitCode Run(std::span<wchar_t*> arguments, Console& console) {
+  std::vector<std::string> words;
+  for (const wchar_t* argument : arguments) words.push_back(ToUtf8(argument));
+  const ParseResult parsed = ParseOptions(std::move(words));
+  if (parsed.is_error) throw GrabError(ExitCode::kUsage, parsed.text);
+  if (!parsed.options) {
+    console.PrintLine(parsed.text);
+    return ExitCode::kOk;
+  }
+  if (parsed.options->list) {
+    console.PrintLine(FormatLists(ListWindows(), ListMonitors()));
+    return ExitCode::kOk;
+  }
+  return Capture(*parsed.options, console);
+}
+
+ExitCode RunAndReport(std::span<wchar_t*> arguments) {
+  Console console;
+  try {
+    return Run(arguments, console);
+  } catch (const GrabError& error) {
+    console.PrintError(error.what());
+    return error.code();
+  } catch (const std::exception& error) {
+    console.PrintError(std::string("unexpected failure: ") + error.what());
+    return ExitCode::kCaptureFailed;
+  }
+}
+
+}  // namespace
+
+// Wide, so that titles in any script arrive intact.
+int wmain(int argc, wchar_t** argv) {
+  run_is_over = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  SetConsoleCtrlHandler(OnConsoleSignal, TRUE);
+  // Sizes in the list are then pixels of the capture, whatever the scaling of the display.
+  SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
+  // Sleeps are else up to 16 ms too long, which is a frame at 60 a second.
+  timeBeginPeriod(1);
+  const ExitCode code = RunAndReport({argv + 1, static_cast<size_t>(argc - 1)});
+  SetEvent(run_is_over);
+  return static_cast<int>(code);
+}

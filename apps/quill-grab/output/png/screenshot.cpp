@@ -1,0 +1,29 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "quill-grab/output/png/screenshot.h"
+
+#include "quill-grab/console/text.h"
+#include "quill-grab/output/whole_file.h"
+
+namespace quill_grab {
+
+namespace {
+
+constexpr char kRemedy[] = "choose another file with --screenshot";
+
+}  // namespace
+
+Screenshot::Screenshot(const std::string& path, const PngEncoder& encoder)
+    : path_(path), encoder_(encoder) {
+  CheckWritable(ToWide(path_), kRemedy);
+}
+
+void Screenshot::Take(FrameRecord& record, const PixelView* pixels) {
+  if (is_written_) return;
+  WriteWholeFile(ToWide(path_), encoder_.Encode(*pixels), kRemedy);
+  record.file = path_;
+  is_written_ = true;
+}
+
+}  // namespace quill_grab

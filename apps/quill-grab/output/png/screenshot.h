@@ -1,0 +1,31 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <string>
+
+#include "quill-grab/output/output.h"
+#include "quill-grab/output/png/png_encoder.h"
+
+namespace quill_grab {
+
+// The first frame as a PNG file.
+class Screenshot : public Output {
+ public:
+  // path is UTF-8; encoder must outlive the object. Throws GrabError when there can be no such
+  // file.
+  Screenshot(const std::string& path, const PngEncoder& encoder);
+
+  bool NeedsPixels(const FrameRecord&) const override { return !is_written_; }
+  void Take(FrameRecord& record, const PixelView* pixels) override;
+  double Share() const override { return is_written_ ? 1.0 : 0.0; }
+  void Finish(const RunResult&) override {}
+
+ private:
+  const std::string path_;
+  const PngEncoder& encoder_;
+  bool is_written_ = false;
+};
+
+}  // namespace quill_grab

@@ -1,0 +1,126 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "quill-grab/output/report/report_thumbnails.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "quill-grab/console/error.h"
+#include "quill-grab/console/text.h"
+
+namespace quill_grab {
+
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+void Check(HRESULT result, const char* what) {
+  if (SUCCEEDED(result)) return;
+  throw GrabError(ExitCode::kOutputFailed, std::string("a picture could not be made smaller: ") +
+                                               what + ": " +
+                                               DescribeError(static_cast<DWORD>(result)));
+}
+
+// Within kMaxSide both ways, never enlarged.
+FrameSize ShrunkSize(const PixelView& frame) {
+  const uint32_t longest = std::max(frame.width, frame.height);
+  if (longest <= ThumbnailPicker::kMaxSide) return {frame.width, frame.height};
+  const double scale = static_cast<double>(ThumbnailPicker::kMaxSide) / longest;
+  const auto shrink = [&](uint32_t side) {
+    return std::max(1u, static_cast<uint32_t>(std::lround(side * scale)));
+  };
+  return {shrink(frame.width), shrink(frame.height)};
+}
+
+long Percent(float ratio) {
+  return std::lround(ratio * 100.0f);
+}
+
+double DistanceToNearest(const Thumbnail& candidate, const std::vector<const Thumbnail*>& others) {
+  double nearest = std::numeric_limits<double>::infinity();
+  for (const Thumbnail* other : others) {
+    nearest = std::min(nearest, std::abs(candidate.seconds - other->seconds));
+  }
+  return nearest;
+}
+
+}  // namespace
+
+ThumbnailPicker::ThumbnailPicker() {
+  Check(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
+                         IID_PPV_ARGS(&factory_)),
+        "Windows Imaging Component");
+}
+
+void ThumbnailPicker::Offer(double seconds, float ratio, const PixelView& frame) {
+  while (seconds >= span_seconds_ * kSpans) HalveSpans();
+  const bool same_span = !best_.empty() && std::floor(best_.back().seconds / span_seconds_) ==
+                                               std::floor(seconds / span_seconds_);
+  if (!same_span) {
+    best_.push_back(Shrink(seconds, ratio, frame));
+  } else if (ratio > best_.back().ratio) {
+    best_.back() = Shrink(seconds, ratio, frame);
+  }
+}
+
+void ThumbnailPicker::HalveSpans() {
+  span_seconds_ *= 2;
+  std::vector<Thumbnail> merged;
+  for (Thumbnail& thumbnail : best_) {
+    const bool same_span = !merged.empty() && std::floor(merged.back().seconds / span_seconds_) ==
+                                                  std::floor(thumbnail.seconds / span_seconds_);
+    if (!same_span) {
+      merged.push_back(std::move(thumbnail));
+    } else if (thumbnail.ratio > merged.back().ratio) {
+      merged.back() = std::move(thumbnail);
+    }
+  }
+  best_ = std::move(merged);
+}
+
+std::vector<Thumbnail> ThumbnailPicker::Picked() const {
+  std::vector<const Thumbnail*> left;
+  left.reserve(best_.size());
+  for (const Thumbnail& thumbnail : best_) left.push_back(&thumbnail);
+  std::vector<const Thumbnail*> picked;
+  while (!left.empty() && picked.size() < kPicked) {
+    const auto next =
+        std::max_element(left.begin(), left.end(), [&](const Thumbnail* a, const Thumbnail* b) {
+          if (Percent(a->ratio) != Percent(b->ratio)) return a->ratio < b->ratio;
+          return DistanceToNearest(*a, picked) < DistanceToNearest(*b, picked);
+        });
+    picked.push_back(*next);
+    left.erase(next);
+  }
+  std::sort(picked.begin(), picked.end(),
+            [](const Thumbnail* a, const Thumbnail* b) { return a->seconds < b->seconds; });
+  std::vector<Thumbnail> result;
+  result.reserve(picked.size());
+  for (const Thumbnail* thumbnail : picked) result.push_back(*thumbnail);
+  return result;
+}
+
+Thumbnail ThumbnailPicker::Shrink(double seconds, float ratio, const PixelView& frame) const {
+  Thumbnail small{seconds, ratio, {frame.width, frame.height}, ShrunkSize(frame), {}};
+  const UINT stride = small.size.width * 4;
+  small.pixels.resize(size_t{stride} * small.size.height);
+  ComPtr<IWICBitmap> bitmap;
+  Check(factory_->CreateBitmapFromMemory(frame.width, frame.height, GUID_WICPixelFormat32bppBGR,
+                                         static_cast<UINT>(frame.row_pitch),
+                                         static_cast<UINT>(frame.row_pitch * frame.height),
+                                         const_cast<BYTE*>(frame.pixels), &bitmap),
+        "CreateBitmapFromMemory");
+  ComPtr<IWICBitmapScaler> scaler;
+  Check(factory_->CreateBitmapScaler(&scaler), "CreateBitmapScaler");
+  Check(scaler->Initialize(bitmap.Get(), small.size.width, small.size.height,
+                           WICBitmapInterpolationModeFant),
+        "Initialize of the scaler");
+  Check(scaler->CopyPixels(nullptr, stride, static_cast<UINT>(small.pixels.size()),
+                           small.pixels.data()),
+        "CopyPixels");
+  return small;
+}
+
+}  // namespace quill_grab

@@ -1,0 +1,59 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+#include <wincodec.h>
+#include <wrl/client.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "quill-grab/output/pixel_view.h"
+#include "quill-grab/console/summary.h"
+
+namespace quill_grab {
+
+// A frame made small.
+struct Thumbnail {
+  double seconds;
+  float ratio;
+  FrameSize frame;              // the size of the frame
+  FrameSize size;               // that of the pixels
+  std::vector<uint8_t> pixels;  // BGRA without gaps
+
+  PixelView view() const {
+    return {pixels.data(), size.width, size.height, size_t{size.width} * 4};
+  }
+};
+
+// Keeps the frames of greatest change. The run is divided into spans of equal length, whose number
+// stays bounded as their length doubles; of each span the first frame with its largest ratio stays.
+// The thread must have initialised COM.
+class ThumbnailPicker {
+ public:
+  static constexpr size_t kPicked = 8;
+  static constexpr uint32_t kMaxSide = 320;
+
+  ThumbnailPicker();  // throws GrabError
+
+  void Offer(double seconds, float ratio, const PixelView& frame);  // throws GrabError
+
+  // At most kPicked in the order of time: those with the largest ratios in whole per cent, and
+  // among equals those that lie farthest from the others.
+  std::vector<Thumbnail> Picked() const;
+
+ private:
+  static constexpr size_t kSpans = 32;
+
+  void HalveSpans();
+  Thumbnail Shrink(double seconds, float ratio, const PixelView& frame) const;
+
+  Microsoft::WRL::ComPtr<IWICImagingFactory> factory_;
+  double span_seconds_ = 0.5;
+  std::vector<Thumbnail> best_;  // of each span that had a frame, in the order of time
+};
+
+}  // namespace quill_grab

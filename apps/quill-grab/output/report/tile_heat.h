@@ -1,0 +1,49 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "quill-grab/output/pixel_view.h"
+#include "quill-grab/console/summary.h"
+
+namespace quill_grab {
+
+constexpr uint32_t kHeatTilePixels = 32;
+
+// How often each tile changed among the frames of one size.
+struct HeatMap {
+  FrameSize size;
+  uint64_t frames = 0;
+  uint64_t compared = 0;  // frames that followed one of the same size
+  uint32_t columns = 0;
+  uint32_t rows = 0;
+  std::vector<uint32_t> changes;  // row by row; at most compared
+};
+
+// Compares each frame with the one before it, tile by tile. Alpha does not count, as in the
+// library's own comparison. A frame of another size than the one before is compared with nothing.
+class TileHeat {
+ public:
+  // The sizes beyond these lose the map with the fewest frames, as while a window is dragged wider.
+  static constexpr size_t kKeptMaps = 16;
+
+  void Add(const PixelView& frame);
+
+  // Most frames first.
+  std::vector<HeatMap> Maps() const;
+  uint64_t dropped_maps() const { return dropped_maps_; }
+
+ private:
+  HeatMap& MapOf(const FrameSize& size);
+  void Compare(const PixelView& frame, HeatMap& map);
+
+  FrameSize previous_size_{};
+  std::vector<uint8_t> previous_;
+  std::vector<HeatMap> maps_;  // in the order of appearance
+  uint64_t dropped_maps_ = 0;
+};
+
+}  // namespace quill_grab

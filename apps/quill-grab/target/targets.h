@@ -1,0 +1,63 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "quill-grab/console/options.h"
+
+namespace quill_grab {
+
+struct WindowInfo {
+  HWND handle;
+  std::string title;
+  std::string class_name;
+  long width;
+  long height;
+  bool minimised;
+  // The terminal that runs this program. Its title often quotes the command line, and with it the
+  // very text that is searched for.
+  bool own_terminal;
+};
+
+struct MonitorInfo {
+  HMONITOR handle;
+  std::string name;
+  RECT area;
+  bool primary;
+};
+
+// What is captured: one of the two handles is set.
+struct Target {
+  HWND window = nullptr;
+  HMONITOR monitor = nullptr;
+  std::string description;
+  std::string notice;  // something the user should know about the choice, or empty
+};
+
+// The visible top-level windows with a title, topmost first; without the desktop, tool windows and
+// those of other virtual desktops.
+std::vector<WindowInfo> ListWindows();
+// The primary monitor first.
+std::vector<MonitorInfo> ListMonitors();
+
+std::string FormatLists(const std::vector<WindowInfo>& windows,
+                        const std::vector<MonitorInfo>& monitors);
+
+// The windows of the list that options.title and options.class_name select, without regard to case,
+// in the order of the list; never the own terminal.
+std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
+                                     const Options& options);
+
+// Finds what options name; throws GrabError.
+Target FindTarget(const Options& options);
+
+// The same after at most options.wait_seconds for a window to appear, or until interrupted is true.
+Target WaitForTarget(const Options& options, const std::atomic<bool>& interrupted);
+
+}  // namespace quill_grab

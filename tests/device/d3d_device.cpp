@@ -1,0 +1,64 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "device/d3d_device.h"
+
+#include <cstring>
+
+D3dDevice CreateD3dDevice() {
+  D3dDevice d3d;
+  for (const D3D_DRIVER_TYPE type : {D3D_DRIVER_TYPE_HARDWARE, D3D_DRIVER_TYPE_WARP}) {
+    const HRESULT result =
+        D3D11CreateDevice(nullptr, type, nullptr, D3D11_CREATE_DEVICE_BGRA_SUPPORT, nullptr, 0,
+                          D3D11_SDK_VERSION, d3d.device.put(), nullptr, d3d.context.put());
+    if (SUCCEEDED(result)) return d3d;
+  }
+  return {};
+}
+
+D3D11_TEXTURE2D_DESC FrameDesc(uint32_t width, uint32_t height, DXGI_FORMAT format) {
+  D3D11_TEXTURE2D_DESC desc{};
+  desc.Width = width;
+  desc.Height = height;
+  desc.MipLevels = 1;
+  desc.ArraySize = 1;
+  desc.Format = format;
+  desc.SampleDesc.Count = 1;
+  desc.Usage = D3D11_USAGE_DEFAULT;
+  desc.BindFlags = D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET;
+  return desc;
+}
+
+winrt::com_ptr<ID3D11Texture2D> CreateFrame(const D3dDevice& d3d, const reference::Image& image,
+                                            DXGI_FORMAT format) {
+  const D3D11_TEXTURE2D_DESC desc = FrameDesc(image.width, image.height, format);
+  D3D11_SUBRESOURCE_DATA pixels{};
+  pixels.pSysMem = image.pixels.data();
+  pixels.SysMemPitch = image.width * sizeof(uint32_t);
+  winrt::com_ptr<ID3D11Texture2D> frame;
+  if (FAILED(d3d.device->CreateTexture2D(&desc, &pixels, frame.put()))) return nullptr;
+  return frame;
+}
+
+std::vector<uint32_t> ReadBuffer(const D3dDevice& d3d, ID3D11Buffer* buffer) {
+  D3D11_BUFFER_DESC desc{};
+  buffer->GetDesc(&desc);
+  desc.Usage = D3D11_USAGE_STAGING;
+  desc.BindFlags = 0;
+  desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
+  desc.MiscFlags = 0;
+  winrt::com_ptr<ID3D11Buffer> copy;
+  if (FAILED(d3d.device->CreateBuffer(&desc, nullptr, copy.put()))) return {};
+  d3d.context->CopyResource(copy.get(), buffer);
+  D3D11_MAPPED_SUBRESOURCE mapped{};
+  if (FAILED(d3d.context->Map(copy.get(), 0, D3D11_MAP_READ, 0, &mapped))) return {};
+  std::vector<uint32_t> words(desc.ByteWidth / sizeof(uint32_t));
+  std::memcpy(words.data(), mapped.pData, words.size() * sizeof(uint32_t));
+  d3d.context->Unmap(copy.get(), 0);
+  return words;
+}
+
+unsigned long ReferenceCount(IUnknown* object) {
+  object->AddRef();
+  return object->Release();
+}

@@ -1,0 +1,451 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// Generated sequences of frames, each frame compared with the CPU's answer. A case depends on its
+// number alone: --gtest_filter=*/NUMBER runs one.
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "device/engine/engine_test.h"
+
+namespace {
+
+using reference::Image;
+using Random = std::mt19937;
+
+constexpr uint32_t kSeed = 4096;
+constexpr uint32_t kColor = 0x00ffffff;
+constexpr uint32_t kTile = reference::kTileSize;
+constexpr uint32_t kLongestSide = 5120;
+
+// What the whole program has to run through. A case that is added or dropped changes both.
+constexpr size_t kCases = 500;
+constexpr size_t kDetections = 4020;
+
+struct FrameSize {
+  uint32_t width;
+  uint32_t height;
+};
+
+uint32_t Below(Random& random, uint32_t limit) {
+  return static_cast<uint32_t>(random() % limit);
+}
+
+// The pixels of one direction in which a change can be seen, unless they lie right of the columns
+// that have flags. At least 1, so that a frame of blind tiles can be changed too.
+uint32_t Examined(uint32_t size) {
+  return std::max((size - 1) / kTile * kTile, 1u);
+}
+
+// A way to make the next frame of the one before.
+struct Change {
+  const char* name;
+  uint32_t narrowest;  // pixels of width that it needs
+  std::function<void(Image&, Random&)> apply;
+};
+
+uint32_t& ExaminedPixel(Image& image, Random& random) {
+  return image.At(Below(random, Examined(image.width)), Below(random, Examined(image.height)));
+}
+
+// The smallest step up or down of one of a pixel's four bytes.
+auto StepOfByte(int byte) {
+  return [byte](Image& image, Random& random) { ExaminedPixel(image, random) ^= 1u << (8 * byte); };
+}
+
+void ChangeSomePixels(Image& image, Random& random) {
+  for (uint32_t count = 1 + Below(random, 20); count > 0; --count) {
+    ChangePixel(image, Below(random, image.width), Below(random, image.height));
+  }
+}
+
+void ChangeRectangle(Image& image, Random& random) {
+  const uint32_t left = Below(random, image.width);
+  const uint32_t top = Below(random, image.height);
+  const uint32_t right = left + 1 + Below(random, image.width - left);
+  const uint32_t bottom = top + 1 + Below(random, image.height - top);
+  for (uint32_t y = top; y < bottom; ++y) {
+    for (uint32_t x = left; x < right; ++x) image.At(x, y) ^= kColor;
+  }
+}
+
+// One corner pixel in about every third tile.
+void ChangeTileCorners(Image& image, Random& random) {
+  for (uint32_t y = 0; y < image.height; y += kTile) {
+    for (uint32_t x = 0; x < image.width; x += kTile) {
+      if (Below(random, 3) != 0) continue;
+      const uint32_t cornerX = std::min(x + Below(random, 2) * (kTile - 1), image.width - 1);
+      const uint32_t cornerY = std::min(y + Below(random, 2) * (kTile - 1), image.height - 1);
+      ChangePixel(image, cornerX, cornerY);
+    }
+  }
+}
+
+void ChangeBlindTiles(Image& image, Random&) {
+  for (uint32_t y = 0; y < image.height; ++y) {
+    for (uint32_t x = 0; x < image.width; ++x) {
+      const bool examined =
+          reference::IsTileExamined(x / kTile, y / kTile, image.width, image.height);
+      if (!examined) image.At(x, y) ^= kColor;
+    }
+  }
+}
+
+// The last pixels before the blind tiles, in every other tile of both edges.
+void ChangeBesideBlindTiles(Image& image, Random& random) {
+  const uint32_t lastX = Examined(image.width) - 1;
+  const uint32_t lastY = Examined(image.height) - 1;
+  const uint32_t start = kTile * Below(random, 2);
+  for (uint32_t x = start; x < image.width; x += 2 * kTile) ChangePixel(image, x, lastY);
+  for (uint32_t y = start; y < image.height; y += 2 * kTile) ChangePixel(image, lastX, y);
+}
+
+// Neighbouring tiles of one row on both sides of a multiple of 32 columns.
+void ChangeRunOverWords(Image& image, Random& random) {
+  const uint32_t columns = Examined(image.width) / kTile;
+  const uint32_t boundary = kTile * (1 + Below(random, (columns - 1) / kTile));
+  const uint32_t first = boundary - 1 - Below(random, kTile);
+  const uint32_t last = boundary + Below(random, std::min(columns - boundary, kTile));
+  const uint32_t y = Below(random, Examined(image.height));
+  for (uint32_t column = first; column <= last; ++column) {
+    ChangePixel(image, column * kTile + Below(random, kTile), y);
+  }
+}
+
+void ChangeEverything(Image& image, Random&) {
+  for (uint32_t& pixel : image.pixels) pixel ^= kColor;
+}
+
+void ChangeAlpha(Image& image, Random&) {
+  for (uint32_t& pixel : image.pixels) pixel ^= ~kColor;
+}
+
+const std::vector<Change>& Changes() {
+  static const std::vector<Change> changes = {
+      {"nothing", 1, [](Image&, Random&) {}},
+      {"one step of blue", 1, StepOfByte(0)},
+      {"one step of green", 1, StepOfByte(1)},
+      {"one step of red", 1, StepOfByte(2)},
+      {"one step of alpha", 1, StepOfByte(3)},
+      {"alpha", 1, ChangeAlpha},
+      {"some pixels", 1, ChangeSomePixels},
+      {"a rectangle", 1, ChangeRectangle},
+      {"tile corners", 1, ChangeTileCorners},
+      {"blind tiles", 1, ChangeBlindTiles},
+      {"beside the blind tiles", 1, ChangeBesideBlindTiles},
+      {"everything", 1, ChangeEverything},
+      {"a run over words", kTile * kTile + kTile + 1, ChangeRunOverWords},
+  };
+  return changes;
+}
+
+std::vector<const Change*> ChangesFor(const FrameSize& size) {
+  std::vector<const Change*> fitting;
+  for (const Change& change : Changes()) {
+    if (size.width >= change.narrowest) fitting.push_back(&change);
+  }
+  return fitting;
+}
+
+// A first frame of one size and format, and changes of it that follow.
+struct Scene {
+  FrameSize size;
+  DXGI_FORMAT format;
+  std::vector<const Change*> changes;
+};
+
+using Case = std::vector<Scene>;
+
+// The formats that captured pixels can have, and views that read the stored numbers differently.
+constexpr DXGI_FORMAT kFormats[] = {DXGI_FORMAT_B8G8R8A8_UNORM, DXGI_FORMAT_R8G8B8A8_UNORM,
+                                    DXGI_FORMAT_B8G8R8X8_UNORM, DXGI_FORMAT_R16G16B16A16_UNORM,
+                                    DXGI_FORMAT_B8G8R8A8_UNORM_SRGB};
+
+class Plan {
+ public:
+  Plan() {
+    AddEveryRemainder();
+    AddSmallSizes();
+    AddEdgesOfWordsAndThreadGroups();
+    AddRandomSizes();
+    AddSizeSequences();
+    AddFormatSequences();
+    AddFormatsOfOneFamily();
+    AddLargeSizes();
+  }
+
+  std::vector<Case> cases;
+
+ private:
+  // Every case goes on in the list of changes where the one before it stopped.
+  Scene MakeScene(const FrameSize& size, DXGI_FORMAT format, size_t count) {
+    const std::vector<const Change*> fitting = ChangesFor(size);
+    Scene scene{size, format, {}};
+    for (size_t i = 0; i < count; ++i) {
+      scene.changes.push_back(fitting[nextChange_++ % fitting.size()]);
+    }
+    return scene;
+  }
+
+  void Add(const FrameSize& size, size_t changes) {
+    cases.push_back({MakeScene(size, DXGI_FORMAT_B8G8R8A8_UNORM, changes)});
+  }
+
+  void AddBothWays(const FrameSize& size, size_t changes) {
+    Add(size, changes);
+    Add({size.height, size.width}, changes);
+  }
+
+  // Of the width and of the height, by the tile size, in pairs that differ.
+  void AddEveryRemainder() {
+    for (uint32_t remainder = 0; remainder < kTile; ++remainder) {
+      AddBothWays({kTile * (1 + Below(random_, 8)) + remainder,
+                   kTile * (1 + Below(random_, 5)) + (remainder * 7 + 3) % kTile},
+                  Changes().size());
+    }
+  }
+
+  void AddSmallSizes() {
+    for (const FrameSize& size : std::vector<FrameSize>{
+             {1, 1}, {1, 2}, {31, 31}, {32, 32}, {33, 33}, {33, 32}, {34, 1}, {65, 63}}) {
+      AddBothWays(size, Changes().size());
+    }
+    for (int i = 0; i < 48; ++i) {
+      Add({1 + Below(random_, 70), 1 + Below(random_, 70)}, Changes().size());
+    }
+  }
+
+  void AddEdgesOfWordsAndThreadGroups() {
+    const uint32_t others[] = {33, 34, 40, 65, 66, 97};
+    for (const uint32_t edge :
+         {511,  512,  513,  544,  545,  1023, 1024, 1025, 1056, 1057, 1089, 2047,
+          2048, 2049, 2080, 2081, 3071, 3072, 3073, 3104, 3105, 4063, 4064, 4065,
+          4095, 4096, 4097, 4127, 4128, 4129, 4130, 4160, 4200, 5000, 5119, 5120}) {
+      AddBothWays({edge, others[cases.size() / 2 % std::size(others)]}, 8);
+    }
+  }
+
+  // Below the longest side, all orders of magnitude alike.
+  uint32_t RandomSide() { return 1 + Below(random_, kLongestSide >> Below(random_, 10)); }
+
+  FrameSize RandomSize(uint32_t area) {
+    const uint32_t width = RandomSide();
+    return {width, std::min(RandomSide(), 1 + Below(random_, area / width + 1))};
+  }
+
+  void AddRandomSizes() {
+    for (int i = 0; i < 100; ++i) AddBothWays(RandomSize(200000), 5);
+  }
+
+  // Larger and smaller, in both directions and in one.
+  void AddSizeSequences() {
+    for (int i = 0; i < 60; ++i) {
+      Case sequence;
+      FrameSize size{};
+      for (int scene = 0; scene < 4; ++scene) {
+        size = scene % 2 == 0 ? RandomSize(80000) : FrameSize{size.width, 1 + Below(random_, 90)};
+        sequence.push_back(MakeScene(size, DXGI_FORMAT_B8G8R8A8_UNORM, 2));
+      }
+      cases.push_back(std::move(sequence));
+    }
+  }
+
+  // Another format with every size, from every format to every other.
+  void AddFormatSequences() {
+    for (const DXGI_FORMAT from : kFormats) {
+      for (const DXGI_FORMAT to : kFormats) {
+        if (from == to) continue;
+        const FrameSize size = RandomSize(80000);
+        cases.push_back({MakeScene(size, from, 3), MakeScene({size.width, size.height + 1}, to, 3),
+                         MakeScene(size, from, 2)});
+      }
+    }
+  }
+
+  // Formats of one family store alike, so a frame of the other is copied bit by bit. The engine,
+  // which sees no change of size, goes on comparing.
+  void AddFormatsOfOneFamily() {
+    const std::pair<DXGI_FORMAT, DXGI_FORMAT> families[] = {
+        {DXGI_FORMAT_B8G8R8A8_UNORM, DXGI_FORMAT_B8G8R8A8_UNORM_SRGB},
+        {DXGI_FORMAT_R8G8B8A8_UNORM, DXGI_FORMAT_R8G8B8A8_UNORM_SRGB},
+        {DXGI_FORMAT_B8G8R8X8_UNORM, DXGI_FORMAT_B8G8R8X8_UNORM_SRGB}};
+    for (int i = 0; i < 4; ++i) {
+      for (const auto& [first, second] : families) {
+        const FrameSize size = {33 + Below(random_, 300), 33 + Below(random_, 200)};
+        cases.push_back(
+            {MakeScene(size, first, 2), MakeScene(size, second, 3), MakeScene(size, first, 2)});
+      }
+    }
+  }
+
+  void AddLargeSizes() {
+    for (const FrameSize& size : std::vector<FrameSize>{{800, 600},
+                                                        {1366, 768},
+                                                        {1920, 1080},
+                                                        {1921, 1081},
+                                                        {1080, 1920},
+                                                        {2560, 1440},
+                                                        {4097, 513},
+                                                        {513, 4097}}) {
+      Add(size, 4);
+    }
+  }
+
+  Random random_{kSeed};
+  size_t nextChange_ = 0;
+};
+
+const std::vector<Case>& Cases() {
+  static const Plan plan;
+  return plan.cases;
+}
+
+// A 16-bit channel holds the byte's number, so that its step is the smallest one of that format.
+winrt::com_ptr<ID3D11Texture2D> CreateWideFrame(const D3dDevice& d3d, const Image& image) {
+  std::vector<uint64_t> wide;
+  for (const uint64_t pixel : image.pixels) {
+    wide.push_back((pixel & 0xff) | (pixel & 0xff00) << 8 | (pixel & 0xff0000) << 16 |
+                   (pixel & 0xff000000) << 24);
+  }
+  const D3D11_TEXTURE2D_DESC desc =
+      FrameDesc(image.width, image.height, DXGI_FORMAT_R16G16B16A16_UNORM);
+  D3D11_SUBRESOURCE_DATA pixels{};
+  pixels.pSysMem = wide.data();
+  pixels.SysMemPitch = image.width * sizeof(uint64_t);
+  winrt::com_ptr<ID3D11Texture2D> frame;
+  if (FAILED(d3d.device->CreateTexture2D(&desc, &pixels, frame.put()))) return nullptr;
+  return frame;
+}
+
+std::string Describe(const Scene& scene) {
+  return std::to_string(scene.size.width) + " x " + std::to_string(scene.size.height) +
+         ", format " + std::to_string(scene.format);
+}
+
+class GeneratedFrames : public EngineTest, public testing::WithParamInterface<size_t> {
+ protected:
+  static void TearDownTestSuite() {
+    const testing::TestSuite& suite = *testing::UnitTest::GetInstance()->current_test_suite();
+    if (suite.test_to_run_count() == suite.total_test_count() && suite.Passed()) {
+      EXPECT_EQ(detections_, kDetections);
+    }
+    EngineTest::TearDownTestSuite();
+  }
+
+  Outcome HandleIn(const Image& image, DXGI_FORMAT format) {
+    const auto frame = format == DXGI_FORMAT_R16G16B16A16_UNORM ? CreateWideFrame(d3d_, image)
+                                                                : CreateFrame(d3d_, image, format);
+    EXPECT_TRUE(frame);
+    return frame ? HandleFrame(engine_, frame.get()) : Outcome{};
+  }
+
+  // Hands the engine `image_` and compares what it finds with what the frame before gives.
+  void Check(const Image& before, DXGI_FORMAT format) {
+    const Outcome outcome = HandleIn(image_, format);
+    ASSERT_TRUE(outcome.succeeded);
+    if (before.width != image_.width || before.height != image_.height) {
+      ASSERT_TRUE(outcome.rebuilt);
+      return;
+    }
+    ASSERT_FALSE(outcome.rebuilt);
+    const reference::Diff expected = reference::DiffOf(before, image_);
+    ASSERT_EQ(outcome.rects, reference::FieldsOf(expected.rects));
+    ASSERT_EQ(outcome.ratio, reference::Ratio(expected.area, image_.width, image_.height));
+    ++detections_;
+  }
+
+  void Play(const Scene& scene, Random& random) {
+    const Image before = std::exchange(
+        image_, NoiseImage(scene.size.width, scene.size.height, static_cast<uint32_t>(random())));
+    ASSERT_NO_FATAL_FAILURE(Check(before, scene.format)) << "first frame";
+    for (const Change* change : scene.changes) {
+      const Image unchanged = image_;
+      change->apply(image_, random);
+      ASSERT_NO_FATAL_FAILURE(Check(unchanged, scene.format)) << change->name;
+    }
+  }
+
+  static inline size_t detections_ = 0;
+  Image image_;
+};
+
+TEST_P(GeneratedFrames, AreComparedAsOnTheCpu) {
+  Random random(kSeed + static_cast<uint32_t>(GetParam()));
+  for (const Scene& scene : Cases().at(GetParam())) {
+    SCOPED_TRACE("case " + std::to_string(GetParam()) + " of seed " + std::to_string(kSeed) + ": " +
+                 Describe(scene));
+    ASSERT_NO_FATAL_FAILURE(Play(scene, random));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Case, GeneratedFrames, testing::Range(size_t{0}, kCases));
+
+TEST(GeneratedPlan, HasAllItsCases) {
+  EXPECT_EQ(Cases().size(), kCases);
+}
+
+TEST(GeneratedPlan, ReachesEveryRemainderAndEverySideThatMatters) {
+  std::set<uint32_t> widths;
+  std::set<uint32_t> heights;
+  std::set<uint32_t> widthRemainders;
+  std::set<uint32_t> heightRemainders;
+  for (const Case& sequence : Cases()) {
+    for (const Scene& scene : sequence) {
+      widths.insert(scene.size.width);
+      heights.insert(scene.size.height);
+      widthRemainders.insert(scene.size.width % kTile);
+      heightRemainders.insert(scene.size.height % kTile);
+    }
+  }
+  EXPECT_EQ(widthRemainders.size(), kTile);
+  EXPECT_EQ(heightRemainders.size(), kTile);
+  for (const uint32_t side : {1u, 4095u, 4096u, 4097u, 4128u, 4129u, kLongestSide}) {
+    EXPECT_TRUE(widths.count(side)) << side;
+    EXPECT_TRUE(heights.count(side)) << side;
+  }
+  EXPECT_EQ(*widths.rbegin(), kLongestSide);
+}
+
+TEST(GeneratedPlan, MakesEveryChangeManyTimesAndEveryFormatToo) {
+  std::multiset<const Change*> changes;
+  std::multiset<DXGI_FORMAT> formats;
+  for (const Case& sequence : Cases()) {
+    for (const Scene& scene : sequence) {
+      changes.insert(scene.changes.begin(), scene.changes.end());
+      formats.insert(scene.format);
+    }
+  }
+  for (const Change& change : Changes()) EXPECT_GE(changes.count(&change), 30u) << change.name;
+  for (const DXGI_FORMAT format : kFormats) EXPECT_GE(formats.count(format), 8u) << format;
+}
+
+using FrameDiffEngineFormats = EngineTest;
+
+// Between families a copy has no defined result, so what such a frame shows is the driver's
+// business. Its result still has to be one, and two frames of the built format later all is exact.
+TEST_F(FrameDiffEngineFormats, AFrameOfAnotherFamilyAndTheSameSizeIsSurvived) {
+  const Image image = NoiseImage(200, 100);
+  ASSERT_TRUE(Compare(image, image).succeeded);
+  const auto foreign = CreateFrame(d3d_, NoiseImage(200, 100, 2), DXGI_FORMAT_R8G8B8A8_UNORM);
+  const Outcome outcome = HandleFrame(engine_, foreign.get());
+  EXPECT_FALSE(outcome.rebuilt);
+  EXPECT_TRUE(outcome.succeeded);
+  uint32_t area = 0;
+  for (const auto& [left, top, front, right, bottom, back] : outcome.rects) {
+    area += (right - left) * (bottom - top);
+  }
+  EXPECT_EQ(outcome.ratio, reference::Ratio(area, 200, 100));
+
+  Image changed = image;
+  ChangePixel(changed, 70, 40);
+  EXPECT_TRUE(Handle(image).succeeded);
+  EXPECT_EQ(Handle(changed).rects, Boxes{Box(64, 32, 96, 64)});
+}
+
+}  // namespace

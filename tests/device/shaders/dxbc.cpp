@@ -1,0 +1,207 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "device/shaders/dxbc.h"
+
+#include <windows.h>
+#include <d3dcommon.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace shader_test {
+namespace {
+
+constexpr size_t kChecksumOffset = 4;
+constexpr size_t kCheckedOffset = 20;
+constexpr size_t kChunkCountOffset = 28;
+constexpr size_t kChunkHeaderSize = 8;
+
+Bytes Part(Bytes bytes, size_t offset, size_t size) {
+  if (offset > bytes.size() || size > bytes.size() - offset) {
+    throw std::out_of_range("the container ends too early");
+  }
+  return bytes.subspan(offset, size);
+}
+
+uint32_t Half(Bytes bytes, size_t offset) {
+  const Bytes part = Part(bytes, offset, 2);
+  return part[0] | part[1] << 8;
+}
+
+uint32_t Word(Bytes bytes, size_t offset) {
+  return Half(bytes, offset) | Half(bytes, offset + 2) << 16;
+}
+
+std::string Text(Bytes bytes, size_t offset) {
+  const Bytes rest = Part(bytes, offset, bytes.size() - std::min(offset, bytes.size()));
+  const auto end = std::find(rest.begin(), rest.end(), 0);
+  if (end == rest.end()) {
+    throw std::out_of_range("a name has no end");
+  }
+  return {rest.begin(), end};
+}
+
+void Mix(Md5State& state, Bytes block_bytes) {
+  Md5Block block;
+  for (size_t i = 0; i < block.size(); ++i) {
+    block[i] = Word(block_bytes, 4 * i);
+  }
+  Md5Transform(state, block);
+}
+
+void PutWord(std::vector<unsigned char>& bytes, size_t offset, uint32_t word) {
+  for (int i = 0; i < 4; ++i) {
+    bytes[offset + i] = static_cast<unsigned char>(word >> 8 * i);
+  }
+}
+
+// What follows the whole blocks: the rest of the data, the mark 0x80 and two words of length.
+// Unlike MD5's own padding, the length in bits stands at the start of the last block, and a second
+// length at its end.
+std::vector<unsigned char> LastBlocks(Bytes rest, uint32_t length) {
+  std::vector<unsigned char> blocks(rest.begin(), rest.end());
+  blocks.push_back(0x80);
+  if (blocks.size() > 56) {
+    blocks.resize(128);
+    PutWord(blocks, 64, length * 8);
+  } else {
+    blocks.insert(blocks.begin(), 4, 0);
+    blocks.resize(64);
+    PutWord(blocks, 0, length * 8);
+  }
+  PutWord(blocks, blocks.size() - 4, length * 2 | 1);
+  return blocks;
+}
+
+Bytes ChunkData(Bytes container, const std::string& name) {
+  for (const Chunk& chunk : Chunks(container)) {
+    if (chunk.name == name) {
+      return chunk.data;
+    }
+  }
+  throw std::out_of_range("no chunk " + name);
+}
+
+// The reflection data of shader model 5 marks itself and states the sizes of its records.
+Bytes ReflectionData(Bytes container) {
+  const Bytes data = ChunkData(container, "RDEF");
+  constexpr size_t kMarkOffset = 28;
+  if (Text(data, kMarkOffset).substr(0, 4) != "RD11") {
+    throw std::out_of_range("no RD11 record");
+  }
+  return data;
+}
+
+Variable ReadVariable(Bytes data, size_t at) {
+  constexpr size_t kTypeNameOffset = 32;
+  const uint32_t type = Word(data, at + 16);
+  return {
+      .name = Text(data, Word(data, at)),
+      .offset = Word(data, at + 4),
+      .size = Word(data, at + 8),
+      .used = (Word(data, at + 12) & D3D_SVF_USED) != 0,
+      .variable_class = Half(data, type),
+      .type = Half(data, type + 2),
+      .type_name = Text(data, Word(data, type + kTypeNameOffset)),
+  };
+}
+
+}  // namespace
+
+Md5State RecordedChecksum(Bytes container) {
+  Md5State checksum;
+  for (size_t i = 0; i < checksum.size(); ++i) {
+    checksum[i] = Word(container, kChecksumOffset + 4 * i);
+  }
+  return checksum;
+}
+
+Md5State ComputedChecksum(Bytes container) {
+  const Bytes checked = Part(container, kCheckedOffset, container.size() - kCheckedOffset);
+  const size_t whole = checked.size() / 64 * 64;
+  Md5State state = kMd5Start;
+  for (size_t i = 0; i < whole; i += 64) {
+    Mix(state, checked.subspan(i, 64));
+  }
+  const std::vector<unsigned char> last =
+      LastBlocks(checked.subspan(whole), static_cast<uint32_t>(checked.size()));
+  for (size_t i = 0; i < last.size(); i += 64) {
+    Mix(state, Bytes(last).subspan(i, 64));
+  }
+  return state;
+}
+
+std::vector<Chunk> Chunks(Bytes container) {
+  std::vector<Chunk> chunks;
+  const uint32_t count = Word(container, kChunkCountOffset);
+  for (uint32_t i = 0; i < count; ++i) {
+    const uint32_t at = Word(container, kChunkCountOffset + 4 + 4 * i);
+    const Bytes name = Part(container, at, 4);
+    chunks.push_back({{name.begin(), name.end()},
+                      Part(container, at + kChunkHeaderSize, Word(container, at + 4))});
+  }
+  return chunks;
+}
+
+std::vector<Resource> Resources(Bytes container) {
+  constexpr size_t kRecordSize = 32;
+  const Bytes data = ReflectionData(container);
+  std::vector<Resource> resources;
+  for (uint32_t i = 0; i < Word(data, 8); ++i) {
+    const size_t at = Word(data, 12) + i * kRecordSize;
+    const uint32_t type = Word(data, at + 4);
+    const uint32_t flags = Word(data, at + 28);
+    resources.push_back({
+        .name = Text(data, Word(data, at)),
+        .type = type,
+        .return_type = Word(data, at + 8),
+        .dimension = Word(data, at + 12),
+        // The same field holds a texture's number of samples.
+        .stride = type == D3D_SIT_UAV_RWSTRUCTURED ? Word(data, at + 16) : 0,
+        .components = (flags & D3D_SIF_TEXTURE_COMPONENTS) / D3D_SIF_TEXTURE_COMPONENT_0 + 1,
+        .slot = Word(data, at + 20),
+        .slot_count = Word(data, at + 24),
+    });
+  }
+  return resources;
+}
+
+std::vector<ConstantBuffer> BufferLayouts(Bytes container) {
+  constexpr size_t kRecordSize = 24;
+  constexpr size_t kVariableSize = 40;
+  const Bytes data = ReflectionData(container);
+  std::vector<ConstantBuffer> buffers;
+  for (uint32_t i = 0; i < Word(data, 0); ++i) {
+    const size_t at = Word(data, 4) + i * kRecordSize;
+    ConstantBuffer buffer{Text(data, Word(data, at)), Word(data, at + 12), Word(data, at + 20), {}};
+    for (uint32_t j = 0; j < Word(data, at + 4); ++j) {
+      buffer.variables.push_back(ReadVariable(data, Word(data, at + 8) + j * kVariableSize));
+    }
+    buffers.push_back(std::move(buffer));
+  }
+  return buffers;
+}
+
+Program DecodeProgram(Bytes container) {
+  const Bytes data = ChunkData(container, "SHEX");
+  Program program{Word(data, 0), {}};
+  const size_t end = 4 * size_t{Word(data, 4)};
+  for (size_t at = 8; at < end;) {
+    const uint32_t token = Word(data, at);
+    const uint32_t opcode = token & 0x7ff;
+    const uint32_t words = opcode == kCustomData ? Word(data, at + 4) : token >> 24 & 0x7f;
+    if (words == 0) {
+      throw std::out_of_range("an instruction without length");
+    }
+    Instruction instruction{opcode, {}};
+    for (uint32_t i = 1; i < words; ++i) {
+      instruction.operands.push_back(Word(data, at + 4 * i));
+    }
+    program.instructions.push_back(std::move(instruction));
+    at += 4 * size_t{words};
+  }
+  return program;
+}
+
+}  // namespace shader_test

@@ -1,0 +1,338 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// One detection, call by call: what is bound, how many groups run, how the flags come back and what
+// is left bound.
+#include <gtest/gtest.h>
+
+#include "native/engine/engine_fixture.h"
+
+namespace session_test {
+namespace {
+
+using fake::Fault;
+
+class EngineDetect : public EngineTest {
+ protected:
+  // Equal to Pattern(64, 48) but for one pixel of the first tile.
+  static reference::Image OnePixelChanged() {
+    reference::Image picture = Pattern(64, 48);
+    picture.At(5, 7) ^= 0x00FFFFFF;
+    return picture;
+  }
+
+  // Compares `now` with `before`, in an engine built for 64 x 48.
+  bool Detect(FrameDiffEngine& engine, const reference::Image& before,
+              const reference::Image& now) {
+    engine.UpdateOld(Source(before).get());
+    return engine.Detect(Source(now).get(), &rects, &ratio);
+  }
+
+  void ExpectFirstTile() {
+    ASSERT_EQ(rects.size(), 1u);
+    const D3D11_BOX& box = rects[0];
+    EXPECT_EQ(box.left, 0u);
+    EXPECT_EQ(box.top, 0u);
+    EXPECT_EQ(box.front, 0u);
+    EXPECT_EQ(box.right, 32u);
+    EXPECT_EQ(box.bottom, 32u);
+    EXPECT_EQ(box.back, 0u);
+    EXPECT_EQ(ratio, static_cast<float>(1024.0 / 3072.0));
+  }
+
+  std::vector<D3D11_BOX> rects;
+  float ratio = 0.5f;
+};
+
+TEST_F(EngineDetect, CallsInOrder) {
+  FrameDiffEngine engine;
+  Build(engine, k64x48, 64, 48);
+  const auto source = Source(Pattern(64, 48));
+  const Calls expected = DetectCalls("1", "1", "1");
+  fake::StartRecording();
+  EXPECT_TRUE(engine.Detect(source.get(), &rects, &ratio));
+  EXPECT_EQ(names.Read(fake::TakeRecording(), expected), Text(expected));
+  // Compared with an old frame that was never given, which is all zero.
+  ExpectFirstTile();
+}
+
+TEST_F(EngineDetect, UpdateOldIsOneCopy) {
+  FrameDiffEngine engine;
+  Build(engine, k64x48, 64, 48);
+  const auto source = Source(Pattern(64, 48));
+  const Calls expected = List("context.CopyResource(oldTex, source)");
+  fake::StartRecording();
+  engine.UpdateOld(source.get());
+  EXPECT_EQ(names.Read(fake::TakeRecording(), expected), Text(expected));
+}
+
+TEST_F(EngineDetect, UpdateOldNeedsAFrameAndAContext) {
+  FrameDiffEngine engine;
+  const auto source = Source(Pattern(64, 48));
+  fake::StartRecording();
+  engine.UpdateOld(source.get());
+  EXPECT_EQ(Text(fake::TakeRecording()), "");
+  Build(engine, k64x48, 64, 48);
+  fake::StartRecording();
+  engine.UpdateOld(nullptr);
+  EXPECT_EQ(Text(fake::TakeRecording()), "");
+}
+
+struct GroupCase {
+  uint32_t width;
+  uint32_t height;
+  uint32_t padding;  // bytes that the mapped flag buffer is longer than the buffer
+  const char* reset;
+  const char* across;
+  const char* down;
+};
+
+class EngineDetectGroups : public EngineTest, public testing::WithParamInterface<GroupCase> {};
+
+// reset: the mapped row pitch in bytes / 4, in groups of 16. With tile rows R the buffer is 16 R
+// bytes. across, down: ceil(size / 512).
+INSTANTIATE_TEST_SUITE_P(Sizes, EngineDetectGroups,
+                         testing::Values(GroupCase{1, 1, 0, "1", "1", "1"},        // 4 words
+                                         GroupCase{511, 32, 0, "1", "1", "1"},     // 4 words
+                                         GroupCase{512, 512, 0, "4", "1", "1"},    // 64 words
+                                         GroupCase{513, 513, 0, "5", "2", "2"},    // 68 words
+                                         GroupCase{512, 513, 0, "5", "1", "2"},    // 68 words
+                                         GroupCase{32, 511, 0, "4", "1", "1"},     // 64 words
+                                         GroupCase{1024, 1025, 0, "9", "2", "3"},  // 132 words
+                                         GroupCase{5120, 1, 0, "1", "10", "1"},    // 4 words
+                                         GroupCase{1, 5120, 0, "40", "1", "10"},   // 640 words
+                                         GroupCase{4200, 100, 0, "1", "9", "1"},   // 16 words
+                                         GroupCase{4200, 100, 4, "2", "9", "1"},   // 17 words
+                                         GroupCase{4200, 100, 3, "1", "9",
+                                                   "1"},  // 16 words and 3 bytes
+                                         GroupCase{64, 48, 100, "3", "1", "1"},    // 33 words
+                                         GroupCase{64, 48, 224, "4", "1", "1"},    // 64 words
+                                         GroupCase{64, 48, 228, "5", "1", "1"}));  // 65 words
+
+TEST_P(EngineDetectGroups, AreCountedBySize) {
+  const GroupCase& test = GetParam();
+  fake::settings.buffer_padding = test.padding;
+  FrameDiffEngine engine;
+  ASSERT_TRUE(engine.Init(device, context));
+  ASSERT_TRUE(engine.Resize(fake::FrameDesc(test.width, test.height)));
+  const auto source = Source(reference::Image(test.width, test.height));
+  std::vector<D3D11_BOX> rects;
+  float ratio = 0.5f;
+  fake::StartRecording();
+  ASSERT_TRUE(engine.Detect(source.get(), &rects, &ratio));
+  const Calls dispatches =
+      Only(fake::TakeRecording(), [](const std::string& line) { return Has(line, "Dispatch("); });
+  const Calls expected =
+      List(R"(
+context.Dispatch($reset, 1, 1)
+context.Dispatch($across, $down, 1)
+context.Dispatch(1, $down, 1)
+)",
+           {{"reset", test.reset}, {"across", test.across}, {"down", test.down}});
+  EXPECT_EQ(names.Read(dispatches, expected), Text(expected));
+  EXPECT_TRUE(rects.empty());
+  EXPECT_EQ(ratio, 0.0f);
+}
+
+TEST_F(EngineDetect, WithoutAnArgumentNothingIsTouched) {
+  FrameDiffEngine engine;
+  Build(engine, k64x48, 64, 48);
+  const auto source = Source(Pattern(64, 48));
+  fake::StartRecording();
+  EXPECT_FALSE(engine.Detect(nullptr, &rects, &ratio));
+  EXPECT_FALSE(engine.Detect(source.get(), nullptr, &ratio));
+  EXPECT_FALSE(engine.Detect(source.get(), &rects, nullptr));
+  EXPECT_EQ(Text(fake::TakeRecording()), "");
+  EXPECT_TRUE(rects.empty());
+  EXPECT_EQ(ratio, 0.5f);
+}
+
+TEST_F(EngineDetect, WithoutInitOrBuildNothingIsTouched) {
+  FrameDiffEngine engine;
+  const auto source = Source(Pattern(64, 48));
+  fake::StartRecording();
+  EXPECT_FALSE(engine.Detect(source.get(), &rects, &ratio));
+  EXPECT_EQ(Text(fake::TakeRecording()), "");
+  ASSERT_TRUE(engine.Init(device, context));
+  fake::StartRecording();
+  EXPECT_FALSE(engine.Detect(source.get(), &rects, &ratio));
+  EXPECT_EQ(Text(fake::TakeRecording()), "");
+  EXPECT_EQ(ratio, 0.5f);
+}
+
+TEST_F(EngineDetect, WithoutTheFlagProgramNothingIsTouched) {
+  FrameDiffEngine engine;
+  fake::PlanFaults(fake::NthCallOf("CreateComputeShader", 3, {Fault::Kind::kResult, E_FAIL}));
+  EXPECT_FALSE(engine.Init(device, context));
+  ASSERT_TRUE(engine.Resize(fake::FrameDesc(64, 48)));
+  const auto source = Source(Pattern(64, 48));
+  fake::StartRecording();
+  EXPECT_FALSE(engine.Detect(source.get(), &rects, &ratio));
+  EXPECT_EQ(Text(fake::TakeRecording()), "");
+  EXPECT_EQ(ratio, 0.5f);
+}
+
+// Nothing was unmapped in the reading, since nothing was mapped; the last unmap comes all the same.
+TEST_F(EngineDetect, AFailedMapReadsAsNoChange) {
+  FrameDiffEngine engine;
+  Build(engine, k64x48, 64, 48);
+  const auto source = Source(Pattern(64, 48));
+  const Calls expected =
+      Joined({DetectCallsToMap("1", "1", "1"), List("context.Unmap(RamBuff, 0)")});
+  fake::PlanFaults(fake::NthCallOf("Map", 1, {Fault::Kind::kResult, DXGI_ERROR_DEVICE_REMOVED}));
+  fake::StartRecording();
+  EXPECT_TRUE(engine.Detect(source.get(), &rects, &ratio));
+  EXPECT_EQ(names.Read(fake::TakeRecording(), expected), Text(expected));
+  EXPECT_TRUE(rects.empty());
+  EXPECT_EQ(ratio, 0.0f);
+}
+
+TEST_F(EngineDetect, ANullMapReadsAsNoChange) {
+  FrameDiffEngine engine;
+  Build(engine, k64x48, 64, 48);
+  const auto source = Source(Pattern(64, 48));
+  const Calls expected = DetectCalls("1", "1", "1");
+  fake::PlanFaults(fake::NthCallOf("Map", 1, {Fault::Kind::kNothing, S_OK}));
+  fake::StartRecording();
+  EXPECT_TRUE(engine.Detect(source.get(), &rects, &ratio));
+  EXPECT_EQ(names.Read(fake::TakeRecording(), expected), Text(expected));
+  EXPECT_TRUE(rects.empty());
+  EXPECT_EQ(ratio, 0.0f);
+}
+
+// The mapped flags may be longer than the frame has tile rows, with anything in what is too much,
+// and end within a row of flags. (Two tile rows are 32 bytes.)
+TEST_F(EngineDetect, FlagsBelowTheFrameCountForNothing) {
+  for (const uint32_t padding : {0u, 4u, 15u, 16u, 20u, 64u, 4096u}) {
+    SCOPED_TRACE(padding);
+    fake::settings.buffer_padding = padding;
+    FrameDiffEngine engine;
+    ASSERT_TRUE(engine.Init(device, context));
+    ASSERT_TRUE(engine.Resize(fake::FrameDesc(64, 48)));
+    rects.clear();
+    ASSERT_TRUE(Detect(engine, Pattern(64, 48), Pattern(64, 48)));
+    EXPECT_TRUE(rects.empty());
+    EXPECT_EQ(ratio, 0.0f);
+    ASSERT_TRUE(Detect(engine, Pattern(64, 48), OnePixelChanged()));
+    ExpectFirstTile();
+  }
+}
+
+// Rectangles go to the caller by exchange: the storage that it brought is the engine's until the
+// next detection gives it back.
+TEST_F(EngineDetect, ExchangesTheStorageOfTheRectangles) {
+  FrameDiffEngine engine;
+  ASSERT_TRUE(engine.Init(device, context));
+  ASSERT_TRUE(engine.Resize(fake::FrameDesc(64, 48)));
+  rects.reserve(100);
+  const D3D11_BOX* const brought = rects.data();
+  ASSERT_TRUE(Detect(engine, Pattern(64, 48), OnePixelChanged()));
+  ExpectFirstTile();
+  EXPECT_NE(rects.data(), brought);
+  rects.clear();
+  ASSERT_TRUE(Detect(engine, Pattern(64, 48), OnePixelChanged()));
+  ExpectFirstTile();
+  EXPECT_EQ(rects.data(), brought);
+  EXPECT_EQ(rects.capacity(), 100u);
+}
+
+TEST_F(EngineDetect, AllocatesNothingOnceBothStoragesHaveGrown) {
+  FrameDiffEngine engine;
+  ASSERT_TRUE(engine.Init(device, context));
+  ASSERT_TRUE(engine.Resize(fake::FrameDesc(64, 48)));
+  engine.UpdateOld(Source(Pattern(64, 48)).get());
+  const auto changed = Source(OnePixelChanged());
+  uint64_t allocations[6] = {};
+  for (uint64_t& count : allocations) {
+    rects.clear();
+    fake::FailNew(0);
+    ASSERT_TRUE(engine.Detect(changed.get(), &rects, &ratio));
+    count = fake::NewCalls();
+    ExpectFirstTile();
+  }
+  // The counting itself counts: both storages start empty.
+  EXPECT_EQ(allocations[0], 1u);
+  EXPECT_EQ(allocations[1], 1u);
+  for (size_t i = 2; i < std::size(allocations); ++i) EXPECT_EQ(allocations[i], 0u);
+}
+
+class EngineRelease : public EngineDetect {};
+
+// Release forgets the sizes, lets the context forget what is bound, and then lets go of everything
+// in order.
+TEST_F(EngineRelease, LetsGoOfEverythingInOrder) {
+  FrameDiffEngine engine;
+  Build(engine, k64x48, 64, 48);
+  ASSERT_TRUE(engine.Detect(Source(Pattern(64, 48)).get(), &rects, &ratio));
+  const Calls expected = List(R"(
+context.ClearState()
+context.Flush()
+context.Release()
+device.Release()
+texture.Release()
+rtv.Release()
+diffBuff.Release()
+RamBuff.Release()
+diffBuffUAV.Release()
+frameDiffCS.Release()
+getBitFlagCS.Release()
+resetDiffRectsCS.Release()
+oldTex.Release()
+oldBk.Release()
+oldSRV.Release()
+newTex.Release()
+newBk.Release()
+newSRV.Release()
+texBuffer.Release()
+texInfoBuffer.Release()
+lightUAV.Release()
+lightStaging.Release()
+light.Release()
+lightTexUAV.Release()
+lightTexStaging.Release()
+lightTex.Release()
+)");
+  fake::StartRecording(true);
+  engine.Release();
+  const Calls recording = WithoutEnds(fake::TakeRecording());
+  EXPECT_EQ(names.Read(recording, expected), Text(expected));
+  EXPECT_TRUE(engine.IsSizeChanged(64, 48));
+  EXPECT_FALSE(engine.IsSizeChanged(0, 0));
+
+  fake::StartRecording(true);
+  engine.Release();
+  EXPECT_EQ(Text(fake::TakeRecording()), "");
+  // As new: it can be initialised again.
+  Build(engine, k64x48, 64, 48);
+}
+
+TEST_F(EngineRelease, OfANewEngineCallsNothing) {
+  FrameDiffEngine engine;
+  EXPECT_TRUE(engine.IsSizeChanged(64, 48));
+  fake::StartRecording(true);
+  engine.Release();
+  EXPECT_EQ(Text(fake::TakeRecording()), "");
+  EXPECT_FALSE(engine.IsSizeChanged(0, 0));
+}
+
+// What an engine holds that was initialised and never built.
+TEST_F(EngineRelease, OfAnEngineThatWasNeverBuilt) {
+  FrameDiffEngine engine;
+  Init(engine);
+  const Calls expected = List(R"(
+context.ClearState()
+context.Flush()
+context.Release()
+device.Release()
+frameDiffCS.Release()
+getBitFlagCS.Release()
+resetDiffRectsCS.Release()
+)");
+  fake::StartRecording(true);
+  engine.Release();
+  const Calls recording = WithoutEnds(fake::TakeRecording());
+  EXPECT_EQ(names.Read(recording, expected), Text(expected));
+}
+
+}  // namespace
+}  // namespace session_test

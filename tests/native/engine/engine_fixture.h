@@ -1,0 +1,67 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// A frame-difference engine of its own, on a device of the native tests' platform.
+#pragma once
+
+#include <vector>
+
+#include "diff/frame_diff_engine.h"
+#include "native/engine/engine_calls.h"
+#include "native/host.h"
+#include "native/platform/object.h"
+
+namespace session_test {
+
+class EngineTest : public SessionTest {
+ protected:
+  void SetUp() override {
+    SessionTest::SetUp();
+    device.attach(fake::NewDevice());
+    device->GetImmediateContext(context.put());
+    names.Give("device1", "device");
+    names.Give("context1", "context");
+  }
+  void TearDown() override {
+    context = nullptr;
+    device = nullptr;
+    SessionTest::TearDown();
+  }
+
+  // Init, with the programs named.
+  void Init(FrameDiffEngine& engine) {
+    const Calls expected = List(R"(
+device.CreateComputeShader(szFrameDiffRectsCS, null) = frameDiffCS
+device.CreateComputeShader(szResetDiffRectsCS, null) = resetDiffRectsCS
+device.CreateComputeShader(szGetBitFlagCS, null) = getBitFlagCS
+)");
+    fake::StartRecording();
+    ASSERT_TRUE(engine.Init(device, context));
+    ASSERT_EQ(names.Read(fake::TakeRecording(), expected), Text(expected));
+  }
+
+  // Init and Resize, with everything that they make named.
+  void Build(FrameDiffEngine& engine, const BuildNumbers& numbers, uint32_t width,
+             uint32_t height) {
+    Init(engine);
+    const Calls expected = ResizeCalls(numbers);
+    fake::StartRecording();
+    ASSERT_TRUE(engine.Resize(fake::FrameDesc(width, height)));
+    ASSERT_EQ(names.Read(fake::TakeRecording(), expected), Text(expected));
+  }
+
+  // A frame, "source" in lists.
+  winrt::com_ptr<ID3D11Texture2D> Source(const reference::Image& picture) {
+    winrt::com_ptr<ID3D11Texture2D> texture;
+    texture.attach(fake::NewTexture(device.get(), fake::FrameDesc(picture.width, picture.height)));
+    fake::Draw(texture.get(), picture);
+    names.Give(fake::NameOf(texture.get()), "source");
+    return texture;
+  }
+
+  winrt::com_ptr<ID3D11Device> device;
+  winrt::com_ptr<ID3D11DeviceContext> context;
+  Names names;
+};
+
+}  // namespace session_test
