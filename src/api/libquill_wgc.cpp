@@ -1,9 +1,9 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The fifteen exports. Each is a thin wrapper over one session operation and catches nothing, the
-// support probe excepted; so this file must be compiled such that exceptions may leave extern "C"
-// functions: a failed first COM initialisation passes through the create functions to the host.
+// The exports. Each is a thin wrapper over one session operation; except for the support probe,
+// none catches anything. A failed first COM initialisation passes through the create functions to
+// the host, so compile this file such that exceptions may leave extern "C" functions.
 #include "libquill_wgc.h"
 
 #include <unknwn.h>
@@ -47,8 +47,8 @@ bool wgc_session_start(void* session) {
 }
 
 void wgc_session_destroy(void* session) {
-  // The stop sequence runs on whatever is passed: a null handle is a host's mistake and faults
-  // here, rather than hiding a session that leaks elsewhere.
+  // Stop whatever is passed: a null handle is a mistake of the host and faults here, which a silent
+  // return would hide together with the session that leaks.
   FromHandle(session)->Stop();
   if (session != nullptr) delete FromHandle(session);
 }

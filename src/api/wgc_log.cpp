@@ -13,18 +13,18 @@ void WgcLogf(int level, const char* format, ...) {
   char buffer[1024] = {};
   va_list arguments;
   va_start(arguments, format);
-  // Hosts have come to know lines cut at 1022 characters, one short of what the buffer could take.
+  // Hosts rely on lines cut at 1022 characters, one fewer than the buffer could hold.
   const int whole_length =
       std::max(std::vsnprintf(buffer, sizeof(buffer) - 1, format, arguments), -1);
   va_end(arguments);
 
-  // Read once: the host may unregister on another thread between a test and the call.
+  // Read the callback once: the host may unregister it on another thread between test and call.
   const WgcLogCallback callback = logger;
   if (callback == nullptr || whole_length <= 0) return;
 
-  // Capped at the buffer, not at the stored text: for a line of 1023 characters or more the length
-  // covers the NUL and the zero fill behind it, which is why the whole buffer is cleared. Hosts
-  // rely on the NUL, not on the length, for long lines.
+  // The cap is the buffer's size, not the stored text's: for a line of 1023 characters or more the
+  // length includes the NUL and the zeros behind it, so the whole buffer is cleared. Hosts rely on
+  // the NUL, not on the length, for long lines.
   const size_t length = std::min(static_cast<size_t>(whole_length), sizeof(buffer));
   callback(level, buffer, length);
 }

@@ -1,7 +1,7 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The library's one way to say anything: a line, formatted on the stack, for the host's callback.
+// All output of the library: a line, formatted on the stack, for the host's callback.
 #pragma once
 
 #include "libquill_wgc.h"

@@ -5,9 +5,9 @@
 
 #include <cstdint>
 
-// The capacity in bytes that a frame buffer grows to when it must hold needed_bytes: the next
-// larger common screen at four bytes a pixel, so that a window that is dragged larger reallocates
-// rarely. A need that equals a screen's size exactly goes to the screen above it.
+// The capacity in bytes of a frame buffer that must grow to hold needed_bytes: the next larger
+// common screen at four bytes per pixel, so that dragging a window larger rarely reallocates. A
+// need that equals a screen's size takes the next larger screen.
 constexpr uint32_t GrownFrameBufferCapacity(uint32_t needed_bytes) {
   constexpr uint32_t kScreenBytes[] = {
       1920 * 1080 * 4, 2560 * 1440 * 4, 3200 * 1800 * 4, 3840 * 2160 * 4, 4096 * 2160 * 4,

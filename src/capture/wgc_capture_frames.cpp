@@ -37,7 +37,7 @@ winrt::com_ptr<ID3D11Texture2D> TextureOf(const Direct3D11CaptureFrame& frame) {
 
 void WgcCaptureSession::on_frame_arrived(const Direct3D11CaptureFramePool& sender,
                                          const winrt::Windows::Foundation::IInspectable& /*args*/) {
-  // Taken even when it is then dropped: a frame left in the pool would block it.
+  // Take the frame even when it is dropped below: left in the pool it would block the pool.
   const Direct3D11CaptureFrame frame = sender.TryGetNextFrame();
   if (!frame) return;
   if (frame_pending_) return;
@@ -52,13 +52,13 @@ void WgcCaptureSession::on_frame_arrived(const Direct3D11CaptureFramePool& sende
   FollowContentSize(content_size);
 }
 
-// The pool's textures keep their size until the pool is made anew, so the frames of a resized
+// The pool's textures keep their size until the pool is recreated, so the frames of a resized
 // window have the right size only some frames later.
 void WgcCaptureSession::FollowContentSize(SizeInt32 content_size) {
   if (content_size.Width == content_size_.Width && content_size.Height == content_size_.Height) {
     return;
   }
-  // Stays false when Recreate throws: the host may not be told of this frame.
+  // False stays when Recreate throws: the host may never be told of this frame.
   const bool is_in_step = std::exchange(buffer_in_step_, false);
   frame_pool_.Recreate(winrt_device_, DirectXPixelFormat::B8G8R8A8UIntNormalized, kFramePoolBuffers,
                        content_size);
@@ -66,15 +66,16 @@ void WgcCaptureSession::FollowContentSize(SizeInt32 content_size) {
   buffer_in_step_ = is_in_step;
 }
 
-// Two ways, the second for a frame that the first could not read. When both fail, the poll goes on
-// to the next frame.
+// Tries the second way only for a frame that the first could not read. When both fail, the poll
+// goes on to the next frame.
 bool WgcCaptureSession::ReadFrameToBuffer(SizeInt32 content_size, ID3D11Texture2D* texture) {
   if (CopyFrameWithDiff(content_size, texture) || CopyFrameDirectly(texture)) return true;
   buffer_in_step_ = false;
   return false;
 }
 
-// The usual way: through the persistent staging texture, and not at all when nothing changed.
+// The usual way: through the persistent staging texture. Skips the copy only if nothing changed and
+// the buffer holds the frame that the engine compared with.
 bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2D* texture) {
   const bool was_in_step = std::exchange(buffer_in_step_, false);
   if (!EnsureFrameTexture(texture)) return false;
@@ -94,19 +95,20 @@ bool WgcCaptureSession::CopyFrameWithDiff(SizeInt32 content_size, ID3D11Texture2
       if (dirty_rects_.empty() && was_in_step && frame_diff_.IsSound()) {
         copy_mode_ = 0;
       } else if (update_ratio_ == 0.0f) {
-        // Unchanged since a frame that the buffer does not hold, or not compared at all: new to the
-        // host, who skips frames by the ratio.
+        // The frame equals one that the buffer does not hold, or was not compared at all. It is new
+        // to the host, which skips frames by the ratio.
         update_ratio_ = 1.0f;
       }
     }
-    // Once more after a rebuild, which is harmless, and also after a detection that failed: the
+    // Harmless after a rebuild, which did it already; needed after a detection that failed: the
     // next frame is always compared with this one.
     frame_diff_.UpdateOld(texture);
     buffer_in_step_ = true;
   }
   if (!ReadFrameTexture(desc)) return false;
 
-  // Before the frame counts as read: when Recreate throws, it does not, and the poll goes on.
+  // Before the frame counts as read: when Recreate throws, the frame does not count, and the poll
+  // goes on.
   FollowContentSize(content_size);
   return true;
 }
@@ -123,7 +125,7 @@ bool WgcCaptureSession::ReadFrameTexture(const D3D11_TEXTURE2D_DESC& desc) {
       buffer_in_step_ = false;
     }
   }
-  // On failure the texture stays mapped; the way that is tried next does not use it.
+  // On failure the texture stays mapped; the simple way, which is tried next, does not use it.
   if (!StoreFrame(desc, slice_map_info)) return false;
   if (copy_mode_ != 0) d3d_context_->Unmap(frame_texture_.get(), 0);
   return true;
@@ -143,7 +145,7 @@ bool WgcCaptureSession::CopyFrameDirectly(ID3D11Texture2D* texture) {
   if (SUCCEEDED(result)) {
     mapped_texture = texture;
   } else if (result == E_INVALIDARG) {
-    // What a texture that only the GPU can reach answers.
+    // The answer of a texture that only the GPU can access.
     const D3D11_TEXTURE2D_DESC staging_desc = StagingDesc(desc);
     if (FAILED(device->CreateTexture2D(&staging_desc, nullptr, staging.put())) || !staging) {
       return false;
@@ -152,8 +154,8 @@ bool WgcCaptureSession::CopyFrameDirectly(ID3D11Texture2D* texture) {
     if (FAILED(d3d_context_->Map(staging.get(), 0, D3D11_MAP_READ, 0, &map_info))) return false;
     mapped_texture = staging.get();
   }
-  // Any other failure is deliberately not one: the frame counts as read, what the map left in the
-  // record is what is copied, nothing when it left a null pointer, and the unmap names no texture.
+  // Any other failure deliberately does not count as one: the frame counts as read, the rows that
+  // the map left in the record are copied, none for a null pointer, and the unmap names no texture.
 
   if (!StoreFrame(desc, map_info)) return false;
   if (map_info.pData == nullptr) buffer_in_step_ = false;
@@ -176,8 +178,8 @@ bool WgcCaptureSession::EnsureFrameTexture(ID3D11Texture2D* texture) {
          frame_texture_;
 }
 
-// Makes frame_buffer_ large enough. It never shrinks: the first buffer is exactly as large as the
-// first frame, and growth goes by screen sizes.
+// Makes frame_buffer_ large enough. The first buffer is exactly as large as the first frame; later
+// it grows to common screen sizes and never shrinks.
 bool WgcCaptureSession::EnsureFrameBuffer(uint32_t width, uint32_t height) {
   const uint32_t needed_bytes = width * height * 4;
   if (frame_buffer_ == nullptr) {
@@ -191,7 +193,7 @@ bool WgcCaptureSession::EnsureFrameBuffer(uint32_t width, uint32_t height) {
   }
   if (frame_buffer_size_ >= needed_bytes) return true;
 
-  // Freed first, so that the peak is one buffer and not two.
+  // Free the old buffer first, so that the peak is one buffer and not two.
   const uint32_t capacity = GrownFrameBufferCapacity(needed_bytes);
   std::free(frame_buffer_);
   frame_buffer_ = static_cast<uint8_t*>(std::malloc(capacity));
@@ -204,15 +206,15 @@ bool WgcCaptureSession::EnsureFrameBuffer(uint32_t width, uint32_t height) {
   return true;
 }
 
-// Takes over the frame's size and copies the mapped rows, from the row pitch to rows without
-// padding. A record with a null pointer has no rows; the buffer then keeps its contents.
+// Stores the frame's size and copies the mapped rows, without the padding of the row pitch. A
+// record with a null pointer has no rows; the buffer then keeps its contents.
 bool WgcCaptureSession::StoreFrame(const D3D11_TEXTURE2D_DESC& desc,
                                    const D3D11_MAPPED_SUBRESOURCE& mapped) {
   const auto* const source = static_cast<const uint8_t*>(mapped.pData);
   const bool is_size_known = frame_width_ == desc.Width && frame_height_ == desc.Height;
   if (source == nullptr && is_size_known) return true;
-  // For rows also at a known size, which promises no room: texture output sets the size without the
-  // buffer, and a failed growth leaves it behind.
+  // Rows need the buffer checked at a known size, too: texture output sets the size without growing
+  // the buffer, and a growth that fails leaves the size without a buffer.
   if (!EnsureFrameBuffer(desc.Width, desc.Height)) return false;
   frame_width_ = desc.Width;
   frame_height_ = desc.Height;
@@ -233,8 +235,8 @@ void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
   if (!EnsureOutputTexture(src)) return;
 
   if (dirty_rect_enabled_) {
-    // The old frame is never updated here: in texture output every frame is compared with the same
-    // one, whatever the engine held before. Whether the engine works is not this path's concern.
+    // Never update the old frame here: texture output compares every frame with the same one,
+    // whatever the engine held before. An engine that fails does not stop the frame.
     dirty_rects_.clear();
     update_ratio_ = 0.0f;
     if (frame_diff_.IsSizeChanged(src.Width, src.Height)) {
@@ -253,7 +255,7 @@ void WgcCaptureSession::CopyFrameToOutputTexture(SizeInt32 /*content_size*/,
   d3d_context_->CopyResource(output_texture_.get(), texture.get());
 }
 
-// A new texture when size or format change. The host's references keep the old one alive, which
+// Makes a new texture when size or format change. The host's references keep the old one alive; it
 // then shows the last frame of its size.
 bool WgcCaptureSession::EnsureOutputTexture(const D3D11_TEXTURE2D_DESC& src) {
   if (output_texture_ && texture_desc_.Width == src.Width && texture_desc_.Height == src.Height &&
@@ -276,8 +278,8 @@ bool WgcCaptureSession::EnsureOutputTexture(const D3D11_TEXTURE2D_DESC& src) {
 bool WgcCaptureSession::GetRecentFrame(void** frame, void* /*reserved*/, uint32_t* width,
                                        uint32_t* height, bool* cursor_enabled) {
   frame_pending_ = false;
-  // To the end, without a filter: frames come as messages of the dispatcher queue's window, and the
-  // host's own windows live on this thread too. A WM_QUIT is taken like any other message.
+  // Empty the queue, without a filter: frames come as messages of the dispatcher queue's window,
+  // and the host's own windows live on this thread, too. WM_QUIT is removed like any other message.
   MSG message;
   while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
     TranslateMessage(&message);

@@ -38,7 +38,7 @@ uint32_t ToUnsigned(HRESULT result) {
   return static_cast<uint32_t>(result);
 }
 
-// A platform that reports success and hands out nothing has failed all the same.
+// A platform that reports success without an object has failed.
 HRESULT FailIfNull(HRESULT result, const void* object) {
   return SUCCEEDED(result) && object == nullptr ? E_POINTER : result;
 }
@@ -72,12 +72,12 @@ std::string NarrowMessage(const winrt::hresult_error& error) noexcept {
   }
 }
 
-// Once per process, on the thread that constructs the first session. A failure is raised and leaves
-// the next construction to try again (the initialiser of a local static does exactly that).
+// Runs once per process, on the thread that constructs the first session. A failure is thrown, and
+// the next construction tries again, as the initialiser of a local static does.
 void EnsureComInitialized() {
   [[maybe_unused]] static const bool initialized = [] {
     const HRESULT result = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    // Not check_hresult(), which turns one code into another exception, std::bad_alloc.
+    // Not check_hresult(), which turns E_OUTOFMEMORY into std::bad_alloc.
     if (FAILED(result)) throw winrt::hresult_error(result);
     std::atexit([] { CoUninitialize(); });
     return true;
@@ -90,7 +90,7 @@ int32_t TicksPer60Milliseconds() {
   return static_cast<int32_t>(ticks_per_second.QuadPart * 60 / 1000);
 }
 
-// For calls of the platform whose failure is logged and does not reach the host.
+// For platform calls whose failure is logged and does not reach the host.
 template <typename Call>
 void LogRaised(Call call) {
   try {
@@ -124,22 +124,22 @@ WgcCaptureSession::~WgcCaptureSession() {
     frame_buffer_ = nullptr;
     frame_buffer_size_ = 0;
   }
-  // Ahead of the engine, whose Release flushes the context and so frees the texture at once.
+  // Before the engine, whose Release flushes the context and so frees the texture at once.
   frame_texture_ = nullptr;
   frame_diff_.Release();
 }
 
 bool WgcCaptureSession::Start() {
   WgcLogf(LogInfo, "%s", "WgcCaptureSession::Start");
-  // A second start writes over what the first made. When it is refused, as on a thread that has a
-  // dispatcher queue already, a capture that has run goes on with all that it had. That one has a
-  // Closed handler, which is registered last and so needs no keeping.
+  // A second start overwrites what the first made. When it fails, as on a thread that already has a
+  // dispatcher queue, a capture that ran before goes on with all that it had. The Closed handler
+  // tells that a capture ran: it is registered last, so a failed start never replaces it.
   const bool has_run = static_cast<bool>(closed_revoker_);
   auto replaced =
       std::tie(d3d_device_, dxgi_factory_, dxgi_adapter_, capture_item_, winrt_device_,
                d3d_context_, frame_pool_, capture_session_, content_size_, dispatcher_controller_);
   const auto before = std::apply([](auto&... member) { return std::tuple(member...); }, replaced);
-  // These do not stay in place meanwhile: Direct3D lets nothing of one device meet another.
+  // These must not stay in place meanwhile: Direct3D resources of two devices must not mix.
   auto frame_handler_before = std::move(frame_arrived_revoker_);
   auto frame_texture_before = std::move(frame_texture_);
   auto output_texture_before = std::move(output_texture_);
@@ -191,8 +191,8 @@ bool WgcCaptureSession::CreateDevice() {
   return true;
 }
 
-// The first adapter of the preferred vendor, else the first that can describe itself; DXGI lists
-// the one of the primary monitor first. Deliberately no more than that.
+// Chooses the first adapter of the preferred vendor, or else the first that can describe itself;
+// DXGI lists the one of the primary monitor first. Deliberately no more than that.
 void WgcCaptureSession::ChooseAdapter() {
   winrt::com_ptr<IDXGIAdapter1> adapter;
   // DXGI_ERROR_NOT_FOUND ends the list; any other failure would repeat at every index.
@@ -260,8 +260,8 @@ bool WgcCaptureSession::BuildCapture() {
   frame_arrived_revoker_ =
       frame_pool_.FrameArrived(winrt::auto_revoke, {this, &WgcCaptureSession::on_frame_arrived});
   capture_session_.StartCapture();
-  // Last, so that this registration tells a capture that has run. An item that closes between the
-  // two goes unseen.
+  // Last, so that this registration tells that a capture ran. An item that closes between the two
+  // calls is not noticed.
   closed_revoker_ = capture_item_.Closed(winrt::auto_revoke, {this, &WgcCaptureSession::on_closed});
 
   running_.exchange(true);
@@ -281,7 +281,7 @@ void WgcCaptureSession::CreateDispatcherQueue() {
   dispatcher_controller_ = std::move(controller);
 }
 
-// The window wins over the monitor. With neither, capture_item_ is left as it is.
+// Prefers the window to the monitor. With neither, leaves capture_item_ as it is.
 bool WgcCaptureSession::CreateCaptureItem(IGraphicsCaptureItemInterop* interop_factory) {
   if (hwnd_ != nullptr) {
     const HRESULT result = interop_factory->CreateForWindow(
@@ -318,8 +318,8 @@ void WgcCaptureSession::ApplyCursorAndBorder() {
   }
 }
 
-// May run on a thread of the platform's, so it touches the two atomic flags and nothing else. The
-// host sees the change through its status and may destroy the session at once: running_ comes last.
+// May run on a thread of the platform, so it touches only the two atomic flags. The host sees the
+// change in wgc_get_status() and may destroy the session at once: running_ is set last.
 void WgcCaptureSession::on_closed(const GraphicsCaptureItem& /*sender*/,
                                   const winrt::Windows::Foundation::IInspectable& /*args*/) {
   WgcLogf(LogInfo, "Wgc on_closed");
@@ -328,13 +328,13 @@ void WgcCaptureSession::on_closed(const GraphicsCaptureItem& /*sender*/,
 }
 
 void WgcCaptureSession::Stop() {
-  // running_ stays as it is: it tells whether the item closed, not whether the host has left.
+  // Leave running_ as it is: it tells whether the item closed, not whether the host stopped.
   exit_requested_.exchange(true);
   WgcLogf(LogInfo, "Try to exit wgc thread");
   try {
     frame_arrived_revoker_.revoke();
     closed_revoker_.revoke();
-    // Closing the pool and the session is what ends delivery; there is no thread to join.
+    // Closing the pool and the session ends delivery; there is no thread to join.
     if (frame_pool_) frame_pool_.Close();
     if (capture_session_) capture_session_.Close();
   } catch (const winrt::hresult_error& error) {
@@ -353,9 +353,9 @@ bool WgcCaptureSession::IsBorderRequiredSupported() {
   return IsSessionPropertyPresent(L"IsBorderRequired");
 }
 
-// The guards of cursor and border mirror each other. Without support the cursor refuses to be
-// enabled and accepts to be disabled, the border refuses to be hidden and accepts to be shown. A
-// disabled cursor is passed to a live session without asking for support first.
+// Cursor and border mirror each other: without support, enabling the cursor and hiding the border
+// fail, while disabling the cursor and showing the border succeed. Disabling the cursor reaches a
+// live session without asking for support first.
 bool WgcCaptureSession::EnableCursor(bool enable) {
   if (enable && !IsCursorToggleSupported()) {
     WgcLogf(LogWarning, "Failed to %s cursor", "enable");
@@ -376,7 +376,7 @@ bool WgcCaptureSession::ShowBorder(bool show) {
   }
   WgcLogf(LogInfo, "Set %s border", show ? "show" : "hide");
   border_enabled_ = show;
-  // Asked again: showing is accepted without support, and then must not reach the session.
+  // Ask again: showing succeeds without support, and then must not reach the session.
   if (IsBorderRequiredSupported() && capture_session_) {
     LogRaised([&] { capture_session_.IsBorderRequired(border_enabled_); });
   }

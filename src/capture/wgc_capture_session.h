@@ -103,7 +103,7 @@ class WgcCaptureSession {
   // Frames the pool holds: one that is being read and one that arrives.
   static constexpr int32_t kFramePoolBuffers = 2;
 
-  // The order of the members is the reverse of the order in which destruction releases them.
+  // Destruction releases the members in reverse order.
   winrt::com_ptr<ID3D11Device> d3d_device_;
   winrt::com_ptr<IDXGIFactory1> dxgi_factory_;
   winrt::com_ptr<IDXGIAdapter1> dxgi_adapter_;
@@ -132,7 +132,7 @@ class WgcCaptureSession {
   uint32_t frame_width_ = 0;         // pixels, of the frame last handled in either output
   uint32_t frame_height_ = 0;
   float update_ratio_ = 0.0f;
-  int32_t ticks_per_60ms_ = 0;  // performance-counter ticks; computed once, read by nothing
+  int32_t ticks_per_60ms_ = 0;  // performance-counter ticks; computed once, never read
   bool cursor_enabled_ = false;
   bool capture_to_texture_ = false;
   std::atomic<bool> dirty_rect_enabled_{false};

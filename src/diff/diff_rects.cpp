@@ -7,13 +7,13 @@
 
 namespace {
 
-// An end that reaches the frame's edge is drawn in by one pixel. Hosts never see the rectangles,
-// but the ratio is made from their area.
+// Moves an end that reaches the frame's edge one pixel in. Hosts never see the rectangles, but the
+// ratio is computed from their area.
 uint32_t ClippedEnd(uint32_t end, uint32_t size) {
   return end < size ? end : size - 1;
 }
 
-// The rectangles of one tile row; its words are decoded apart, so a run ends at a word's last bit.
+// The rectangles of one tile row. Words are decoded one by one, so a run ends at a word's last bit.
 class RowDecoder {
  public:
   RowDecoder(uint32_t top, uint32_t width, uint32_t height, std::vector<D3D11_BOX>& diffRects)
@@ -27,7 +27,7 @@ class RowDecoder {
       // The flag of a column that does not exist marks the rest of the word as meaningless.
       if (left >= width) break;
       area += Append(left, std::countr_one(word >> first));
-      // The carry of the addition passes through the run; what is left are the bits above it.
+      // The carry of the addition clears the run and leaves the bits above it.
       word &= word + (1u << first);
     }
     return area;

@@ -10,9 +10,10 @@
 #include <cstdint>
 #include <vector>
 
-// The GPU's answer: four 32-bit words per tile row, bit i of word w set when the tile in column
+inline constexpr uint32_t kTileSize = 32;  // pixels, in both directions
+
+// The GPU's answer: four 32-bit words per tile row; bit i of word w is set when the tile in column
 // 32 * w + i changed. That is 128 tile columns, 4096 pixels of width.
-inline constexpr uint32_t kTileSize = 32;  // pixels, both ways
 inline constexpr uint32_t kFlagsPerWord = 32;
 inline constexpr uint32_t kFlagWordsPerRow = 4;
 inline constexpr uint32_t kFlagBytesPerRow = kFlagWordsPerRow * sizeof(uint32_t);

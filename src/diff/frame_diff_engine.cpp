@@ -3,6 +3,7 @@
 
 #include "diff/frame_diff_engine.h"
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -12,11 +13,11 @@
 
 namespace {
 
-// Exact in doubles for every texture size, as all three are powers of two.
-constexpr double kPerTile = 0.03125;  // tiles a pixel
-constexpr double kPerWord = 0.03125;  // flag words a tile
-constexpr double kPerGroup = 0.0625;  // thread groups a thread; groups are 16 threads wide
-static_assert(kPerTile * kTileSize == 1 && kPerWord * kFlagsPerWord == 1);
+// Powers of two, so that the quotients below are exact in doubles for every texture size.
+constexpr double kPerTile = 1.0 / kTileSize;      // tiles per pixel
+constexpr double kPerWord = 1.0 / kFlagsPerWord;  // flag words per tile
+constexpr double kPerGroup = 1.0 / 16;            // thread groups per thread, as in the programs
+static_assert(std::has_single_bit(kTileSize) && std::has_single_bit(kFlagsPerWord));
 
 UINT CeilToUint(double value) {
   return static_cast<UINT>(std::ceil(value));
@@ -30,12 +31,12 @@ UINT Groups(uint32_t threads) {
   return CeilToUint(threads * kPerGroup);
 }
 
-// One thread a tile, rounded up once and not twice.
+// Groups of one thread per tile. Round up once, not once per division.
 UINT TileGroups(uint32_t pixels) {
   return CeilToUint(pixels * kPerTile * kPerGroup);
 }
 
-// A driver that reports success and hands out nothing has failed all the same.
+// A driver that reports success without an object has failed.
 template <typename T>
 bool HasMade(HRESULT result, const winrt::com_ptr<T>& object) {
   return SUCCEEDED(result) && object;
@@ -93,8 +94,9 @@ bool FrameDiffEngine::Resize(const D3D11_TEXTURE2D_DESC& frameDesc) {
   isBuilt = context && CreateFrameTextures(frameDesc) && CreateLightTextures() &&
             CreateTexInfoBuffer() && CreateFlagBuffers() && CreateTexBuffer();
   if (!isBuilt) return false;
-  // The programs read the texels of edge tiles and never write them, and Direct3D leaves the
-  // contents of a new texture undefined: not cleared, edge tiles could count as changed for ever.
+  // The programs read the texels of edge tiles but never write them, and Direct3D leaves the
+  // contents of a new texture undefined: without the clear, edge tiles could count as changed
+  // forever.
   constexpr UINT kUnchanged[4] = {};
   context->ClearUnorderedAccessViewUint(lightTexUAV.get(), kUnchanged);
   return true;
@@ -195,7 +197,7 @@ bool FrameDiffEngine::CreateTexBuffer() {
   return CreateConstantBuffer(texBuffer, InitBuffData);
 }
 
-// Filled twice, at creation and by a discarding map: the sequence of calls is fixed.
+// Fills the buffer twice, at creation and by a discarding map: the sequence of calls is fixed.
 bool FrameDiffEngine::CreateConstantBuffer(winrt::com_ptr<ID3D11Buffer>& buffer,
                                            const uint32_t (&contents)[4]) {
   D3D11_BUFFER_DESC cbDesc{};
@@ -275,7 +277,7 @@ bool FrameDiffEngine::Detect(ID3D11Texture2D* frameTexture, std::vector<D3D11_BO
   *ratioOut = diffRatio;
   // ReadDiffRects has unmapped it. The second unmap does nothing; the sequence of calls is fixed.
   if (RamBuff) context->Unmap(RamBuff.get(), 0);
-  // The caller's emptied storage serves the next frame, so detection allocates nothing in the end.
+  // Keep the caller's storage for the next frame, so that a steady state allocates nothing.
   diffRects.swap(*rectsOut);
   return true;
 }
@@ -304,11 +306,11 @@ void FrameDiffEngine::FlagPass() {
   context->CSSetConstantBuffers(0, 1, constants);
   ID3D11UnorderedAccessView* const views[] = {lightTexUAV.get(), diffBuffUAV.get()};
   context->CSSetUnorderedAccessViews(0, 2, views, nullptr);
-  // One group across is 16 words, of which the program fills four.
+  // One group is 16 words wide; the program fills four of them.
   context->Dispatch(1, TileGroups(height), 1);
 }
 
-// Lets go of the program, both frames and the tiles' measures. The constant buffer, the flag buffer
+// Unbinds the program, both frames and the tiles' measures. The constant buffer, the flag buffer
 // in unordered-access slot 1 and the render target stay bound until the next detection.
 void FrameDiffEngine::Unbind() {
   context->CSSetShader(nullptr, nullptr, 0);
@@ -336,7 +338,7 @@ uint32_t FrameDiffEngine::ReadDiffRects() {
       isRead = true;
     }
   } catch (...) {
-    // Out of memory for the rectangles. Left mapped, the buffer would never be read again.
+    // Out of memory for the rectangles. Unmap the buffer, or it could never be read again.
     context->Unmap(RamBuff.get(), 0);
     throw;
   }
@@ -358,7 +360,7 @@ void FrameDiffEngine::Release() {
   diffRatio = 0.0f;
   isBuilt = false;
 
-  // The context forgets what is bound and lets go of it before the resources are released.
+  // Unbind everything before the resources are released.
   if (context) {
     context->ClearState();
     context->Flush();

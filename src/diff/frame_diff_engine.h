@@ -16,8 +16,8 @@
 // A texture like the frame that the CPU can read.
 D3D11_TEXTURE2D_DESC StagingDesc(const D3D11_TEXTURE2D_DESC& frameDesc);
 
-// Compares each frame with the one before it on the GPU, in tiles of 32 x 32 pixels, and tells
-// which regions changed and what share of the frame's area they cover.
+// Compares each frame with the one before it on the GPU, in square tiles of kTileSize pixels
+// (diff_rects.h), and tells which regions changed and what share of the frame's area they cover.
 //
 // Per frame: IsSizeChanged; then Resize, or Detect; then UpdateOld. One thread at a time, the one
 // that uses the immediate context. Nothing is logged; operations answer false when they fail.
@@ -28,12 +28,12 @@ class FrameDiffEngine {
   bool Init(winrt::com_ptr<ID3D11Device> device, winrt::com_ptr<ID3D11DeviceContext> context);
 
   // Whether the resources were built for another size. True for every frame before the first build.
-  // A change of format alone is not seen.
+  // Does not notice a change of format alone.
   bool IsSizeChanged(uint32_t frameWidth, uint32_t frameHeight) const;
 
-  // Builds everything that depends on the frame's size and format. After a failure the size counts
-  // as taken and the resources are partly rebuilt: a frame of that size goes to Detect, which
-  // answers false unless what it needs happens to exist.
+  // Builds everything that depends on the frame's size and format. After a failure the engine keeps
+  // the new size with partly rebuilt resources: a frame of that size goes to Detect, which answers
+  // false unless what it needs happens to exist.
   bool Resize(const D3D11_TEXTURE2D_DESC& frameDesc);
 
   // Compares frameTexture with the frame last given to UpdateOld. rectsOut: emptied by the caller;
@@ -43,7 +43,7 @@ class FrameDiffEngine {
   bool Detect(ID3D11Texture2D* frameTexture, std::vector<D3D11_BOX>* rectsOut, float* ratioOut);
 
   // Whether the last Detect can be relied on: all of the last build succeeded, and the flags could
-  // be read. Otherwise a change may have gone unseen.
+  // be read. Otherwise Detect may have missed a change.
   bool IsSound() const { return isBuilt && isRead; }
 
   // Makes frameTexture the frame that the next one is compared with.
@@ -75,8 +75,8 @@ class FrameDiffEngine {
   std::vector<D3D11_BOX> diffRects;
   winrt::com_ptr<ID3D11Device> device;
   winrt::com_ptr<ID3D11DeviceContext> context;
-  // texture carries rtv and nothing else. The staging textures, light and its view are read by no
-  // pass; they are part of the build, whose success promises all of them.
+  // texture exists only for rtv. No pass reads the staging textures, light or its view; they are
+  // part of the build, whose success promises all of them.
   winrt::com_ptr<ID3D11Texture2D> texture;
   winrt::com_ptr<ID3D11RenderTargetView> rtv;
   winrt::com_ptr<ID3D11Buffer> diffBuff;  // flag words, written by the programs
