@@ -35,10 +35,10 @@
  * may be called from any thread. Sessions are independent of each other, each on its own thread.
  *
  * A thread starts one session in its life; for the next session, start a new thread. A start gives
- * its thread a dispatcher queue, of which Windows allows one, and which stays with the thread:
- * destroying the session does not end it. On a thread that has a queue wgc_session_start() fails,
- * with `Winrt exception:-2147417842` (RPC_E_WRONG_THREAD) in the log, and a capture that runs on it
- * goes on.
+ * its thread a dispatcher queue. Windows allows one queue per thread, and the queue stays with the
+ * thread: destroying the session does not end it. On a thread that has a queue wgc_session_start()
+ * fails, with `Winrt exception:-2147417842` (RPC_E_WRONG_THREAD) in the log, and a capture that
+ * runs on it goes on.
  *
  * @par COM
  * The first session created in a process initialises COM for the multithreaded apartment on the
@@ -75,8 +75,8 @@ enum WgcLogLevel {
 /**
  * Receives one log line.
  *
- * It runs on the thread that logs, which for "Wgc on_closed" is a thread of the platform's, and on
- * several threads at once when several sessions run on several threads. It must not throw.
+ * Runs on the thread that logs: a thread of the platform for "Wgc on_closed", and several threads
+ * at once when several sessions run on several threads. Must not throw.
  *
  * @param level A WgcLogLevel.
  * @param text The line, without a line break, terminated by a NUL; it is gone when the callback
@@ -87,11 +87,12 @@ enum WgcLogLevel {
 typedef void (*WgcLogCallback)(int level, const char* text, size_t length);
 
 /**
- * Whether this Windows has the API contract that capture relies on (universal contract 8 or later).
+ * Tells whether this Windows has the API contract that capture relies on (universal contract 8 or
+ * later).
  *
  * Creates nothing, logs nothing. Any thread, at any time.
  *
- * @return True when the contract is there, false otherwise or when that cannot be found out.
+ * @return True when the contract is there; false otherwise, or when Windows does not answer.
  */
 bool is_wgc_session_supported(void);
 
@@ -106,8 +107,7 @@ bool is_wgc_session_supported(void);
 void wgc_register_logger(WgcLogCallback cb);
 
 /**
- * A new session that will capture a top-level window. Nothing is captured before
- * wgc_session_start().
+ * Creates a session for a top-level window. It captures nothing before wgc_session_start().
  *
  * @param window The window. It is not checked here: with an invalid or null one,
  *     wgc_session_start() fails.
@@ -118,7 +118,7 @@ void wgc_register_logger(WgcLogCallback cb);
 void* wgc_session_create(HWND window);
 
 /**
- * The same as wgc_session_create() for a monitor.
+ * Creates a session for a monitor; otherwise the same as wgc_session_create().
  *
  * @param monitor The monitor.
  * @return As wgc_session_create(); NULL also when monitor is null.
@@ -189,7 +189,7 @@ bool wgc_get_recent_frame(void* session, void** frame, void* reserved, uint32_t*
                           uint32_t* height, bool* cursor_enabled);
 
 /**
- * Does nothing: frame bytes belong to the session, and a texture is given back with its Release.
+ * Does nothing: frame bytes belong to the session, and the host gives a texture back with Release.
  * Exists so that each frame has a pair of calls.
  *
  * @param session Not used.
@@ -198,16 +198,17 @@ bool wgc_get_recent_frame(void* session, void** frame, void* reserved, uint32_t*
 void wgc_free_recent_frame(void* session, void* frame);
 
 /**
- * How much of the picture the last frame changed, and resets that measure to 0.
+ * Returns how much of the picture the last frame changed, and resets that measure to 0.
  *
- * With change detection (wgc_set_dirty_rect()) the changed share of the area, 0.0 to 1.0, in steps
- * of 32 x 32 pixel tiles; the last tile column and row, and everything right of 4096 pixels, are
- * not watched. Frames are compared with the previous frame that detection saw in byte output; in
- * texture output always with the same one; when detection ran in texture output only that is a new
- * texture, as a rule a blank one.
+ * With change detection (wgc_set_dirty_rect()) this is the changed share of the area, 0.0 to 1.0,
+ * counted in tiles of 32 x 32 pixels. The last tile column and row, and everything right of 4096
+ * pixels, are not compared. In byte output each frame is compared with the previous frame that
+ * detection saw in byte output; in texture output every frame is compared with the same one. If
+ * detection has run in texture output only, that is a new texture, as a rule a blank one.
  *
- * In byte output, 0.0 means that the bytes are as they were: a frame that looks the same as the one
- * it was compared with, while the bytes hold another or none, is copied and counts as not compared.
+ * In byte output, 0.0 means that the bytes did not change. A frame that equals the one it was
+ * compared with is copied all the same, and counts as not compared, when the bytes hold another
+ * frame or none.
  *
  * Start thread; from another thread a value may be lost.
  *
@@ -219,7 +220,7 @@ void wgc_free_recent_frame(void* session, void* frame);
 float wgc_get_update_ratio(void* session);
 
 /**
- * Whether the capture runs. Any thread.
+ * Tells whether the capture runs. Any thread.
  *
  * @param session The session.
  * @return True from a successful wgc_session_start() until the platform closes the captured item,
@@ -228,7 +229,8 @@ float wgc_get_update_ratio(void* session);
 bool wgc_get_status(void* session);
 
 /**
- * The device that captures, for sharing. Use its immediate context on the start thread only.
+ * Returns the device that captures, for sharing. Use its immediate context on the start thread
+ * only.
  *
  * @param session The session.
  * @return The device; null until wgc_session_start() has made one, and kept when that start fails
@@ -237,21 +239,20 @@ bool wgc_get_status(void* session);
 ID3D11Device* wgc_get_device(void* session);
 
 /**
- * Whether the mouse cursor is drawn into the frames; takes effect at once. Start thread.
+ * Shows or hides the mouse cursor in the frames; takes effect at once. Start thread.
  *
  * @param session The session.
- * @param enable True to draw it.
- * @return False, with a WGC_LOG_WARNING line, when this Windows cannot be asked to draw it (enable
- *     only).
+ * @param enable True to show it.
+ * @return False, with a WGC_LOG_WARNING line, when this Windows has no such switch (enable only).
  */
 bool wgc_enable_cursor(void* session, bool enable);
 
 /**
- * Whether Windows draws its coloured border around what is captured; takes effect at once. Start
- * thread.
+ * Shows or hides the coloured border that Windows draws around what is captured; takes effect at
+ * once. Start thread.
  *
  * @param session The session.
- * @param show True to draw it.
+ * @param show True to show it.
  * @return False, with a WGC_LOG_WARNING line, when this Windows cannot hide it (hide only).
  */
 bool wgc_show_border(void* session, bool show);
@@ -266,16 +267,17 @@ bool wgc_show_border(void* session, bool show);
 void wgc_set_dirty_rect(void* session, bool enable);
 
 /**
- * Whether frames are handed out as a texture or as bytes, from the next frame and the next
- * wgc_get_recent_frame() on. Start thread.
+ * Selects textures or bytes as the form in which frames are handed out, from the next frame and the
+ * next wgc_get_recent_frame() on. Start thread.
  *
- * Back at bytes, and until a frame has come, the bytes are those of the last frame handed out as
- * bytes, while width and height are those of the last frame in either form. When the target may
- * have grown meanwhile, read the bytes only once a frame has come: clear the measure with
- * wgc_get_update_ratio(), and poll with detection off until it is 1.0.
+ * After a switch back to bytes, and until a frame arrives, the bytes are those of the last frame
+ * handed out as bytes, while width and height are those of the last frame in either form. If the
+ * target may have grown meanwhile, do not read the bytes before a frame has arrived: clear the
+ * measure with wgc_get_update_ratio(), and poll with detection off until it is 1.0.
  *
- * Back at textures, and until a frame has come, the texture is the last one handed out, while width
- * and height are those of the last frame in either form: its GetDesc tells its own size.
+ * After a switch back to textures, and until a frame arrives, the texture is the last one handed
+ * out, while width and height are those of the last frame in either form; the texture's own GetDesc
+ * tells its size.
  *
  * @param session The session.
  * @param enable True for a texture, false for bytes.
