@@ -1,0 +1,124 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "support/process.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+constexpr DWORD kOutputMs = 30000;
+constexpr DWORD kEndMs = 60000;
+// Wine sometimes needs 20 seconds before a program's first window.
+constexpr DWORD kWindowMs = 60000;
+
+std::filesystem::path NewFile() {
+  static int number = 0;
+  return std::filesystem::temp_directory_path() /
+         ("quill-test-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++number));
+}
+
+HANDLE CreateStream(const std::filesystem::path& path) {
+  SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+  return CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inheritable, CREATE_ALWAYS,
+                     FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+std::string ReadBytes(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::string WithoutCarriageReturns(std::string text) {
+  std::erase(text, '\r');
+  return text;
+}
+
+struct WindowSearch {
+  DWORD process_id;
+  HWND found;
+};
+
+BOOL CALLBACK FindVisibleWindow(HWND window, LPARAM parameter) {
+  auto* const search = reinterpret_cast<WindowSearch*>(parameter);
+  DWORD process_id = 0;
+  GetWindowThreadProcessId(window, &process_id);
+  if (process_id != search->process_id || !IsWindowVisible(window)) return TRUE;
+  search->found = window;
+  return FALSE;
+}
+
+}  // namespace
+
+Process::Process(const std::filesystem::path& program, const std::wstring& arguments,
+                 const ProcessStreams& streams)
+    : out_(NewFile()), err_(NewFile()) {
+  const HANDLE out = CreateStream(out_);
+  const HANDLE err = CreateStream(err_);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdOutput = streams.out != nullptr ? streams.out : out;
+  startup.hStdError = streams.err != nullptr ? streams.err : err;
+  std::wstring command = L"\"" + program.wstring() + L"\" " + arguments;
+  EXPECT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                             &startup, &process_))
+      << program << ": error " << GetLastError();
+  CloseHandle(out);
+  CloseHandle(err);
+}
+
+Process::~Process() {
+  Wait();
+  std::error_code ignored;
+  std::filesystem::remove(out_, ignored);
+  std::filesystem::remove(err_, ignored);
+}
+
+bool Process::IsRunningAfter(DWORD milliseconds) const {
+  return WaitForSingleObject(process_.hProcess, milliseconds) == WAIT_TIMEOUT;
+}
+
+bool Process::Prints(const std::string& text) const {
+  const ULONGLONG end = GetTickCount64() + kOutputMs;
+  while (ReadBytes(out_).find(text) == std::string::npos) {
+    if (GetTickCount64() > end) return false;
+    Sleep(20);
+  }
+  return true;
+}
+
+HWND Process::AwaitWindow() const {
+  WindowSearch search{process_.dwProcessId, nullptr};
+  const ULONGLONG end = GetTickCount64() + kWindowMs;
+  while (EnumWindows(FindVisibleWindow, reinterpret_cast<LPARAM>(&search)),
+         search.found == nullptr && GetTickCount64() < end) {
+    Sleep(10);
+  }
+  return search.found;
+}
+
+void Process::Terminate() {
+  TerminateProcess(process_.hProcess, 1);
+}
+
+ProcessResult Process::Wait() {
+  ProcessResult result;
+  if (process_.hProcess == nullptr) return result;
+  if (WaitForSingleObject(process_.hProcess, kEndMs) != WAIT_OBJECT_0) {
+    ADD_FAILURE() << "the program did not end";
+    Terminate();
+    WaitForSingleObject(process_.hProcess, kEndMs);
+  }
+  GetExitCodeProcess(process_.hProcess, &result.exit_code);
+  CloseHandle(process_.hThread);
+  CloseHandle(process_.hProcess);
+  process_ = {};
+  result.bytes = ReadBytes(out_);
+  result.out = WithoutCarriageReturns(result.bytes);
+  result.err = WithoutCarriageReturns(ReadBytes(err_));
+  return result;
+}

@@ -1,0 +1,54 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+#include <filesystem>
+#include <string>
+
+// What a program left behind when it ended.
+struct ProcessResult {
+  DWORD exit_code = 0;
+  std::string bytes;  // standard output as it is
+  std::string out;    // standard output as text, without carriage returns
+  std::string err;    // standard error as text, without carriage returns
+};
+
+// Inheritable handles for output streams that do not go into files.
+struct ProcessStreams {
+  HANDLE out = nullptr;
+  HANDLE err = nullptr;
+};
+
+// A running program whose output streams go into temporary files.
+class Process {
+ public:
+  // program: a path, or the name of a program beside the test program or in the system's folders.
+  // arguments: the rest of the command line. A program that does not start fails the test.
+  explicit Process(const std::filesystem::path& program, const std::wstring& arguments = {},
+                   const ProcessStreams& streams = {});
+  // Waits, as Wait does, for a program that still runs.
+  ~Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  bool IsRunningAfter(DWORD milliseconds) const;
+
+  // Waits until standard output holds the text; false when it does not come in half a minute.
+  bool Prints(const std::string& text) const;
+
+  // Waits for the program's first visible top-level window; null when none appears in time.
+  HWND AwaitWindow() const;
+
+  void Terminate();
+
+  // Waits a minute at most, then ends the program and fails the test.
+  ProcessResult Wait();
+
+ private:
+  std::filesystem::path out_;
+  std::filesystem::path err_;
+  PROCESS_INFORMATION process_{};
+};
