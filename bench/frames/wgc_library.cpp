@@ -25,15 +25,9 @@ WgcLibrary Load() {
   WgcLibrary library;
   library.module = LoadLibraryW(kLibraryName);
   Check(library.module != nullptr, "libquill-wgc.dll cannot be loaded: build the target quill-wgc");
-  Find(library.module, "wgc_register_logger", library.wgc_register_logger);
-  Find(library.module, "wgc_session_create", library.wgc_session_create);
-  Find(library.module, "wgc_session_destroy", library.wgc_session_destroy);
-  Find(library.module, "wgc_session_start", library.wgc_session_start);
-  Find(library.module, "wgc_get_recent_frame", library.wgc_get_recent_frame);
-  Find(library.module, "wgc_get_update_ratio", library.wgc_get_update_ratio);
-  Find(library.module, "wgc_get_device", library.wgc_get_device);
-  Find(library.module, "wgc_set_dirty_rect", library.wgc_set_dirty_rect);
-  Find(library.module, "wgc_set_capture_to_texture", library.wgc_set_capture_to_texture);
+#define FIND(name) Find(library.module, #name, library.name);
+  QUILL_WGC_EXPORTS(FIND)
+#undef FIND
   library.wgc_register_logger(PrintLog);
   ServeCapture(library.module);
   return library;

@@ -1,30 +1,17 @@
 #!/usr/bin/env bash
-# surface_test.sh OBJDUMP DLL VISUAL-STUDIO-LIBRARY VERSION
-# What the DLL shows to the world: fifteen undecorated names, imports from the system alone, a
-# version resource, and an import library that names all of it.
+# surface_test.sh OBJDUMP DLL VISUAL-STUDIO-LIBRARY VERSION DEF
+# What others see of the DLL: it exports the names in DEF, undecorated, and nothing else; it imports
+# from system DLLs alone; it has a version resource; the import library has all the names.
 set -euo pipefail
-objdump=$1 dll=$2 library=$3 version=$4
+objdump=$1 dll=$2 library=$3 version=$4 def=$5
 
 fail() {
   echo "$1" >&2
   exit 1
 }
 
-expected="is_wgc_session_supported
-wgc_enable_cursor
-wgc_free_recent_frame
-wgc_get_device
-wgc_get_recent_frame
-wgc_get_status
-wgc_get_update_ratio
-wgc_register_logger
-wgc_session_create
-wgc_session_create2
-wgc_session_destroy
-wgc_session_start
-wgc_set_capture_to_texture
-wgc_set_dirty_rect
-wgc_show_border"
+expected=$(sed -n 's/^ \+\([a-z0-9_]\+\)$/\1/p' "$def" | sort)
+[ -n "$expected" ] || fail "$def names nothing"
 
 headers=$("$objdump" -p "$dll")
 exports=$(sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p' <<<"$headers" |

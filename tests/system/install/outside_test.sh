@@ -35,7 +35,8 @@ quietly cmake -S "$here/outside" -B "$folder/outside" -G Ninja \
 quietly cmake --build "$folder/outside"
 run "$folder/outside/host_c.exe"
 run "$folder/outside/host_cpp.exe"
-run "$folder/outside/loader.exe" "$version"
+mapfile -t names < <(sed -n 's/^ \+\([a-z0-9_]\+\)$/\1/p' "$root/src/api/libquill_wgc.def")
+run "$folder/outside/loader.exe" "$version" "${names[@]}"
 
 # The project of the page for beginners, as it stands there.
 page=$root/docs/getting-started-windows.md
@@ -59,6 +60,7 @@ run "$folder/host_pkg_config.exe"
 
 quietly cmake -S "$here/visual_studio" -B "$folder/visual_studio" -G Ninja \
   -D CMAKE_SYSTEM_NAME=Windows -D CMAKE_BUILD_TYPE=Release -D CMAKE_PREFIX_PATH="$tree" \
+  -D EXPORTS="$build/exports" \
   -D CMAKE_C_COMPILER=clang -D CMAKE_C_COMPILER_TARGET=x86_64-pc-windows-msvc
 quietly cmake --build "$folder/visual_studio"
 run "$folder/visual_studio/host_vs.exe"

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// loader VERSION: finds libquill-wgc.dll by its name alone, all its functions by theirs, and
-// VERSION in its resources.
+// loader VERSION NAME...: loads libquill-wgc.dll by name, looks each function NAME up in it, and
+// compares VERSION with the DLL's resources.
 #include <windows.h>
 
 #include <cstdio>
@@ -10,14 +10,6 @@
 #include <vector>
 
 namespace {
-
-const char* const kNames[] = {
-    "is_wgc_session_supported", "wgc_register_logger",   "wgc_session_create",
-    "wgc_session_create2",      "wgc_session_destroy",   "wgc_session_start",
-    "wgc_get_recent_frame",     "wgc_free_recent_frame", "wgc_get_update_ratio",
-    "wgc_get_status",           "wgc_get_device",        "wgc_enable_cursor",
-    "wgc_show_border",          "wgc_set_dirty_rect",    "wgc_set_capture_to_texture",
-};
 
 // "1.2.3", from the resource's numbers; empty when there are none, or a fourth that is not 0.
 std::string FileVersion(const wchar_t* path) {
@@ -41,16 +33,16 @@ std::string FileVersion(const wchar_t* path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
+  if (argc < 3) return 2;
   const HMODULE library = LoadLibraryW(L"libquill-wgc.dll");
   if (library == nullptr) {
     std::fprintf(stderr, "loader: libquill-wgc.dll: error %lu\n", GetLastError());
     return 1;
   }
   bool right = true;
-  for (const char* const name : kNames) {
-    if (GetProcAddress(library, name) == nullptr) {
-      std::fprintf(stderr, "loader: there is no %s\n", name);
+  for (int i = 2; i < argc; ++i) {
+    if (GetProcAddress(library, argv[i]) == nullptr) {
+      std::fprintf(stderr, "loader: there is no %s\n", argv[i]);
       right = false;
     }
   }
