@@ -51,9 +51,13 @@ if(TARGET quill-grab)
     quill_license(cli11 ${vcpkg_share}/cli11/copyright)
     quill_license(nlohmann-json ${vcpkg_share}/nlohmann-json/copyright)
   endif()
-  quill_license(chart.js ${PROJECT_SOURCE_DIR}/third_party/chart.js/LICENSE.md)
-  quill_license(chartjs-chart-matrix
-    ${PROJECT_SOURCE_DIR}/third_party/chartjs-chart-matrix/LICENSE)
+  if(QUILL_GRAB_CHART_JS MATCHES "^/usr/share/javascript/")
+    quill_license(chart.js /usr/share/doc/libjs-chart.js/copyright)
+  elseif(QUILL_GRAB_CHART_JS)
+    # As in the npm package, where the script lies in dist/.
+    cmake_path(GET QUILL_GRAB_CHART_JS PARENT_PATH chart_js_folder)
+    quill_license(chart.js ${chart_js_folder}/../LICENSE.md)
+  endif()
 endif()
 
 set(CPACK_GENERATOR ZIP)

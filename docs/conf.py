@@ -25,7 +25,7 @@ version = release = re.search(
 extensions = ["myst_parser", "breathe"]
 root_doc = "docs/index"
 include_patterns = ["*.md", "**/*.md"]
-exclude_patterns = ["build", "third_party", ".github"]
+exclude_patterns = ["build", ".github"]
 nitpicky = True
 # Types of Windows and of the C library, which the pages do not describe.
 nitpick_ignore = [("c:identifier", name) for name in (

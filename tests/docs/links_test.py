@@ -14,7 +14,7 @@ from markdown_it import MarkdownIt
 from mdit_py_plugins.anchors import anchors_plugin
 
 # Not the project's own, or made by it.
-FOREIGN = {".git", "build", "third_party"}
+FOREIGN = {".git", "build"}
 MARKDOWN = MarkdownIt("commonmark").enable("table").use(anchors_plugin, max_level=6)
 
 

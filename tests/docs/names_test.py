@@ -10,7 +10,7 @@ import pathlib
 import re
 import sys
 
-FOREIGN = {".git", "build", "third_party"}
+FOREIGN = {".git", "build"}
 NAME = r"(?:is_)?wgc_[a-z0-9_]+|WGC_[A-Z_]+"
 COMMENT = re.compile(r"/\*.*?\*/", re.DOTALL)
 

@@ -15,7 +15,7 @@ import sys
 
 from markdown_it import MarkdownIt
 
-FOREIGN = {".git", "build", "third_party"}
+FOREIGN = {".git", "build"}
 COMPILER = [
     "x86_64-w64-mingw32-gcc", "-std=c11", "-Wall", "-Wextra", "-Werror", "-DUNICODE", "-D_UNICODE",
     "-fsyntax-only", "-x", "c"]

@@ -69,15 +69,11 @@
   // Colours, read from the style sheet so that both schemes and paper have their own.
 
   const color = (name) => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`);
-  const channels = (name) =>
-    color(name).trim().slice(1).match(/../g).map((hex) => parseInt(hex, 16));
-
   const heatColor = (share) => {
     const position = Math.min(share, 1) * 3;
     const step = Math.min(Math.floor(position), 2);
-    const [from, to] = [channels(`heat-${step}`), channels(`heat-${step + 1}`)];
-    const mixed = from.map((value, i) => Math.round(value + (to[i] - value) * (position - step)));
-    return `rgb(${mixed.join(' ')} / 0.9)`;
+    const part = ((position - step) * 100).toFixed(1);
+    return `color-mix(in srgb, var(--heat-${step}), var(--heat-${step + 1}) ${part}%)`;
   };
 
   // Plots over time.
@@ -93,7 +89,7 @@
     responsive: true, maintainAspectRatio: false, animation: false, parsing: false,
     normalized: true,
     interaction: {mode: 'index', intersect: false},
-    scales: {x: timeAxis(max), y: {beginAtZero: true, border: {display: false}, ...yAxis}},
+    scales: {x: timeAxis(max), y: {beginAtZero: true, grid: {drawBorder: false}, ...yAxis}},
     plugins: {legend: {display: false}},
   });
 
@@ -269,27 +265,12 @@
         [seconds(i * binSeconds, 0), number(polls), number(newFrames), number(dropped)])));
   };
 
-  // The heat map: pixels of the frame on both axes, a tile as a cell.
+  // The heat map: an SVG image in pixels of the frame, with a square for each tile that changed.
 
-  // Behind the cells lies a picture of that size, in grey, where there is one.
-  const heatGround = (picture) => {
-    const image = new Image();
-    const plugin = {
-      id: 'heatGround',
-      beforeDatasetsDraw({ctx, chartArea: {left, top, width, height}}) {
-        ctx.save();
-        ctx.fillStyle = color('panel');
-        ctx.fillRect(left, top, width, height);
-        if (image.complete && image.naturalWidth > 0) {
-          ctx.filter = 'grayscale(1)';
-          ctx.globalAlpha = 0.35;
-          ctx.drawImage(image, left, top, width, height);
-        }
-        ctx.restore();
-      },
-    };
-    if (picture) image.src = picture.png;
-    return {image, plugin};
+  const svg = (name, attributes) => {
+    const made = document.createElementNS('http://www.w3.org/2000/svg', name);
+    for (const [key, value] of Object.entries(attributes)) made.setAttribute(key, value);
+    return made;
   };
 
   // Logarithmic: a blinking caret must not hide what changed a few times. 1 time is 0, `most` is 1.
@@ -304,10 +285,34 @@
       `most often: in ${percent(most / compared)} of the comparisons`);
   };
 
-  const heatAxis = (length) => ({
-    type: 'linear', min: 0, max: length, offset: false, grid: {display: false},
-    ticks: {maxRotation: 0, autoSkipPadding: 24, maxTicksLimit: 11, includeBounds: false},
-  });
+  // Labels at round numbers of pixels, at most eight; side: the property that places them.
+  const heatLabels = (side, length) => {
+    const power = 10 ** Math.floor(Math.log10(length / 8));
+    const step = power * [1, 2, 5, 10].find((factor) => factor * power * 8 >= length);
+    return Array.from({length: Math.ceil(length / step)}, (_, i) => {
+      const label = element('span', {class: side, 'aria-hidden': 'true'}, number(i * step));
+      label.style[side] = `${i * step / length * 100}%`;
+      return label;
+    });
+  };
+
+  // One box that follows the pointer from square to square. texts: heading and line of each.
+  const heatTooltip = (map, texts) => {
+    const box = element('div', {id: 'heat-tooltip', hidden: ''});
+    map.addEventListener('pointerover', ({target: square}) => {
+      box.hidden = !texts.has(square);
+      if (box.hidden) return;
+      const [heading, line] = texts.get(square);
+      box.replaceChildren(element('b', {}, heading), element('br'), line);
+      const whole = map.getBoundingClientRect();
+      const {left, top, width} = square.getBoundingClientRect();
+      const middle = left + width / 2 - whole.left - box.offsetWidth / 2;
+      box.style.left = `${Math.max(0, Math.min(middle, whole.width - box.offsetWidth))}px`;
+      box.style.top = `${top - whole.top - box.offsetHeight - 4}px`;
+    });
+    map.addEventListener('pointerleave', () => { box.hidden = true; });
+    return box;
+  };
 
   const showHeat = () => {
     const {heat} = data;
@@ -338,45 +343,29 @@
     }
 
     showHeatLegend(most, compared);
-    const box = byId('heat-plot');
-    box.style.aspectRatio = `${width} / ${height}`;
-    // On the screen as a whole, and a small window not blown up.
-    const tall = Math.max(70 * width / height, 20).toFixed(1);
-    box.style.width = `min(100%, ${tall}vh, max(${2 * width}px, 20rem))`;
-    box.style.minHeight = '6rem';
-    const {image, plugin} = heatGround(
-      data.pictures.find((picture) => picture.width === width && picture.height === height));
-    // A line of ground between cells, where they are large enough to spare it.
-    const span = (axis, from, to) => ({chart, dataIndex}) => {
-      const scale = chart.scales[axis];
-      const cell = cells[dataIndex];
-      const length = scale.getPixelForValue(cell[to]) - scale.getPixelForValue(cell[from]);
-      return length > 6 ? length - 1 : length;
-    };
-    const chart = addChart('heat', {
-      type: 'matrix',
-      data: {datasets: [{
-        data: cells, anchorX: 'left', anchorY: 'top', borderWidth: 0,
-        width: span('x', 'x', 'right'), height: span('y', 'y', 'bottom'),
-        backgroundColor: ({dataIndex}) => heatColor(heatShare(cells[dataIndex].count, most)),
-      }]},
-      options: {
-        responsive: true, maintainAspectRatio: false, animation: false,
-        scales: {x: heatAxis(width), y: {...heatAxis(height), reverse: true}},
-        plugins: {legend: {display: false}, tooltip: {callbacks: {
-          title: ([item]) => {
-            const {x, y, right, bottom} = cells[item.dataIndex];
-            return `x ${x} to ${right - 1}, y ${y} to ${bottom - 1}`;
-          },
-          label: ({dataIndex}) => `${counted(cells[dataIndex].count, 'time', 'times')}, ` +
-            `${percent(cells[dataIndex].count / compared)} of the comparisons`,
-        }}},
-      },
-      plugins: [plugin],
-    });
-    image.addEventListener('load', () => chart.draw());
-    byId('heat').setAttribute('aria-label', `Heat map of ${sizeText(heat)} pixels: ${changed} ` +
+    const map = byId('heat');
+    map.setAttribute('viewBox', `0 0 ${width} ${height}`);
+    map.setAttribute('aria-label', `Heat map of ${sizeText(heat)} pixels: ${changed} ` +
       `changed; the tile that changed most did so ${counted(most, 'time', 'times')}.`);
+    // A picture of that size, in grey, lies behind the squares where there is one.
+    const picture = data.pictures.find((one) => one.width === width && one.height === height);
+    if (picture) map.append(svg('image', {href: picture.png, width, height}));
+    const texts = new Map();
+    for (const {x, y, right, bottom, count} of cells) {
+      // Half a pixel on each side is left free, so that neighbours can be told apart.
+      const square = svg('rect',
+        {x: x + 0.5, y: y + 0.5, width: right - x - 1, height: bottom - y - 1});
+      square.style.fill = heatColor(heatShare(count, most));
+      texts.set(square, [`x ${x} to ${right - 1}, y ${y} to ${bottom - 1}`,
+        `${counted(count, 'time', 'times')}, ${percent(count / compared)} of the comparisons`]);
+      map.append(square);
+    }
+    const plot = byId('heat-plot');
+    plot.append(...heatLabels('left', width), ...heatLabels('top', height),
+      heatTooltip(map, texts));
+    // The whole map fits on the screen, and the map of a small window stays small.
+    const tall = Math.max(70 * width / height, 20).toFixed(1);
+    plot.style.width = `min(100% - 2.8rem, ${tall}vh, max(${2 * width}px, 20rem))`;
     lazyTable('heat-table', () => table('The tiles that changed, those that changed most first.',
       [['left', true], ['top', true], ['times', true], ['of the comparisons', true]],
       [...cells].sort((a, b) => b.count - a.count).map(({x, y, count}) =>
@@ -504,7 +493,7 @@
     for (const chart of charts) {
       for (const scale of Object.values(chart.options.scales)) {
         scale.ticks.color = scale.title.color = color('faint');
-        scale.grid.color = scale.border.color = color('line');
+        scale.grid.color = scale.grid.borderColor = color('line');
       }
       chart.update('none');
       chart.resize();

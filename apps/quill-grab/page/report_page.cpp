@@ -12,16 +12,15 @@ namespace quill_grab {
 
 namespace {
 
+HRSRC FindPart(const wchar_t* name) {
+  return FindResourceW(nullptr, name, MAKEINTRESOURCEW(10));  // RT_RCDATA
+}
+
 std::string_view Resource(const wchar_t* name) {
-  const HRSRC found = FindResourceW(nullptr, name, MAKEINTRESOURCEW(10));  // RT_RCDATA
+  const HRSRC found = FindPart(name);
   if (found == nullptr) throw std::logic_error("a resource of the report is missing");
   const HGLOBAL loaded = LoadResource(nullptr, found);
   return {static_cast<const char*>(LockResource(loaded)), SizeofResource(nullptr, found)};
-}
-
-// Without the comment that names a source map: there is none beside the page.
-std::string_view WithoutSourceMap(std::string_view script) {
-  return script.substr(0, script.rfind("//# sourceMappingURL="));
 }
 
 std::string Replace(std::string_view text, char what, std::string_view by) {
@@ -39,6 +38,10 @@ std::string Replace(std::string_view text, char what, std::string_view by) {
 
 }  // namespace
 
+bool HasReportPage() {
+  return FindPart(L"CHART_JS") != nullptr;
+}
+
 std::string EscapeHtml(std::string_view text) {
   return Replace(Replace(Replace(text, '&', "&amp;"), '<', "&lt;"), '>', "&gt;");
 }
@@ -53,8 +56,7 @@ std::string ReportPage(const PageContent& content) {
       {"plain", EscapeHtml(content.plain)},
       {"data", EscapeJsonForScript(content.data)},
       {"style", std::string(Resource(L"REPORT_CSS"))},
-      {"chart", std::string(WithoutSourceMap(Resource(L"CHART_JS")))},
-      {"matrix", std::string(WithoutSourceMap(Resource(L"CHART_MATRIX_JS")))},
+      {"chart", std::string(Resource(L"CHART_JS"))},
       {"script", std::string(Resource(L"REPORT_JS"))},
   };
   std::string page;

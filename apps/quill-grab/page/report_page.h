@@ -14,6 +14,9 @@ struct PageContent {
   std::string data;   // a JSON text
 };
 
+// Whether this program holds the page: a build without Chart.js does not.
+bool HasReportPage();
+
 // The page's template, style and scripts from the program's resources, filled with content.
 std::string ReportPage(const PageContent& content);
 

@@ -110,8 +110,24 @@ expect('log', [(level, text) for _, level, text in log], [
     ('info', 'size is now 800 x 600'),
     ('error', 'not UTF-8: \ufffd\ufffd; Grüße, 日本')])
 
+# The top left tile blinks with each new frame, so it changes unless an even number of beats of new
+# frames lies between two frames of its size.
+blinks = [beat // 3 for beat, size, _, _ in new if size == '1280 × 720']
+resumed = blinks.index(1350 // 3)
+pairs = [pair for part in (blinks[:resumed], blinks[resumed:]) for pair in zip(part, part[1:])]
+changed = sum((first - second) % 2 for first, second in pairs)
+expect('tooltip of the top left tile', texts.get('heat-tooltip'),
+       f'x 0 to 31, y 0 to 31{changed} times, {100 * changed / len(pairs):.2f} % of the comparisons')
+squares = [attributes for tag, attributes in page.elements if tag == 'rect']
+expect('number of changed tiles', f'{len(squares)} of 920 tiles changed' in texts['heat-text'], True)
+expect('colours of the tiles', len({square['style'] for square in squares}) > 20, True)
+expect('place and size of the top left tile',
+       [squares[0][name] for name in ('x', 'y', 'width', 'height')], ['0.5', '0.5', '31', '31'])
+heat = [attributes for tag, attributes in page.elements if attributes.get('id') == 'heat']
+expect('text of the heat map', len(heat[0].get('aria-label', '')) > 40, True)
+
 canvases = [attributes for tag, attributes in page.elements if tag == 'canvas']
-expect('canvases', [canvas['id'] for canvas in canvases], ['ratio', 'heat', 'rates'])
+expect('canvases', [canvas['id'] for canvas in canvases], ['ratio', 'rates'])
 for canvas in canvases:
     # An empty canvas shows one colour; text alone shows the shades of one.
     expect(f'{canvas["id"]} is drawn', int(canvas.get('data-colors', 0)) > 20, True)

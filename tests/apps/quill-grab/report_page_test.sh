@@ -31,8 +31,11 @@ with_line() {
 
 wine "$sample" report.html
 
-# The canvases tell how many colours they show once the page has settled.
-probe='<script>setTimeout(() => { for (const canvas of document.querySelectorAll("canvas")) {
+# The canvases tell how many colours they show once the page has settled, and the pointer enters the
+# first square of the heat map.
+probe='<script>setTimeout(() => {
+  document.querySelector("#heat rect").dispatchEvent(new PointerEvent("pointerover", {bubbles: true}));
+  for (const canvas of document.querySelectorAll("canvas")) {
   const {data} = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height);
   canvas.dataset.colors = new Set(new Uint32Array(data.buffer)).size; } }, 500);</script>'
 with_line report.html "$(tr '\n' ' ' <<<"$probe")" >probed.html

@@ -39,8 +39,7 @@ lib/quill-wgc.lib
 share/doc/quill-wgc/CHANGELOG.md
 share/doc/quill-wgc/LICENSE
 share/doc/quill-wgc/README.md
-share/licenses/chart.js/LICENSE.md
-share/licenses/chartjs-chart-matrix/LICENSE
+share/licenses/chart.js/copyright
 share/licenses/cli11/copyright
 share/licenses/gcc/copyright
 share/licenses/mingw-w64/copyright

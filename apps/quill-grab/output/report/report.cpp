@@ -204,6 +204,10 @@ Report::Report(const std::string& path)
     : path_(ToWide(path)),
       ratios_(kRatioBinSeconds, kRatioBins),
       rates_(kRateBinSeconds, kRateBins) {
+  if (!HasReportPage()) {
+    throw GrabError(ExitCode::kUnsupported,
+                    "this quill-grab was built without Chart.js and has no --report");
+  }
   path_.make_preferred();
   CheckWritable(path_, kRemedy);
 }

@@ -18,7 +18,8 @@ namespace quill_grab {
 // the run is bounded, however long it lasts. The thread must have initialised COM.
 class Report : public Output {
  public:
-  // path (UTF-8) gets the page when the run is over. Throws GrabError when it cannot be written.
+  // path (UTF-8) gets the page when the run is over. Throws GrabError when it cannot be written, or
+  // when this program was built without the page.
   explicit Report(const std::string& path);
 
   bool NeedsPixels(const FrameRecord& record) const override { return record.is_new; }
