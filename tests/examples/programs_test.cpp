@@ -1,63 +1,28 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The example programs as their users run them: on windows with known pixels, and with what cannot
-// work.
+// The example programs as their users run them: on windows with known pixels, and where they fail.
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
-#include <wincodec.h>
-#include <wrl/client.h>
-
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
-#include "examples/program_run.h"
 #include "support/pattern_window.h"
+#include "support/platform_setting.h"
+#include "support/process.h"
 
 namespace {
 
-using Microsoft::WRL::ComPtr;
-
 constexpr int kWidth = 301;
 constexpr int kHeight = 203;
-
-// A DWORD or text in the registry, for the life of this object; what was there comes back.
-class RegistryValue {
- public:
-  RegistryValue(HKEY root, const wchar_t* key, const wchar_t* name, DWORD type, const void* data,
-                DWORD bytes)
-      : root_(root), key_(key), name_(name) {
-    DWORD size = sizeof before_;
-    existed_ = RegGetValueW(root, key, name, RRF_RT_ANY, &type_, before_, &size) == ERROR_SUCCESS;
-    size_ = size;
-    EXPECT_EQ(RegSetKeyValueW(root, key, name, type, data, bytes), ERROR_SUCCESS);
-  }
-  ~RegistryValue() {
-    if (existed_) {
-      RegSetKeyValueW(root_, key_, name_, type_, before_, size_);
-    } else {
-      RegDeleteKeyValueW(root_, key_, name_);
-    }
-  }
-  RegistryValue(const RegistryValue&) = delete;
-  RegistryValue& operator=(const RegistryValue&) = delete;
-
- private:
-  HKEY root_;
-  const wchar_t* key_;
-  const wchar_t* name_;
-  bool existed_;
-  DWORD type_ = 0;
-  DWORD size_ = 0;
-  wchar_t before_[MAX_PATH];
-};
 
 class Programs : public testing::Test {
  protected:
@@ -70,69 +35,53 @@ class Programs : public testing::Test {
 
   std::filesystem::path File(const char* name) const { return folder_ / name; }
 
-  ProgramRun Start(const std::wstring& program, const std::wstring& arguments) const {
-    return ProgramRun(program, arguments, folder_);
-  }
-  // A title and a file.
-  ProgramRun Start(const std::wstring& program, const std::wstring& title,
-                   const std::filesystem::path& file) const {
-    return Start(program, L"\"" + title + L"\" \"" + file.wstring() + L"\"");
+  // The rest of the command line for the one window that is shown and a file.
+  std::wstring WindowAnd(const std::filesystem::path& file) const {
+    return L"\"Quill pattern\" \"" + (folder_ / file).wstring() + L"\"";
   }
 
  private:
   std::filesystem::path folder_;
 };
 
-// A failure: these lines on standard error, nothing else anywhere.
-void ExpectFailure(const ProgramResult& result, const std::string& lines) {
+void ExpectFailure(const ProcessResult& result, const std::string& lines) {
   EXPECT_EQ(result.exit_code, 1u);
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, lines);
 }
 
-// The picture of a file as the Windows Imaging Component reads it; empty when it cannot.
-Picture LoadBitmapFile(const std::filesystem::path& file) {
-  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-  ComPtr<IWICImagingFactory> factory;
-  ComPtr<IWICBitmapDecoder> decoder;
-  ComPtr<IWICBitmapFrameDecode> frame;
-  ComPtr<IWICBitmapSource> pixels;
-  UINT width = 0;
-  UINT height = 0;
-  Picture picture;
-  if (SUCCEEDED(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
-                                 IID_PPV_ARGS(&factory))) &&
-      SUCCEEDED(factory->CreateDecoderFromFilename(file.c_str(), nullptr, GENERIC_READ,
-                                                   WICDecodeMetadataCacheOnLoad, &decoder)) &&
-      SUCCEEDED(decoder->GetFrame(0, &frame)) &&
-      SUCCEEDED(WICConvertBitmapSource(GUID_WICPixelFormat32bppBGR, frame.Get(), &pixels)) &&
-      SUCCEEDED(pixels->GetSize(&width, &height))) {
-    picture = {static_cast<int>(width), static_cast<int>(height), {}};
-    picture.pixels.resize(size_t{width} * height);
-    EXPECT_EQ(pixels->CopyPixels(nullptr, width * 4, width * height * 4,
-                                 reinterpret_cast<BYTE*>(picture.pixels.data())),
-              S_OK);
-  }
-  return picture;
+std::string ReadBytes(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 TEST_F(Programs, MinimalSavesEveryPixelOfTheWindow) {
   const Picture shown = MakePattern(kWidth, kHeight);
   const PatternWindow window(shown);
-  const ProgramResult result = Start(L"minimal", L"ill patt", File("frame.bmp")).Wait();
+  // Part of a title is enough.
+  const ProcessResult result =
+      Process("minimal.exe", L"\"ill patt\" \"" + File("frame.bmp").wstring() + L"\"").Wait();
   EXPECT_EQ(result.exit_code, 0u);
   EXPECT_EQ(result.out, "301 x 203 pixels saved\n");
   EXPECT_EQ(result.err, "");
 
-  EXPECT_EQ(std::filesystem::file_size(File("frame.bmp")), 54u + kWidth * kHeight * 4);
-  const Picture saved = LoadBitmapFile(File("frame.bmp"));
-  ASSERT_EQ(saved.width, kWidth);
-  ASSERT_EQ(saved.height, kHeight);
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      ASSERT_EQ(saved.at(x, y) & 0xFFFFFF, shown.at(x, y) & 0xFFFFFF) << x << ", " << y;
-    }
-  }
+  const std::string saved = ReadBytes(File("frame.bmp"));
+  constexpr size_t kPixels = 54;
+  ASSERT_EQ(saved.size(), kPixels + kWidth * kHeight * 4);
+  BITMAPFILEHEADER file;
+  BITMAPINFOHEADER bitmap;
+  std::memcpy(&file, saved.data(), sizeof file);
+  std::memcpy(&bitmap, saved.data() + sizeof file, sizeof bitmap);
+  EXPECT_EQ(saved.substr(0, 2), "BM");
+  EXPECT_EQ(file.bfSize, saved.size());
+  EXPECT_EQ(file.bfOffBits, kPixels);
+  EXPECT_EQ(bitmap.biSize, sizeof bitmap);
+  EXPECT_EQ(bitmap.biWidth, kWidth);
+  EXPECT_EQ(bitmap.biHeight, -kHeight);  // rows from top to bottom
+  EXPECT_EQ(bitmap.biPlanes, 1);
+  EXPECT_EQ(bitmap.biBitCount, 32);
+  EXPECT_EQ(bitmap.biCompression, static_cast<DWORD>(BI_RGB));
+  EXPECT_TRUE(Picture(kWidth, kHeight, saved.data() + kPixels, kWidth * 4) == shown);
 }
 
 // BT.709's luma for video levels, of a colour 0xRRGGBB.
@@ -146,12 +95,11 @@ double LumaOf(uint32_t colour) {
 TEST_F(Programs, TextureSavesTheLumaOfEveryPixel) {
   const Picture shown = MakePattern(kWidth, kHeight);
   const PatternWindow window(shown);
-  const ProgramResult result = Start(L"texture", L"Quill pattern", File("luma.pgm")).Wait();
+  const ProcessResult result = Process("texture.exe", WindowAnd("luma.pgm")).Wait();
   EXPECT_EQ(result.exit_code, 0u);
   EXPECT_EQ(result.err, "");
 
-  std::ifstream file(File("luma.pgm"), std::ios::binary);
-  const std::string saved{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::string saved = ReadBytes(File("luma.pgm"));
   const std::string header = "P5\n301 203\n255\n";
   ASSERT_TRUE(saved.starts_with(header));
   ASSERT_EQ(saved.size(), header.size() + kWidth * kHeight);
@@ -160,7 +108,7 @@ TEST_F(Programs, TextureSavesTheLumaOfEveryPixel) {
       const size_t offset = header.size() + static_cast<size_t>(y) * kWidth + x;
       const int luma = static_cast<unsigned char>(saved[offset]);
       // Direct3D may round a colour to a byte 0.6 away.
-      ASSERT_NEAR(luma, LumaOf(shown.at(x, y)), 0.601) << x << ", " << y;
+      ASSERT_NEAR(luma, LumaOf(shown.At(x, y)), 0.601) << x << ", " << y;
     }
   }
 }
@@ -201,11 +149,9 @@ void ExpectCounts(const std::string& line, const char* name, unsigned polls, uns
 }
 
 TEST_F(Programs, TwoWindowsTellTheirChangesApartAndEndTogether) {
-  PatternWindow left(MakePattern(kWidth, kHeight, 1), 40, 30);
-  PatternWindow right(MakePattern(kWidth, kHeight, 2), 500, 30);
-  SetWindowTextW(left.handle(), L"Quill left");
-  SetWindowTextW(right.handle(), L"Quill right");
-  ProgramRun run = Start(L"two_windows", L"\"Quill left\" \"Quill right\" 100");
+  PatternWindow left(MakePattern(kWidth, kHeight, 1), {.title = L"left"});
+  PatternWindow right(MakePattern(kWidth, kHeight, 2), {.position = {500, 30}, .title = L"right"});
+  Process run("two_windows.exe", L"left right 100");
   const std::string first_new = "first: 301 x 203, 100.0 % changed\n";
   const std::string second_new = "second: 301 x 203, 100.0 % changed\n";
   ASSERT_TRUE(run.Prints(first_new));
@@ -216,7 +162,7 @@ TEST_F(Programs, TwoWindowsTellTheirChangesApartAndEndTogether) {
   ASSERT_TRUE(run.Prints(WholeChange("first")));
   right.Destroy();
 
-  const ProgramResult result = run.Wait();
+  const ProcessResult result = run.Wait();
   EXPECT_EQ(result.exit_code, 0u);
   EXPECT_EQ(result.err, "");
   const std::vector<std::string> first = LinesOf(result.out, "first: ");
@@ -234,8 +180,8 @@ TEST_F(Programs, TwoWindowsTellTheirChangesApartAndEndTogether) {
 TEST_F(Programs, TwoWindowsEndWithTheirTime) {
   const PatternWindow window(MakePattern(kWidth, kHeight));
   const ULONGLONG start = GetTickCount64();
-  const ProgramResult result =
-      Start(L"two_windows", L"\"Quill pattern\" \"Quill pattern\" 2.5").Wait();
+  const ProcessResult result =
+      Process("two_windows.exe", L"\"Quill pattern\" \"Quill pattern\" 2.5").Wait();
   EXPECT_GE(GetTickCount64() - start, 2500u);
   EXPECT_EQ(result.exit_code, 0u);
   EXPECT_EQ(result.err, "");
@@ -247,35 +193,35 @@ TEST_F(Programs, TwoWindowsEndWithTheirTime) {
 }
 
 TEST_F(Programs, ShowTheirUsage) {
-  const std::string minimal = "minimal: usage: minimal TITLE FILE.bmp\n";
-  const std::string texture = "texture: usage: texture TITLE FILE.pgm\n";
-  const std::string two_windows = "two_windows: usage: two_windows TITLE TITLE SECONDS\n";
-  ExpectFailure(Start(L"minimal", L"").Wait(), minimal);
-  ExpectFailure(Start(L"minimal", L"one two three").Wait(), minimal);
-  ExpectFailure(Start(L"texture", L"one").Wait(), texture);
-  ExpectFailure(Start(L"two_windows", L"one two").Wait(), two_windows);
-  ExpectFailure(Start(L"two_windows", L"one two soon").Wait(), two_windows);
-  ExpectFailure(Start(L"two_windows", L"one two -1").Wait(), two_windows);
+  const char* const minimal = "minimal: usage: minimal TITLE FILE.bmp\n";
+  const char* const texture = "texture: usage: texture TITLE FILE.pgm\n";
+  const char* const two_windows = "two_windows: usage: two_windows TITLE TITLE SECONDS\n";
+  ExpectFailure(Process("minimal.exe").Wait(), minimal);
+  ExpectFailure(Process("minimal.exe", L"one two three").Wait(), minimal);
+  ExpectFailure(Process("texture.exe", L"one").Wait(), texture);
+  ExpectFailure(Process("two_windows.exe", L"one two").Wait(), two_windows);
+  ExpectFailure(Process("two_windows.exe", L"one two soon").Wait(), two_windows);
+  ExpectFailure(Process("two_windows.exe", L"one two -1").Wait(), two_windows);
 }
 
 TEST_F(Programs, SayThatThereIsNoSuchWindow) {
   const PatternWindow window(MakePattern(kWidth, kHeight));
-  ExpectFailure(Start(L"minimal", L"no such title", File("frame.bmp")).Wait(),
+  ExpectFailure(Process("minimal.exe", L"none frame.bmp").Wait(),
                 "minimal: no visible window has that text in its title\n");
-  ExpectFailure(Start(L"texture", L"no such title", File("luma.pgm")).Wait(),
+  ExpectFailure(Process("texture.exe", L"none luma.pgm").Wait(),
                 "texture: no window has that title\n");
-  ExpectFailure(Start(L"two_windows", L"\"no such title\" \"Quill pattern\" 1").Wait(),
+  ExpectFailure(Process("two_windows.exe", L"none \"Quill pattern\" 1").Wait(),
                 "two_windows: no window has the first title\n");
-  ExpectFailure(Start(L"two_windows", L"\"Quill pattern\" \"no such title\" 1").Wait(),
+  ExpectFailure(Process("two_windows.exe", L"\"Quill pattern\" none 1").Wait(),
                 "two_windows: no window has the second title\n");
-  EXPECT_FALSE(std::filesystem::exists(File("frame.bmp")));
-  EXPECT_FALSE(std::filesystem::exists(File("luma.pgm")));
+  EXPECT_FALSE(std::filesystem::exists("frame.bmp"));
+  EXPECT_FALSE(std::filesystem::exists("luma.pgm"));
 }
 
 TEST_F(Programs, SayThatTheFileCannotBeWritten) {
   const PatternWindow window(MakePattern(kWidth, kHeight));
-  ProgramRun minimal = Start(L"minimal", L"Quill pattern", File("none") / "frame.bmp");
-  ProgramRun texture = Start(L"texture", L"Quill pattern", File("none") / "luma.pgm");
+  Process minimal("minimal.exe", WindowAnd("none/frame.bmp"));
+  Process texture("texture.exe", WindowAnd("none/luma.pgm"));
   ExpectFailure(minimal.Wait(), "minimal: the file could not be written\n");
   ExpectFailure(texture.Wait(), "texture: the file could not be written\n");
 }
@@ -283,51 +229,41 @@ TEST_F(Programs, SayThatTheFileCannotBeWritten) {
 TEST_F(Programs, SayThatAMinimisedWindowGivesNoFrame) {
   PatternWindow window(MakePattern(kWidth, kHeight));
   window.Minimize();
-  ProgramRun minimal = Start(L"minimal", L"Quill pattern", File("frame.bmp"));
-  ProgramRun texture = Start(L"texture", L"Quill pattern", File("luma.pgm"));
+  Process minimal("minimal.exe", WindowAnd("frame.bmp"));
+  Process texture("texture.exe", WindowAnd("luma.pgm"));
   ExpectFailure(minimal.Wait(),
                 "minimal: no frame came in 5 seconds: restore the window if it is minimised\n");
   ExpectFailure(texture.Wait(), "texture: no frame came: the window is minimised or was closed\n");
 }
 
-// The programs' three starts, on one window.
+// Starts the three programs on one window.
 class ProgramsStart : public Programs {
  protected:
-  std::vector<ProgramResult> Results() const {
-    const PatternWindow window(MakePattern(kWidth, kHeight));
-    ProgramRun minimal = Start(L"minimal", L"Quill pattern", File("frame.bmp"));
-    ProgramRun texture = Start(L"texture", L"Quill pattern", File("luma.pgm"));
-    ProgramRun two_windows = Start(L"two_windows", L"\"Quill pattern\" \"Quill pattern\" 20");
+  const PatternWindow window_{MakePattern(kWidth, kHeight)};
+
+  // Runs while the platform is damaged: minimal, texture, two_windows.
+  std::vector<ProcessResult> Results() const {
+    Process minimal("minimal.exe", WindowAnd("frame.bmp"));
+    Process texture("texture.exe", WindowAnd("luma.pgm"));
+    Process two_windows("two_windows.exe", L"\"Quill pattern\" \"Quill pattern\" 20");
     return {minimal.Wait(), texture.Wait(), two_windows.Wait()};
   }
 };
 
-bool RunsUnderWine() {
-  return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 TEST_F(ProgramsStart, NamesTheWindowsThatIsNeeded) {
-  if (!RunsUnderWine()) GTEST_SKIP() << "needs a platform whose version can be chosen";
-  const DWORD contract = 7;
-  const RegistryValue old(HKEY_CURRENT_USER, L"Software\\libquill-wgc\\Capture",
-                          L"UniversalApiContract", REG_DWORD, &contract, sizeof contract);
-  const std::vector<ProgramResult> results = Results();
+  const PlatformSetting old_windows(L"UniversalApiContract", 7);
+  const std::vector<ProcessResult> results = Results();
   ExpectFailure(results[0], "minimal: capture needs Windows 10 version 1903\n");
   ExpectFailure(results[1], "texture: capture needs Windows 10 version 1903\n");
   ExpectFailure(results[2], "two_windows: capture needs Windows 10 version 1903\n");
 }
 
-// The reason is the library's: the class of capture items cannot be had.
+// The reason is the library's.
 TEST_F(ProgramsStart, GivesTheLibrarysReasonForAFailedStart) {
-  if (!RunsUnderWine()) GTEST_SKIP() << "needs a platform that can be damaged";
-  constexpr wchar_t kMissing[] = L"C:\\windows\\system32\\no-such.dll";
-  const RegistryValue damaged(HKEY_LOCAL_MACHINE,
-                              L"Software\\Microsoft\\WindowsRuntime\\ActivatableClassId\\"
-                              L"Windows.Graphics.Capture.GraphicsCaptureItem",
-                              L"DllPath", REG_SZ, kMissing, sizeof kMissing);
+  const MissingClass no_items(L"Windows.Graphics.Capture.GraphicsCaptureItem");
   const std::string reason =
       "Winrt exception:" + std::to_string(HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)) + "\n";
-  const std::vector<ProgramResult> results = Results();
+  const std::vector<ProcessResult> results = Results();
   ExpectFailure(results[0], "minimal: capture could not start: " + reason);
   ExpectFailure(results[1], "texture: capture could not start: " + reason);
   // Two captures, two reasons, in either order.

@@ -3,34 +3,56 @@
 
 #include "support/pattern_window.h"
 
+#include <gtest/gtest.h>
+
 #include <utility>
 
 namespace {
 
 constexpr wchar_t kClassName[] = L"QuillPatternWindow";
-constexpr UINT kShowPicture = WM_APP + 1;  // lparam: a Picture*, moved from
-constexpr UINT kShowState = WM_APP + 2;    // wparam: an SW_ constant
+constexpr UINT kShowPicture = WM_APP + 1;  // lparam: a Picture* of the same process, moved from
+constexpr UINT kShowPattern = WM_APP + 2;  // wparam: a seed, lparam: width and height
+constexpr UINT kShowState = WM_APP + 3;    // wparam: an SW_ constant, lparam: unpainted_ms
+
+// Waits until the window's thread has handled the message.
+void Send(HWND window, UINT message, WPARAM wparam = 0, LPARAM lparam = 0) {
+  constexpr UINT kLimitMs = 10000;
+  EXPECT_NE(SendMessageTimeoutW(window, message, wparam, lparam, SMTO_NORMAL, kLimitMs, nullptr), 0)
+      << "the window does not answer";
+}
+
+// WM_CLOSE destroys the window.
+void Close(HWND window) {
+  if (IsWindow(window)) Send(window, WM_CLOSE);
+}
+
+// Handles what other threads send, and nothing that is posted.
+void AnswerOthersFor(DWORD time_ms) {
+  const ULONGLONG end = GetTickCount64() + time_ms;
+  MSG message;
+  for (; GetTickCount64() < end; Sleep(5)) {
+    PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+  }
+}
 
 }  // namespace
 
-uint32_t PatternPixel(int x, int y, uint32_t seed) {
-  // An odd multiplier makes this a permutation of the 24-bit colours within a picture's rows.
-  const uint32_t colour = (static_cast<uint32_t>(y) * 4099 + x + seed * 77003 + 1) * 0x9E3779;
-  return 0xFF000000 | (colour & 0xFFFFFF);
+BITMAPINFO InfoOf(const Picture& picture) {
+  BITMAPINFO info{};
+  info.bmiHeader.biSize = sizeof(info.bmiHeader);
+  info.bmiHeader.biWidth = static_cast<LONG>(picture.width);
+  info.bmiHeader.biHeight = -static_cast<LONG>(picture.height);  // rows from top to bottom
+  info.bmiHeader.biPlanes = 1;
+  info.bmiHeader.biBitCount = 32;
+  return info;
 }
 
-Picture MakePattern(int width, int height, uint32_t seed) {
-  Picture picture{width, height, std::vector<uint32_t>(static_cast<size_t>(width) * height)};
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) picture.at(x, y) = PatternPixel(x, y, seed);
-  }
-  return picture;
-}
-
-PatternWindow::PatternWindow(Picture picture, int left, int top) : picture_(std::move(picture)) {
-  std::promise<HWND> created;
-  thread_ = std::thread([&] { Run(left, top, &created); });
-  window_ = created.get_future().get();
+PatternWindow::PatternWindow(Picture picture, const WindowOptions& options)
+    : picture_(std::move(picture)), cursor_(options.cursor) {
+  const HANDLE ready = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  thread_ = std::thread([&] { Run(options, ready); });
+  WaitForSingleObject(ready, INFINITE);
+  CloseHandle(ready);
 }
 
 PatternWindow::~PatternWindow() {
@@ -39,90 +61,113 @@ PatternWindow::~PatternWindow() {
 }
 
 void PatternWindow::Show(Picture picture) {
-  SendMessageW(window_, kShowPicture, 0, reinterpret_cast<LPARAM>(&picture));
+  Send(window_, kShowPicture, 0, reinterpret_cast<LPARAM>(&picture));
 }
 
-void PatternWindow::Minimize() {
-  SendMessageW(window_, kShowState, SW_MINIMIZE, 0);
+void PatternWindow::SetState(int show_command, DWORD unpainted_ms) {
+  Send(window_, kShowState, show_command, unpainted_ms);
 }
 
-void PatternWindow::Restore() {
-  SendMessageW(window_, kShowState, SW_RESTORE, 0);
-}
-
-void PatternWindow::Hide() {
-  SendMessageW(window_, kShowState, SW_HIDE, 0);
-}
-
-void PatternWindow::Unhide() {
-  SendMessageW(window_, kShowState, SW_SHOWNA, 0);
-}
-
-// WM_CLOSE destroys the window; a window that is gone already takes no message.
 void PatternWindow::Destroy() {
-  SendMessageW(window_, WM_CLOSE, 0, 0);
+  Close(window_);
 }
 
-void PatternWindow::Run(int left, int top, std::promise<HWND>* created) {
+void PatternWindow::Run(const WindowOptions& options, HANDLE ready) {
   WNDCLASSW window_class{};
   window_class.lpfnWndProc = WindowProcedure;
   window_class.hInstance = GetModuleHandleW(nullptr);
-  window_class.hCursor = LoadCursor(nullptr, IDC_ARROW);
   window_class.lpszClassName = kClassName;
   RegisterClassW(&window_class);  // fails harmlessly after the first window
 
-  HWND window = CreateWindowExW(WS_EX_TOPMOST, kClassName, L"Quill pattern", WS_POPUP, left, top,
-                                picture_.width, picture_.height, nullptr, nullptr,
-                                window_class.hInstance, nullptr);
-  SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-  ShowWindow(window, SW_SHOWNA);
-  UpdateWindow(window);
-  created->set_value(window);
+  window_ = CreateWindowExW(options.ex_style, kClassName, options.title.c_str(), options.style,
+                            options.position.x, options.position.y, 0, 0, nullptr, nullptr,
+                            window_class.hInstance, nullptr);
+  Fit();
+  SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+  ShowWindow(window_, SW_SHOWNA);
+  UpdateWindow(window_);
+  SetEvent(ready);
 
   MSG message;
-  while (GetMessageW(&message, nullptr, 0, 0) > 0) {
-    DispatchMessageW(&message);
-  }
+  while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
 }
 
 LRESULT CALLBACK PatternWindow::WindowProcedure(HWND window, UINT message, WPARAM wparam,
                                                 LPARAM lparam) {
-  auto* self = reinterpret_cast<PatternWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+  auto* const self = reinterpret_cast<PatternWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+  return self != nullptr ? self->Handle(message, wparam, lparam)
+                         : DefWindowProcW(window, message, wparam, lparam);
+}
+
+LRESULT PatternWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
   switch (message) {
     case kShowPicture:
-      self->picture_ = std::move(*reinterpret_cast<Picture*>(lparam));
-      SetWindowPos(window, nullptr, 0, 0, self->picture_.width, self->picture_.height,
-                   SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
-      InvalidateRect(window, nullptr, FALSE);
-      UpdateWindow(window);
-      GdiFlush();
+    case kShowPattern:
+      picture_ = message == kShowPicture
+                     ? std::move(*reinterpret_cast<Picture*>(lparam))
+                     : MakePattern(LOWORD(lparam), HIWORD(lparam), static_cast<uint32_t>(wparam));
+      Fit();
+      InvalidateRect(window_, nullptr, FALSE);
+      UpdateWindow(window_);
       return 0;
     case kShowState:
-      ShowWindow(window, static_cast<int>(wparam));
-      UpdateWindow(window);
+      ShowWindow(window_, static_cast<int>(wparam));
+      Sleep(static_cast<DWORD>(lparam));
+      AnswerOthersFor(static_cast<DWORD>(lparam));
+      UpdateWindow(window_);
       return 0;
     case WM_PAINT:
-      if (self != nullptr) self->Paint(window);
+      Paint();
       return 0;
+    case WM_SETCURSOR:
+      SetCursor(cursor_);
+      return TRUE;
     case WM_DESTROY:
       PostQuitMessage(0);
       return 0;
     default:
-      return DefWindowProcW(window, message, wparam, lparam);
+      return DefWindowProcW(window_, message, wparam, lparam);
   }
 }
 
-void PatternWindow::Paint(HWND window) const {
+// Gives the client area the picture's size.
+void PatternWindow::Fit() {
+  RECT frame{0, 0, static_cast<LONG>(picture_.width), static_cast<LONG>(picture_.height)};
+  AdjustWindowRectEx(&frame, static_cast<DWORD>(GetWindowLongPtrW(window_, GWL_STYLE)), FALSE,
+                     static_cast<DWORD>(GetWindowLongPtrW(window_, GWL_EXSTYLE)));
+  SetWindowPos(window_, nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top,
+               SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void PatternWindow::Paint() {
   PAINTSTRUCT paint;
-  HDC dc = BeginPaint(window, &paint);
-  BITMAPINFO info{};
-  info.bmiHeader.biSize = sizeof(info.bmiHeader);
-  info.bmiHeader.biWidth = picture_.width;
-  info.bmiHeader.biHeight = -picture_.height;  // rows from top to bottom
-  info.bmiHeader.biPlanes = 1;
-  info.bmiHeader.biBitCount = 32;
+  const HDC dc = BeginPaint(window_, &paint);
+  const BITMAPINFO info = InfoOf(picture_);
   SetDIBitsToDevice(dc, 0, 0, picture_.width, picture_.height, 0, 0, 0, picture_.height,
                     picture_.pixels.data(), &info, DIB_RGB_COLORS);
-  EndPaint(window, &paint);
+  EndPaint(window_, &paint);
   GdiFlush();
+}
+
+PatternProcess::PatternProcess(POINT position, SIZE size)
+    : process_("pattern_window.exe",
+               std::to_wstring(GetCurrentProcessId()) + L" " + std::to_wstring(position.x) + L" " +
+                   std::to_wstring(position.y) + L" " + std::to_wstring(size.cx) + L" " +
+                   std::to_wstring(size.cy)),
+      window_(process_.AwaitWindow()) {}
+
+void PatternProcess::Show(SIZE size, uint32_t seed) {
+  SendNotifyMessageW(window_, kShowPattern, seed, MAKELPARAM(size.cx, size.cy));
+}
+
+void PatternProcess::Sync() {
+  Send(window_, WM_NULL);
+}
+
+void PatternProcess::SetState(int show_command) {
+  Send(window_, kShowState, show_command);
+}
+
+void PatternProcess::Close() {
+  ::Close(window_);
 }

@@ -6,31 +6,29 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <future>
+#include <string>
 #include <thread>
-#include <vector>
 
-// A picture as the library hands it out: rows from top to bottom without padding, 0xAARRGGBB.
-struct Picture {
-  int width = 0;
-  int height = 0;
-  std::vector<uint32_t> pixels;
+#include "support/picture.h"
+#include "support/process.h"
 
-  uint32_t& at(int x, int y) { return pixels[static_cast<size_t>(y) * width + x]; }
-  uint32_t at(int x, int y) const { return pixels[static_cast<size_t>(y) * width + x]; }
+// Describes a picture's pixels to GDI.
+BITMAPINFO InfoOf(const Picture& picture);
+
+struct WindowOptions {
+  POINT position = {40, 30};
+  DWORD style = WS_POPUP;
+  DWORD ex_style = WS_EX_TOPMOST;
+  std::wstring title = L"Quill pattern";
+  HCURSOR cursor = LoadCursor(nullptr, IDC_ARROW);
 };
 
-// Every pixel differs from its neighbours, and no two rows or columns are alike; `seed` makes
-// pictures that differ from each other in every pixel. Opaque. A larger pattern of the same seed
-// goes on where a smaller one ends.
-uint32_t PatternPixel(int x, int y, uint32_t seed);
-Picture MakePattern(int width, int height, uint32_t seed = 0);
-
-// A top-level window without a frame, on a thread of its own, that shows a picture pixel by pixel.
-// Its size is the picture's.
+// A top-level window on a thread of its own that shows a picture, pixel by pixel, in its client
+// area of the same size. Each operation returns when the window's thread has done it and has
+// painted.
 class PatternWindow {
  public:
-  explicit PatternWindow(Picture picture, int left = 40, int top = 30);
+  explicit PatternWindow(Picture picture, const WindowOptions& options = {});
   ~PatternWindow();
 
   PatternWindow(const PatternWindow&) = delete;
@@ -38,20 +36,44 @@ class PatternWindow {
 
   HWND handle() const { return window_; }
 
-  // Each returns when the window's thread has done it and has painted.
-  void Show(Picture picture);  // resizes to the picture's size
-  void Minimize();
-  void Restore();
-  void Hide();
-  void Unhide();
+  void Show(Picture picture);  // resizes the window to the picture's size
+  // Paints late: the thread handles no message for unpainted_ms, then for as long only those that
+  // other threads send.
+  void SetState(int show_command, DWORD unpainted_ms = 0);
+  void Minimize() { SetState(SW_MINIMIZE); }
   void Destroy();
 
  private:
   static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
-  void Run(int left, int top, std::promise<HWND>* created);
-  void Paint(HWND window) const;
+  void Run(const WindowOptions& options, HANDLE ready);
+  LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam);
+  void Fit();
+  void Paint();
 
   Picture picture_;  // the window's thread only
+  const HCURSOR cursor_;
   HWND window_ = nullptr;
   std::thread thread_;
+};
+
+// A pattern window in a process of its own, which ends with the window. It shows pattern 0 at
+// first.
+class PatternProcess {
+ public:
+  PatternProcess(POINT position, SIZE size);
+  ~PatternProcess() { Close(); }
+
+  // Null when the window did not come up.
+  HWND window() const { return window_; }
+
+  // Returns at once. Sync waits until the window has painted what it was told to show.
+  void Show(SIZE size, uint32_t seed);
+  void Sync();
+  // Each of these returns when it is done and painted.
+  void SetState(int show_command);
+  void Close();
+
+ private:
+  Process process_;
+  const HWND window_;
 };

@@ -84,7 +84,7 @@ bool Process::IsRunningAfter(DWORD milliseconds) const {
 
 bool Process::Prints(const std::string& text) const {
   const ULONGLONG end = GetTickCount64() + kOutputMs;
-  while (ReadBytes(out_).find(text) == std::string::npos) {
+  while (WithoutCarriageReturns(ReadBytes(out_)).find(text) == std::string::npos) {
     if (GetTickCount64() > end) return false;
     Sleep(20);
   }

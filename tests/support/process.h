@@ -36,7 +36,7 @@ class Process {
 
   bool IsRunningAfter(DWORD milliseconds) const;
 
-  // Waits until standard output holds the text; false when it does not come in half a minute.
+  // Waits until standard output, as text, holds this; false when it does not come in half a minute.
   bool Prints(const std::string& text) const;
 
   // Waits for the program's first visible top-level window; null when none appears in time.

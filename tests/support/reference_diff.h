@@ -11,9 +11,10 @@
 #include <d3d11.h>
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <vector>
+
+#include "support/picture.h"
 
 namespace reference {
 
@@ -22,19 +23,7 @@ constexpr uint32_t kTilesPerWord = 32;
 constexpr uint32_t kWordsPerRow = 4;
 constexpr uint32_t kReportedColumns = kTilesPerWord * kWordsPerRow;
 
-// BGRA pixels as little-endian words: blue in the low byte, alpha in the high one. Rows are packed.
-struct Image {
-  uint32_t width = 0;
-  uint32_t height = 0;
-  std::vector<uint32_t> pixels;
-
-  Image() = default;
-  Image(uint32_t w, uint32_t h, uint32_t fill = 0)
-      : width(w), height(h), pixels(static_cast<size_t>(w) * h, fill) {}
-
-  uint32_t& At(uint32_t x, uint32_t y) { return pixels[static_cast<size_t>(y) * width + x]; }
-  uint32_t At(uint32_t x, uint32_t y) const { return pixels[static_cast<size_t>(y) * width + x]; }
-};
+using Image = Picture;
 
 // One element per tile, whole and partial ones, row by row.
 struct TileGrid {

@@ -510,9 +510,9 @@ TEST_F(ProgramTest, WatchesWithoutWriting) {
 TEST_F(ProgramTest, LetterboxesAWindowThatGetsSmaller) {
   const Picture first = MakePattern(kWidth, kHeight, 1);
   const Picture second = MakePattern(201, 103, 2);
-  Picture expected{kWidth, kHeight, std::vector<uint32_t>(first.pixels.size(), 0xFF000000)};
+  Picture expected(kWidth, kHeight, 0xFF000000);
   for (int y = 0; y < 103; ++y) {
-    for (int x = 0; x < 201; ++x) expected.at(50 + x, 50 + y) = second.at(x, y);
+    for (int x = 0; x < 201; ++x) expected.At(50 + x, 50 + y) = second.At(x, y);
   }
   const GrabResult result = GrabTwoSizes(first, second, L"", expected);
   EXPECT_EQ(result.exit_code, 0u) << result.err;
@@ -525,9 +525,9 @@ TEST_F(ProgramTest, LetterboxesAWindowThatGetsSmaller) {
 TEST_F(ProgramTest, CropsAWindowThatGetsLarger) {
   const Picture first = MakePattern(kWidth, kHeight, 1);
   const Picture second = MakePattern(kWidth + 60, kHeight - 50, 2);
-  Picture expected{kWidth, kHeight, std::vector<uint32_t>(first.pixels.size(), 0xFF000000)};
+  Picture expected(kWidth, kHeight, 0xFF000000);
   for (int y = 0; y < kHeight - 50; ++y) {
-    for (int x = 0; x < kWidth; ++x) expected.at(x, y) = second.at(x, y);
+    for (int x = 0; x < kWidth; ++x) expected.At(x, y) = second.At(x, y);
   }
   const GrabResult result = GrabTwoSizes(first, second, L"--on-resize crop", expected);
   EXPECT_EQ(result.exit_code, 0u) << result.err;

@@ -37,7 +37,7 @@ class FramesEnd {
  private:
   void Run(PatternWindow& window) {
     std::this_thread::sleep_for(kFramesCome);
-    window.Hide();
+    window.SetState(SW_HIDE);
     hidden_at_ = Clock::now();
     hidden_ = true;
     while (!polls_ended_ && Clock::now() - hidden_at_ < kPatience) Sleep(10);
@@ -64,19 +64,19 @@ LongestPolls PollWithDetection(bool to_texture) {
   const PlatformSetting every_tick(L"SendUnchangedFrames", 1);
   // Mostly outside the screen: the picture of such a window is taken in a fraction of the time that
   // it takes to compare it in software.
-  PatternWindow window(MakePattern(3840, 2160), 1820, 1100);
+  PatternWindow window(MakePattern(3840, 2160), {.position = {1820, 1100}});
   LongestPolls longest;
   std::thread([&] {
-    Session session(Wgc().wgc_session_create(window.handle()));
-    Wgc().wgc_set_capture_to_texture(session.get(), to_texture);
-    Wgc().wgc_set_dirty_rect(session.get(), true);
+    Session session(window.handle());
+    session.SetTexture(to_texture);
+    session.SetDetection(true);
     ASSERT_TRUE(session.Start());
     FramesEnd frames_end(window);
     bool has_frame = false;
     Clock::time_point end;
     while (!frames_end.IsHidden()) {
       const Clock::time_point begin = Clock::now();
-      const Poll poll = PollOnce(session.get());
+      const Poll poll = session.PollOnce();
       end = Clock::now();
       if (to_texture && poll.result) static_cast<IUnknown*>(poll.frame)->Release();
       Seconds& of_kind = has_frame ? longest.later : longest.to_first_frame;

@@ -11,48 +11,18 @@ namespace {
 
 class Winemine {
  public:
-  Winemine() {
-    wchar_t command[] = L"winemine.exe";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    if (!CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                        &process_)) {
-      return;
-    }
-    // Wine sometimes needs 20 seconds before a program's first window: it waits twice for its
-    // desktop.
-    WaitForInputIdle(process_.hProcess, 30000);
-    for (int i = 0; i < 3000 && window_ == nullptr; ++i) {
-      window_ = FindWindowW(nullptr, L"WineMine");
-      Sleep(10);
-    }
-  }
-
-  ~Winemine() {
-    if (process_.hProcess == nullptr) return;
-    TerminateProcess(process_.hProcess, 0);
-    WaitForSingleObject(process_.hProcess, 10000);
-    CloseHandle(process_.hThread);
-    CloseHandle(process_.hProcess);
-  }
-
+  ~Winemine() { process_.Terminate(); }
   HWND window() const { return window_; }
 
  private:
-  PROCESS_INFORMATION process_{};
-  HWND window_ = nullptr;
+  Process process_{"winemine.exe"};
+  const HWND window_ = process_.AwaitWindow();
 };
 
 // The screen's pixels at a window's place, by the desktop's own means.
 Picture ScreenAt(const RECT& place) {
-  Picture picture{place.right - place.left, place.bottom - place.top, {}};
-  picture.pixels.resize(static_cast<size_t>(picture.width) * picture.height);
-  BITMAPINFO info{};
-  info.bmiHeader.biSize = sizeof(info.bmiHeader);
-  info.bmiHeader.biWidth = picture.width;
-  info.bmiHeader.biHeight = -picture.height;
-  info.bmiHeader.biPlanes = 1;
-  info.bmiHeader.biBitCount = 32;
+  Picture picture(place.right - place.left, place.bottom - place.top);
+  const BITMAPINFO info = InfoOf(picture);
   HDC screen = GetDC(nullptr);
   HDC memory = CreateCompatibleDC(screen);
   void* bits = nullptr;
@@ -73,31 +43,28 @@ TEST_ON_OWN_THREAD(Winemine, IsCapturedAsItStandsOnTheScreen) {
   Winemine game;
   ASSERT_NE(game.window(), nullptr);
   SetCursorPos(1900, 1190);
-  Session session(Wgc().wgc_session_create(game.window()));
+  Session session(game.window());
   ASSERT_TRUE(session.Start());
 
   RECT place;
   ASSERT_TRUE(GetWindowRect(game.window(), &place));
   // The game paints itself some moments after its window exists.
-  Poll poll;
   Picture screen;
-  EXPECT_TRUE(PollUntil(session.get(), &poll, [&](const Poll& p) {
+  EXPECT_TRUE(session.PollUntil([&](const Poll& poll) {
     screen = ScreenAt(place);
-    return Shows(p, screen) &&
+    return SamePixels(poll, screen) &&
            std::set<uint32_t>(screen.pixels.begin(), screen.pixels.end()).size() > 8;
-  })) << SamePixels(poll, screen).message();
+  })) << SamePixels(session.last(), screen).message();
 }
 
 TEST_ON_OWN_THREAD(Winemine, ClosingTheGameEndsTheCapture) {
   Winemine game;
   ASSERT_NE(game.window(), nullptr);
   LogRecorder log;
-  Session session(Wgc().wgc_session_create(game.window()));
+  Session session(game.window());
   ASSERT_TRUE(session.Start());
   PostMessageW(game.window(), WM_CLOSE, 0, 0);
-  Poll poll;
-  EXPECT_TRUE(PollUntil(session.get(), &poll,
-                        [&](const Poll&) { return !Wgc().wgc_get_status(session.get()); }));
+  EXPECT_TRUE(session.PollUntil([&](const Poll&) { return !session.IsRunning(); }));
   EXPECT_TRUE(log.Has(Info("Wgc on_closed")));
 }
 

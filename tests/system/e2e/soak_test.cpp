@@ -8,8 +8,6 @@
 // QUILL_WGC_SOAK_POLLS chooses the number of polls that are measured, for both sessions together.
 #include <windows.h>
 
-#include <d3d11.h>
-
 #include <algorithm>
 #include <condition_variable>
 #include <cstdio>
@@ -17,14 +15,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "system/e2e/capture.h"
-#include "system/e2e/read_texture.h"
-#include "system/e2e/window_process.h"
 #include "support/process_figures.h"
 
 namespace {
@@ -109,18 +106,18 @@ float RatioOfAllTiles(SIZE size) {
 
 // A window in a process of its own and the session that captures it. Everything but the
 // constructor and the destructor belongs on the thread that called Start.
-class Capture {
+class SoakedCapture {
  public:
-  Capture(int left, int top, uint32_t seed)
-      : random_(seed), process_(left, top, kRestingSize), sizes_{kRestingSize} {
+  SoakedCapture(int left, int top, uint32_t seed)
+      : random_(seed), process_({left, top}, kRestingSize), sizes_{kRestingSize} {
     // Growing on the way would look like a leak.
     sizes_.reserve(100000);
   }
 
   void Start() {
     ASSERT_NE(process_.window(), nullptr);
-    session_ = Wgc().wgc_session_create(process_.window());
-    ASSERT_TRUE(Wgc().wgc_session_start(session_));
+    session_.emplace(process_.window());
+    ASSERT_TRUE(session_->Start());
     Settle();
   }
 
@@ -136,8 +133,8 @@ class Capture {
         Settle();
       }
     }
-    Disappear("hide", "unhide");
-    Disappear("minimize", "restore");
+    Disappear(SW_HIDE, SW_SHOWNA);
+    Disappear(SW_MINIMIZE, SW_RESTORE);
   }
 
   // One poll, and now and then something that happens to the window or the session before it.
@@ -152,9 +149,9 @@ class Capture {
     } else if (dice < 460) {
       Switch(texture_, !detection_);
     } else if (dice < 462) {
-      Disappear("hide", "unhide");
+      Disappear(SW_HIDE, SW_SHOWNA);
     } else if (dice < 464) {
-      Disappear("minimize", "restore");
+      Disappear(SW_MINIMIZE, SW_RESTORE);
     } else if (dice < 474) {
       Settle();
     }
@@ -170,22 +167,17 @@ class Capture {
 
   void CloseWindow() {
     certain_ = false;
-    process_.Send("close");
-    ASSERT_TRUE(process_.Sync());
+    process_.Close();
     const ULONGLONG deadline = GetTickCount64() + kLimitMs;
-    while (Wgc().wgc_get_status(session_) && GetTickCount64() < deadline) PollAndCheck();
-    EXPECT_FALSE(Wgc().wgc_get_status(session_));
+    while (session_->IsRunning() && GetTickCount64() < deadline) PollAndCheck();
+    EXPECT_FALSE(session_->IsRunning());
     PollAndCheck();
   }
 
-  void Destroy() { Wgc().wgc_session_destroy(std::exchange(session_, nullptr)); }
+  void Destroy() { session_.reset(); }
 
   // Every texture and view of the session adds to them.
-  unsigned long DeviceReferences() const {
-    ID3D11Device* const device = Wgc().wgc_get_device(session_);
-    device->AddRef();
-    return device->Release();
-  }
+  unsigned long DeviceReferences() const { return References(session_->Device()); }
 
   const Counts& counts() const { return counts_; }
 
@@ -202,8 +194,7 @@ class Capture {
   // Has the next picture painted, some time soon.
   void Show(SIZE size) {
     sizes_.push_back(size);
-    process_.Send("show " + std::to_string(Newest()) + " " + std::to_string(size.cx) + " " +
-                  std::to_string(size.cy));
+    process_.Show(size, Newest());
   }
 
   // The buffer, when it takes over, may show an older frame than the texture did, and the other way
@@ -212,8 +203,8 @@ class Capture {
     if (texture != texture_) AwaitNewFrame();
     texture_ = texture;
     detection_ = detection;
-    Wgc().wgc_set_capture_to_texture(session_, texture);
-    Wgc().wgc_set_dirty_rect(session_, detection);
+    session_->SetTexture(texture);
+    session_->SetDetection(detection);
     ratio_known_ = false;
   }
 
@@ -224,10 +215,9 @@ class Capture {
 
   // A picture taken just when the window goes may show it half gone, and a window that comes back
   // has undefined pixels until it has painted.
-  void Disappear(const std::string& how, const std::string& back) {
+  void Disappear(int how, int back) {
     certain_ = false;
-    process_.Send(how);
-    ASSERT_TRUE(process_.Sync());
+    process_.SetState(how);
     WaitForQuiet();
     const int delivered = counts_.delivered;
     // Two ticks of the platform.
@@ -236,13 +226,13 @@ class Capture {
       Sleep(10);
     }
     EXPECT_EQ(counts_.delivered, delivered) << "a frame of a window that does not show: " << how;
-    process_.Send(back);
+    process_.SetState(back);
     Settle();
   }
 
   // Brings the frame up to date: a picture painted when no other is on the way has to arrive.
   void Settle() {
-    ASSERT_TRUE(process_.Sync());
+    process_.Sync();
     WaitForQuiet();
     if (!certain_) AwaitNewFrame();
     certain_ = true;
@@ -268,27 +258,26 @@ class Capture {
   void PollAndCheck() {
     Sleep(1);
     ++counts_.polls;
-    const Poll poll = PollOnce(session_);
-    const float ratio = Wgc().wgc_get_update_ratio(session_);
+    const Poll poll = session_->PollOnce();
+    const float ratio = session_->Ratio();
     EXPECT_GE(ratio, 0.0f);
     EXPECT_LE(ratio, 1.0f);
     if (ratio > 0.0f) ++counts_.delivered;
     if (!poll.result) {
       EXPECT_FALSE(fresh_) << "a frame was there and has gone";
     } else if (texture_) {
-      const Picture picture = ReadTexture(session_, poll);
-      CheckFrame(picture.pixels.data(), {picture.width, picture.height}, ratio);
+      CheckFrame(session_->ReadTexture(poll), ratio);
     } else if (fresh_ || ratio > 0.0f) {
       fresh_ = true;
-      CheckFrame(static_cast<const uint32_t*>(poll.frame),
-                 {static_cast<LONG>(poll.width), static_cast<LONG>(poll.height)}, ratio);
+      CheckFrame(poll.Bytes(), ratio);
     }
   }
 
   // Pictures are numbered and never come back, so the first pixel tells which one it is.
-  void CheckFrame(const uint32_t* pixels, SIZE size, float ratio) {
+  void CheckFrame(const Picture& frame, float ratio) {
+    const SIZE size = {static_cast<LONG>(frame.width), static_cast<LONG>(frame.height)};
     uint32_t number = shown_;
-    while (number <= Newest() && pixels[0] != PatternPixel(0, 0, number)) ++number;
+    while (number <= Newest() && frame.At(0, 0) != PatternPixel(0, 0, number)) ++number;
     // A texture tells by its picture that it is new; detection may call its first frame unchanged.
     if (!fresh_) fresh_ = number > stale_ && number <= Newest();
     if (!fresh_ || !certain_) {
@@ -297,13 +286,13 @@ class Capture {
       return;
     }
     if (number > Newest()) {
-      ADD_FAILURE() << "the first pixel, " << std::hex << pixels[0] << std::dec
+      ADD_FAILURE() << "the first pixel, " << std::hex << frame.At(0, 0) << std::dec
                     << ", is of no picture from " << shown_ << " to " << Newest();
       return;
     }
-    const bool whole = Equal(size, sizes_[number]) && Mismatch(pixels, size, size, number).empty();
+    const bool whole = Equal(size, sizes_[number]) && Mismatch(frame, size, number).empty();
     if (ratio > 0.0f) ++(whole ? counts_.whole : counts_.partial);
-    if (!whole) CheckPart(pixels, size, number);
+    if (!whole) CheckPart(frame, size, number);
     CheckRatio(whole, size, number, ratio);
     if (whole) whole_ = number;
     shown_ = number;
@@ -311,15 +300,15 @@ class Capture {
 
   // Between two sizes a frame may have the pool's old size, the picture the window's new one, and
   // the window lags behind both. What all of them cover is the picture's in any case.
-  void CheckPart(const uint32_t* pixels, SIZE size, uint32_t number) {
+  void CheckPart(const Picture& frame, SIZE size, uint32_t number) {
     bool resizing = false;
     SIZE common = size;
     for (uint32_t i = whole_; i <= Newest(); ++i) {
       resizing = resizing || !Equal(sizes_[i], size);
       common = SmallerOf(common, sizes_[i]);
     }
-    EXPECT_TRUE(resizing) << "picture " << number << ": " << Mismatch(pixels, size, size, number);
-    EXPECT_EQ(Mismatch(pixels, size, common, number), "") << "picture " << number;
+    EXPECT_TRUE(resizing) << "picture " << number << ": " << Mismatch(frame, size, number);
+    EXPECT_EQ(Mismatch(frame, common, number), "") << "picture " << number;
   }
 
   // With detection in buffer output, after a frame that was whole: 1 when the engine was rebuilt,
@@ -339,15 +328,15 @@ class Capture {
   }
 
   // The first pixel of the top left part that is not the picture's; empty when there is none.
-  static std::string Mismatch(const uint32_t* pixels, SIZE size, SIZE part, uint32_t number) {
+  static std::string Mismatch(const Picture& frame, SIZE part, uint32_t number) {
     for (LONG y = 0; y < part.cy; ++y) {
       for (LONG x = 0; x < part.cx; ++x) {
-        const uint32_t pixel = pixels[y * size.cx + x];
+        const uint32_t pixel = frame.At(x, y);
         const uint32_t expected = PatternPixel(x, y, number);
         if (pixel == expected) continue;
         char text[100];
-        std::snprintf(text, sizeof(text), "pixel (%ld, %ld) of %ld x %ld is %08x instead of %08x",
-                      x, y, size.cx, size.cy, pixel, expected);
+        std::snprintf(text, sizeof(text), "pixel (%ld, %ld) is %08x instead of %08x", x, y, pixel,
+                      expected);
         return text;
       }
     }
@@ -355,8 +344,8 @@ class Capture {
   }
 
   std::mt19937 random_;
-  WindowProcess process_;
-  void* session_ = nullptr;
+  PatternProcess process_;
+  std::optional<Session> session_;
   std::vector<SIZE> sizes_;  // of each picture that was ordered, by its number
   uint32_t shown_ = 0;       // the picture last seen
   uint32_t whole_ = 0;       // the one last seen whole
@@ -377,18 +366,18 @@ class Pair {
  public:
   Pair() {
     for (const auto& [left, top] : {std::pair{20, 20}, std::pair{900, 600}}) {
-      captures_.push_back(std::make_unique<Capture>(left, top, 7u + left));
+      captures_.push_back(std::make_unique<SoakedCapture>(left, top, 7u + left));
     }
   }
 
-  void ForEach(void (Capture::*function)()) {
+  void ForEach(void (SoakedCapture::*function)()) {
     for (size_t i = 0; i < captures_.size(); ++i) {
       workers_[i].Run([&] { (captures_[i].get()->*function)(); });
     }
   }
 
   void StepUntil(int polls) {
-    while (Total().polls < polls && !testing::Test::HasFailure()) ForEach(&Capture::Step);
+    while (Total().polls < polls && !testing::Test::HasFailure()) ForEach(&SoakedCapture::Step);
   }
 
   Counts Total() const {
@@ -409,7 +398,7 @@ class Pair {
   }
 
  private:
-  std::vector<std::unique_ptr<Capture>> captures_;
+  std::vector<std::unique_ptr<SoakedCapture>> captures_;
   Worker workers_[2];
 };
 
@@ -422,21 +411,21 @@ TEST(Soak, TwoSessionsDeliverExactFramesAndHoldNoMoreAtTheEndThanAtTheBeginning)
   const int polls = PollsToMake();
   ASSERT_GT(polls, 0);
   Pair pair;
-  pair.ForEach(&Capture::Start);
+  pair.ForEach(&SoakedCapture::Start);
   ASSERT_FALSE(HasFailure());
-  pair.ForEach(&Capture::WarmUp);
-  pair.ForEach(&Capture::Rest);
+  pair.ForEach(&SoakedCapture::WarmUp);
+  pair.ForEach(&SoakedCapture::Rest);
   const Counts warm = pair.Total();
   const unsigned long references_before = pair.DeviceReferences();
   const ProcessFigures before = MeasureProcess();
 
   pair.StepUntil(warm.polls + polls);
-  pair.ForEach(&Capture::Rest);
+  pair.ForEach(&SoakedCapture::Rest);
   const unsigned long references_after = pair.DeviceReferences();
   const ProcessFigures after = MeasureProcess();
-  pair.ForEach(&Capture::CloseWindow);
+  pair.ForEach(&SoakedCapture::CloseWindow);
   const Counts counts = pair.Total();
-  pair.ForEach(&Capture::Destroy);
+  pair.ForEach(&SoakedCapture::Destroy);
 
   std::printf(
       "soak: polls=%d delivered=%d verified=%d whole=%d partial=%d uncertain=%d handles_before=%d "

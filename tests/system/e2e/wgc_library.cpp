@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr wchar_t kSettingsKey[] = L"Software\\libquill-wgc\\Capture";
-
 LogRecorder* recorder = nullptr;
 
 template <typename Function>
@@ -29,21 +27,9 @@ WgcLibrary LoadWgc() {
     std::fprintf(stderr, "libquill-wgc.dll cannot be loaded: %lu\n", GetLastError());
     std::exit(1);
   }
-  Load(wgc.module, "is_wgc_session_supported", &wgc.is_wgc_session_supported);
-  Load(wgc.module, "wgc_register_logger", &wgc.wgc_register_logger);
-  Load(wgc.module, "wgc_session_create", &wgc.wgc_session_create);
-  Load(wgc.module, "wgc_session_create2", &wgc.wgc_session_create2);
-  Load(wgc.module, "wgc_session_destroy", &wgc.wgc_session_destroy);
-  Load(wgc.module, "wgc_session_start", &wgc.wgc_session_start);
-  Load(wgc.module, "wgc_get_recent_frame", &wgc.wgc_get_recent_frame);
-  Load(wgc.module, "wgc_free_recent_frame", &wgc.wgc_free_recent_frame);
-  Load(wgc.module, "wgc_get_update_ratio", &wgc.wgc_get_update_ratio);
-  Load(wgc.module, "wgc_get_status", &wgc.wgc_get_status);
-  Load(wgc.module, "wgc_get_device", &wgc.wgc_get_device);
-  Load(wgc.module, "wgc_enable_cursor", &wgc.wgc_enable_cursor);
-  Load(wgc.module, "wgc_show_border", &wgc.wgc_show_border);
-  Load(wgc.module, "wgc_set_dirty_rect", &wgc.wgc_set_dirty_rect);
-  Load(wgc.module, "wgc_set_capture_to_texture", &wgc.wgc_set_capture_to_texture);
+#define LOAD(name) Load(wgc.module, #name, &wgc.name);
+  QUILL_WGC_EXPORTS(LOAD)
+#undef LOAD
   return wgc;
 }
 
@@ -108,17 +94,4 @@ bool LogRecorder::Has(const LogLine& line) const {
 void LogRecorder::Clear() {
   std::lock_guard lock(mutex_);
   lines_.clear();
-}
-
-PlatformSetting::PlatformSetting(const wchar_t* name, DWORD value) : name_(name) {
-  const LSTATUS status =
-      RegSetKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name, REG_DWORD, &value, sizeof(value));
-  if (status != ERROR_SUCCESS) {
-    std::fprintf(stderr, "the platform setting cannot be written: %ld\n", status);
-    std::exit(1);
-  }
-}
-
-PlatformSetting::~PlatformSetting() {
-  RegDeleteKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name_);
 }

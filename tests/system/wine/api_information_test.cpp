@@ -28,7 +28,7 @@ class ApiInformation : public testing::Test {
     return present;
   }
 
-  ComPointer<IApiInformationStatics> statics_;
+  Ref<IApiInformationStatics> statics_;
 };
 
 TEST_F(ApiInformation, KnowsTheSessionsProperties) {

@@ -6,36 +6,17 @@
 #include <atomic>
 #include <string>
 
-#include "painted_window.h"
 #include "platform.h"
 
 namespace wine_test {
 namespace {
 
-using ClosedHandler = Delegate<
-    __FITypedEventHandler_2_Windows__CGraphics__CCapture__CGraphicsCaptureItem_IInspectable,
-    IGraphicsCaptureItem*, IInspectable*>;
-
-HMONITOR PrimaryMonitor() {
-  return MonitorFromPoint({0, 0}, MONITOR_DEFAULTTOPRIMARY);
-}
-
-// Whether `flag` comes true in time; nothing is dispatched meanwhile.
-bool WaitFor(const std::function<bool()>& flag, DWORD limit_ms = 3000) {
-  const ULONGLONG end = GetTickCount64() + limit_ms;
-  while (!flag()) {
-    if (GetTickCount64() >= end) return false;
-    Sleep(5);
-  }
-  return true;
-}
-
 TEST(CaptureItem, AndItsFactoryAreAgile) {
   const auto interop = ActivationFactory<IGraphicsCaptureItemInterop>(kItemClass);
   ASSERT_TRUE(interop);
-  EXPECT_TRUE(interop.As<IAgileObject>());
-  const PaintedWindow window;
-  EXPECT_TRUE(MakeItem(window.Handle()).As<IAgileObject>());
+  EXPECT_TRUE(Query<IAgileObject>(interop.Get()));
+  const PatternWindow window(MakePattern(160, 120));
+  EXPECT_TRUE(Query<IAgileObject>(MakeItem(window.handle()).Get()));
 }
 
 TEST(CaptureItem, IsNotMadeForWhatCannotBeCaptured) {
@@ -47,13 +28,13 @@ TEST(CaptureItem, IsNotMadeForWhatCannotBeCaptured) {
   EXPECT_EQ(interop->CreateForMonitor(nullptr, iid, &result), E_INVALIDARG);
   EXPECT_EQ(interop->CreateForMonitor(reinterpret_cast<HMONITOR>(0x7777), iid, &result),
             E_INVALIDARG);
-  PaintedWindow window;
-  const HWND child = CreateWindowExW(0, L"static", nullptr, WS_CHILD, 0, 0, 10, 10, window.Handle(),
+  PatternWindow window(MakePattern(160, 120));
+  const HWND child = CreateWindowExW(0, L"static", nullptr, WS_CHILD, 0, 0, 10, 10, window.handle(),
                                      nullptr, nullptr, nullptr);
   ASSERT_NE(child, nullptr);
   EXPECT_EQ(interop->CreateForWindow(child, iid, &result), E_INVALIDARG);
   DestroyWindow(child);
-  const HWND handle = window.Handle();
+  const HWND handle = window.handle();
   EXPECT_EQ(interop->CreateForWindow(handle, iid, nullptr), E_POINTER);
   window.Destroy();
   EXPECT_EQ(interop->CreateForWindow(handle, iid, &result), E_INVALIDARG);
@@ -62,36 +43,27 @@ TEST(CaptureItem, IsNotMadeForWhatCannotBeCaptured) {
 TEST(CaptureItem, IsNotMadeByPlainActivation) {
   const auto factory = ActivationFactory<IActivationFactory>(kItemClass);
   ASSERT_TRUE(factory);
-  ComPointer<IInspectable> item;
+  Ref<IInspectable> item;
   EXPECT_EQ(factory->ActivateInstance(item.Put()), E_NOTIMPL);
   EXPECT_FALSE(item);
 }
 
-TEST(CaptureItem, TellsTheWindowsSizeAtTheTimeOfTheCall) {
-  PaintedWindow window;
-  const auto item = MakeItem(window.Handle());
-  SizeInt32 size = {};
-  EXPECT_EQ(item->get_Size(&size), S_OK);
-  EXPECT_EQ(size.Width, 160);
-  EXPECT_EQ(size.Height, 120);
-  window.Resize({201, 77});
-  EXPECT_EQ(item->get_Size(&size), S_OK);
-  EXPECT_EQ(size.Width, 201);
-  EXPECT_EQ(size.Height, 77);
-  window.SetState(SW_MINIMIZE);
-  ASSERT_TRUE(IsIconic(window.Handle()));
-  EXPECT_EQ(item->get_Size(&size), S_OK);
-  EXPECT_EQ(size.Width, 201);
-  EXPECT_EQ(size.Height, 77);
+void ExpectSize(const Ref<IGraphicsCaptureItem>& item, int width, int height) {
+  EXPECT_EQ(SizeOf(item.Get()).Width, width);
+  EXPECT_EQ(SizeOf(item.Get()).Height, height);
 }
 
-TEST(CaptureItem, TellsTheMonitorsSize) {
-  const auto item = MakeItem(PrimaryMonitor());
-  ASSERT_TRUE(item);
-  SizeInt32 size = {};
-  EXPECT_EQ(item->get_Size(&size), S_OK);
-  EXPECT_EQ(size.Width, GetSystemMetrics(SM_CXSCREEN));
-  EXPECT_EQ(size.Height, GetSystemMetrics(SM_CYSCREEN));
+TEST(CaptureItem, TellsTheSizeOfItsTargetAtTheTimeOfTheCall) {
+  PatternWindow window(MakePattern(160, 120));
+  const auto item = MakeItem(window.handle());
+  ExpectSize(item, 160, 120);
+  window.Show(MakePattern(201, 77));
+  ExpectSize(item, 201, 77);
+  window.Minimize();
+  ASSERT_TRUE(IsIconic(window.handle()));
+  ExpectSize(item, 201, 77);
+  ExpectSize(MakeItem(PrimaryMonitor()), GetSystemMetrics(SM_CXSCREEN),
+             GetSystemMetrics(SM_CYSCREEN));
 }
 
 std::wstring DisplayName(IGraphicsCaptureItem* item) {
@@ -102,14 +74,9 @@ std::wstring DisplayName(IGraphicsCaptureItem* item) {
   return text;
 }
 
-TEST(CaptureItem, IsCalledAfterTheWindow) {
-  WindowOptions options;
-  options.title = L"A painted window";
-  const PaintedWindow window(options);
-  EXPECT_EQ(DisplayName(MakeItem(window.Handle()).Get()), L"A painted window");
-}
-
-TEST(CaptureItem, IsCalledAfterTheMonitorsDevice) {
+TEST(CaptureItem, HasTheNameOfTheWindowOrTheMonitorsDevice) {
+  const PatternWindow window(MakePattern(160, 120), {.title = L"A painted window"});
+  EXPECT_EQ(DisplayName(MakeItem(window.handle()).Get()), L"A painted window");
   MONITORINFOEXW info = {};
   info.cbSize = sizeof(info);
   ASSERT_TRUE(GetMonitorInfoW(PrimaryMonitor(), &info));
@@ -117,8 +84,8 @@ TEST(CaptureItem, IsCalledAfterTheMonitorsDevice) {
 }
 
 TEST(CaptureItem, RaisesClosedOnceFromAnotherThread) {
-  PaintedWindow window;
-  const auto item = MakeItem(window.Handle());
+  PatternWindow window(MakePattern(160, 120));
+  const auto item = MakeItem(window.handle());
   std::atomic<int> raised = 0;
   std::atomic<DWORD> thread_id = 0;
   std::atomic<IGraphicsCaptureItem*> sender = nullptr;
@@ -129,20 +96,20 @@ TEST(CaptureItem, RaisesClosedOnceFromAnotherThread) {
   });
   EventRegistrationToken token;
   ASSERT_EQ(item->add_Closed(handler.Get(), &token), S_OK);
-  PumpFor(100);
+  PumpUntil([] { return false; }, 100);
   EXPECT_EQ(raised, 0);
   window.Destroy();
-  ASSERT_TRUE(WaitFor([&] { return raised == 1; }));
+  ASSERT_TRUE(PumpUntil([&] { return raised == 1; }));
   EXPECT_NE(thread_id, GetCurrentThreadId());
   EXPECT_EQ(sender, item.Get());
-  PumpFor(100);
+  PumpUntil([] { return false; }, 100);
   EXPECT_EQ(raised, 1);
   EXPECT_EQ(item->remove_Closed(token), S_OK);
 }
 
 TEST(CaptureItem, DoesNotCallAHandlerThatWasRemoved) {
-  PaintedWindow window;
-  const auto item = MakeItem(window.Handle());
+  PatternWindow window(MakePattern(160, 120));
+  const auto item = MakeItem(window.handle());
   std::atomic<int> removed_raised = 0;
   std::atomic<int> kept_raised = 0;
   const auto removed =
@@ -162,28 +129,24 @@ TEST(CaptureItem, DoesNotCallAHandlerThatWasRemoved) {
     EXPECT_EQ(item->remove_Closed(token), S_OK);
   }
   window.Destroy();
-  ASSERT_TRUE(WaitFor([&] { return kept_raised == 1; }));
+  ASSERT_TRUE(PumpUntil([&] { return kept_raised == 1; }));
   Sleep(100);
   EXPECT_EQ(kept_raised, 1);
   EXPECT_EQ(removed_raised, 0);
 }
 
 TEST(CaptureItem, IsWeaklyReferableAndNotKeptByItsWatcher) {
-  const PaintedWindow window;
-  auto item = MakeItem(window.Handle());
+  const PatternWindow window(MakePattern(160, 120));
+  auto item = MakeItem(window.handle());
   const auto weak = WeaklyReferTo(item.Get());
   ASSERT_TRUE(weak);
-  ComPointer<IInspectable> resolved;
-  EXPECT_EQ(weak->Resolve(__uuidof(IGraphicsCaptureItem), resolved.Put()), S_OK);
-  EXPECT_EQ(static_cast<IUnknown*>(resolved.Get()), static_cast<IUnknown*>(item.Get()));
-  resolved.Reset();
+  EXPECT_EQ(Resolve(weak.Get()).Get(), Query<IUnknown>(item.Get()).Get());
   const auto handler = ClosedHandler::Make([](IGraphicsCaptureItem*, IInspectable*) {});
   EventRegistrationToken token;
   ASSERT_EQ(item->add_Closed(handler.Get(), &token), S_OK);
-  item.Reset();
+  item = {};
   // The watcher holds the item for a moment only while it raises the event.
-  EXPECT_EQ(weak->Resolve(__uuidof(IGraphicsCaptureItem), resolved.Put()), S_OK);
-  EXPECT_FALSE(resolved);
+  EXPECT_FALSE(Resolve(weak.Get()));
 }
 
 TEST(CallTrace, IsCutToItsBufferAndEndsInANul) {
@@ -195,8 +158,7 @@ TEST(CallTrace, IsCutToItsBufferAndEndsInANul) {
   ASSERT_TRUE(start && stop);
   const auto item = MakeItem(PrimaryMonitor());
   start();
-  SizeInt32 size = {};
-  EXPECT_EQ(item->get_Size(&size), S_OK);
+  SizeOf(item.Get());
   char text[6] = {'x', 'x', 'x', 'x', 'x', 'x'};
   stop(text, 5);
   EXPECT_EQ(std::string(text, sizeof(text)), std::string("get_\0x", 6));

@@ -29,10 +29,10 @@ HRESULT CreateController(DWORD size, int thread_type, int apartment_type,
       controller);
 }
 
-ComPointer<IDispatcherQueue> QueueOf(IDispatcherQueueController* controller) {
-  ComPointer<IInspectable> queue;
+Ref<IDispatcherQueue> QueueOf(IDispatcherQueueController* controller) {
+  Ref<IInspectable> queue;
   controller->get_DispatcherQueue(queue.Put());
-  return queue.As<IDispatcherQueue>();
+  return Query<IDispatcherQueue>(queue.Get());
 }
 
 // The window of this thread's queue; null when there is none.
@@ -44,48 +44,43 @@ HWND QueueWindow() {
   return window;
 }
 
-TEST(DispatcherQueue, RefusesOptionsThatAreNone) {
-  ComPointer<IDispatcherQueueController> controller;
+TEST(DispatcherQueue, RefusesOptionsThatAreNoneOrAThreadOfItsOwn) {
+  Ref<IDispatcherQueueController> controller;
   EXPECT_EQ(CreateController(0, 2, 2, controller.Put()), E_INVALIDARG);
   EXPECT_EQ(CreateController(16, 2, 2, controller.Put()), E_INVALIDARG);
   EXPECT_EQ(CreateController(12, 0, 2, controller.Put()), E_INVALIDARG);
   EXPECT_EQ(CreateController(12, 3, 2, controller.Put()), E_INVALIDARG);
   EXPECT_EQ(CreateController(12, 2, 3, controller.Put()), E_INVALIDARG);
   EXPECT_EQ(CreateController(12, 2, 2, nullptr), E_POINTER);
-  EXPECT_FALSE(controller);
-}
-
-TEST(DispatcherQueue, IsNotMadeWithAThreadOfItsOwn) {
-  ComPointer<IDispatcherQueueController> controller;
   EXPECT_EQ(CreateController(12, 1, 2, controller.Put()), E_NOTIMPL);
   EXPECT_FALSE(controller);
 }
 
 TEST(DispatcherQueue, TakesEveryApartmentTypeOfTheCurrentThread) {
   for (int apartment_type = 0; apartment_type <= 2; ++apartment_type) {
-    OnNewThread([&] {
-      ComPointer<IDispatcherQueueController> controller;
+    OnOwnThread([&] {
+      Ref<IDispatcherQueueController> controller;
       EXPECT_EQ(CreateController(12, 2, apartment_type, controller.Put()), S_OK);
     });
   }
 }
 
 TEST(DispatcherQueue, IsOneAThread) {
-  OnNewThread([] {
+  OnOwnThread([] {
     const auto first = MakeDispatcherQueue();
     ASSERT_TRUE(first);
-    ComPointer<IDispatcherQueueController> second;
+    Ref<IDispatcherQueueController> second;
     EXPECT_EQ(CreateController(12, 2, 2, second.Put()), RPC_E_WRONG_THREAD);
-    OnNewThread([] { EXPECT_TRUE(MakeDispatcherQueue()); });
+    OnOwnThread([] { EXPECT_TRUE(MakeDispatcherQueue()); });
   });
 }
 
 TEST(DispatcherQueue, IsFoundFromItsOwnThreadOnly) {
-  OnNewThread([] {
+  OnOwnThread([] {
     const auto statics =
         ActivationFactory<IDispatcherQueueStatics>(L"Windows.System.DispatcherQueue");
     ASSERT_TRUE(statics);
-    ComPointer<IDispatcherQueue> found;
+    Ref<IDispatcherQueue> found;
     EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
     EXPECT_FALSE(found);
     const auto controller = MakeDispatcherQueue();
@@ -93,7 +88,7 @@ TEST(DispatcherQueue, IsFoundFromItsOwnThreadOnly) {
     EXPECT_EQ(found.Get(), QueueOf(controller.Get()).Get());
     bool found_elsewhere = true;
     std::thread([&] {
-      ComPointer<IDispatcherQueue> other;
+      Ref<IDispatcherQueue> other;
       statics->GetForCurrentThread(other.Put());
       found_elsewhere = static_cast<bool>(other);
     }).join();
@@ -102,7 +97,7 @@ TEST(DispatcherQueue, IsFoundFromItsOwnThreadOnly) {
 }
 
 TEST(DispatcherQueue, RunsWorkInOrderWhileItsThreadDispatchesMessages) {
-  OnNewThread([] {
+  OnOwnThread([] {
     const auto controller = MakeDispatcherQueue();
     const auto queue = QueueOf(controller.Get());
     std::vector<int> order;
@@ -128,7 +123,7 @@ TEST(DispatcherQueue, RunsWorkInOrderWhileItsThreadDispatchesMessages) {
 }
 
 TEST(DispatcherQueue, RunsOnePieceOfWorkAMessage) {
-  OnNewThread([] {
+  OnOwnThread([] {
     const auto controller = MakeDispatcherQueue();
     const auto queue = QueueOf(controller.Get());
     int runs = 0;
@@ -147,7 +142,7 @@ TEST(DispatcherQueue, RunsOnePieceOfWorkAMessage) {
 }
 
 TEST(DispatcherQueue, RefusesWorkOnceItsThreadHasEnded) {
-  ComPointer<IDispatcherQueue> queue;
+  Ref<IDispatcherQueue> queue;
   std::thread([&] { queue = QueueOf(MakeDispatcherQueue().Get()); }).join();
   bool ran = false;
   const auto work = Work::Make([&] { ran = true; });
@@ -162,7 +157,7 @@ TEST(DispatcherQueue, OfAnEndedThreadIsNotThatOfALaterThreadWithItsId) {
   const auto statics =
       ActivationFactory<IDispatcherQueueStatics>(L"Windows.System.DispatcherQueue");
   DWORD id = 0;
-  ComPointer<IDispatcherQueue> old_queue;
+  Ref<IDispatcherQueue> old_queue;
   std::thread([&] {
     id = GetCurrentThreadId();
     old_queue = QueueOf(MakeDispatcherQueue().Get());
@@ -172,12 +167,12 @@ TEST(DispatcherQueue, OfAnEndedThreadIsNotThatOfALaterThreadWithItsId) {
     std::thread([&] {
       if (GetCurrentThreadId() != id) return;
       id_came_again = true;
-      ComPointer<IDispatcherQueue> found;
+      Ref<IDispatcherQueue> found;
       EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
       EXPECT_FALSE(found);
       const auto controller = MakeDispatcherQueue();
       EXPECT_TRUE(controller);
-      old_queue.Reset();
+      old_queue = {};
       EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
       EXPECT_TRUE(found);
     }).join();
@@ -186,21 +181,18 @@ TEST(DispatcherQueue, OfAnEndedThreadIsNotThatOfALaterThreadWithItsId) {
 }
 
 TEST(DispatcherQueue, StaysWithItsThreadWhenControllerAndPoolsAreReleased) {
-  OnNewThread([] {
+  OnOwnThread([] {
     auto controller = MakeDispatcherQueue();
     const auto queue = WeaklyReferTo(QueueOf(controller.Get()).Get());
     auto pool = MakePool({64, 64});
     EXPECT_TRUE(pool);
-    pool.Reset();
-    controller.Reset();
+    pool = {};
+    controller = {};
     EXPECT_EQ(CreateController(12, 2, 2, controller.Put()), RPC_E_WRONG_THREAD);
     EXPECT_FALSE(controller);
     EXPECT_TRUE(QueueWindow());
 
-    ComPointer<IDispatcherQueue> kept;
-    EXPECT_EQ(
-        queue->Resolve(__uuidof(IDispatcherQueue), reinterpret_cast<IInspectable**>(kept.Put())),
-        S_OK);
+    const auto kept = Query<IDispatcherQueue>(Resolve(queue.Get()).Get());
     ASSERT_TRUE(kept);
     int runs = 0;
     const auto work = Work::Make([&] { ++runs; });
@@ -213,11 +205,11 @@ TEST(DispatcherQueue, StaysWithItsThreadWhenControllerAndPoolsAreReleased) {
 }
 
 TEST(DispatcherQueue, EndsWithItsThreadAndLeavesNeitherWindowNorWork) {
-  ComPointer<IWeakReference> queue;
+  Ref<IWeakReference> queue;
   HWND window = nullptr;
   auto of_work = std::make_shared<int>();
   const std::weak_ptr<int> work_alive = of_work;
-  OnNewThread([&] {
+  OnOwnThread([&] {
     const auto own_queue = QueueOf(MakeDispatcherQueue().Get());
     queue = WeaklyReferTo(own_queue.Get());
     window = QueueWindow();
@@ -226,9 +218,7 @@ TEST(DispatcherQueue, EndsWithItsThreadAndLeavesNeitherWindowNorWork) {
     own_queue->TryEnqueue(Work::Make([of_work = std::move(of_work)] {}).Get(), &queued);
     EXPECT_TRUE(queued);
   });
-  ComPointer<IInspectable> resolved;
-  EXPECT_EQ(queue->Resolve(__uuidof(IDispatcherQueue), resolved.Put()), S_OK);
-  EXPECT_FALSE(resolved);
+  EXPECT_FALSE(Resolve(queue.Get()));
   EXPECT_FALSE(IsWindow(window));
   EXPECT_TRUE(work_alive.expired());
 }
@@ -238,13 +228,13 @@ TEST(DispatcherQueue, EndsWhileAnotherThreadEnqueues) {
   for (int i = 0; i < 50; ++i) {
     auto of_work = std::make_shared<int>();
     const std::weak_ptr<int> work_alive = of_work;
-    std::promise<ComPointer<IDispatcherQueue>> made;
+    std::promise<Ref<IDispatcherQueue>> made;
     std::thread other([&] {
       const auto queue = made.get_future().get();
       const auto work = Work::Make([of_work = std::move(of_work)] {});
       for (boolean queued = true; queued;) queue->TryEnqueue(work.Get(), &queued);
     });
-    OnNewThread([&] { made.set_value(QueueOf(MakeDispatcherQueue().Get())); });
+    OnOwnThread([&] { made.set_value(QueueOf(MakeDispatcherQueue().Get())); });
     other.join();
     EXPECT_TRUE(work_alive.expired());
   }
@@ -252,19 +242,19 @@ TEST(DispatcherQueue, EndsWhileAnotherThreadEnqueues) {
 
 TEST(DispatcherQueue, EndsWithControllerAndPoolsWhereTheRegistrySaysSo) {
   const PlatformSetting setting(L"QueueEndsWithController", 1);
-  OnNewThread([] {
+  OnOwnThread([] {
     auto controller = MakeDispatcherQueue();
     auto pool = MakePool({64, 64});
     EXPECT_TRUE(pool);
-    controller.Reset();
+    controller = {};
     EXPECT_EQ(CreateController(12, 2, 2, controller.Put()), RPC_E_WRONG_THREAD);
     EXPECT_TRUE(QueueWindow());
-    pool.Reset();
+    pool = {};
     EXPECT_FALSE(QueueWindow());
     EXPECT_EQ(CreateController(12, 2, 2, controller.Put()), S_OK);
     EXPECT_TRUE(QueueWindow());
     // Elsewhere the window's own thread is asked to destroy it.
-    OnNewThread([&] { controller.Reset(); });
+    OnOwnThread([&] { controller = {}; });
     DrainMessages();
     EXPECT_FALSE(QueueWindow());
   });

@@ -10,23 +10,15 @@
 #include <memory>
 #include <vector>
 
-#include "painted_window.h"
 #include "platform.h"
-#include "recording.h"
 
 namespace wine_test {
 namespace {
 
-ComPointer<IDirect3D11CaptureFrame> TryGet(IDirect3D11CaptureFramePool* pool) {
-  ComPointer<IDirect3D11CaptureFrame> frame;
-  EXPECT_EQ(pool->TryGetNextFrame(frame.Put()), S_OK);
-  return frame;
-}
-
 TEST(FramePool, NeedsADispatcherQueueOnItsThread) {
-  OnNewThread([] {
+  OnOwnThread([] {
     HRESULT result = S_OK;
-    EXPECT_FALSE(MakePool({64, 64}, 2, &result));
+    EXPECT_FALSE(MakePool({64, 64}, &result));
     EXPECT_EQ(result, RPC_E_WRONG_THREAD);
   });
 }
@@ -36,7 +28,7 @@ TEST(FramePool, RefusesWhatItCannotHold) {
   const auto statics = ActivationFactory<IDirect3D11CaptureFramePoolStatics>(kPoolClass);
   const auto device = Device().winrt;
   const auto bgra = DirectXPixelFormat_B8G8R8A8UIntNormalized;
-  ComPointer<IDirect3D11CaptureFramePool> pool;
+  Ref<IDirect3D11CaptureFramePool> pool;
   EXPECT_EQ(statics->Create(nullptr, bgra, 2, {64, 64}, pool.Put()), E_INVALIDARG);
   EXPECT_EQ(statics->Create(device.Get(), bgra, 0, {64, 64}, pool.Put()), E_INVALIDARG);
   EXPECT_EQ(statics->Create(device.Get(), bgra, 2, {0, 64}, pool.Put()), E_INVALIDARG);
@@ -46,31 +38,24 @@ TEST(FramePool, RefusesWhatItCannotHold) {
   EXPECT_FALSE(pool);
 }
 
-TEST(FramePool, MakesNoSessionWithoutAnItem) {
+TEST(FramePool, GivesNoFrameWhenNothingWaitsAndNoSessionWithoutAnItem) {
   EnsureDispatcherQueue();
   const auto pool = MakePool({64, 64});
-  ComPointer<IGraphicsCaptureSession> session;
+  EXPECT_FALSE(TryGetNextFrame(pool.Get()));
+  Ref<IGraphicsCaptureSession> session;
   EXPECT_EQ(pool->CreateCaptureSession(nullptr, session.Put()), E_INVALIDARG);
   EXPECT_FALSE(session);
 }
 
 TEST(Direct3DDevice, IsNotMadeOfNothing) {
-  ComPointer<IInspectable> device;
+  Ref<IInspectable> device;
   EXPECT_EQ(CreateDirect3D11DeviceFromDXGIDevice(nullptr, device.Put()), E_INVALIDARG);
   EXPECT_FALSE(device);
 }
 
-TEST(FramePool, GivesNullWhenNothingWaits) {
-  EnsureDispatcherQueue();
-  const auto pool = MakePool({64, 64});
-  ComPointer<IDirect3D11CaptureFrame> frame;
-  EXPECT_EQ(pool->TryGetNextFrame(frame.Put()), S_OK);
-  EXPECT_FALSE(frame);
-}
-
 TEST(FramePool, HandsOutBgraTexturesOfItsSize) {
-  const PaintedWindow window;
-  Recording recording(MakeItem(window.Handle()), 2, {100, 90});
+  const PatternWindow window(MakePattern(160, 120));
+  Recording recording(MakeItem(window.handle()), {100, 90});
   const auto frame = recording.NextFrame();
   ASSERT_TRUE(frame);
   D3D11_TEXTURE2D_DESC description;
@@ -84,7 +69,7 @@ TEST(FramePool, HandsOutBgraTexturesOfItsSize) {
   EXPECT_EQ(description.Usage, D3D11_USAGE_DEFAULT);
   EXPECT_EQ(description.BindFlags,
             static_cast<UINT>(D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET));
-  ComPointer<IDirect3DSurface> surface;
+  Ref<IDirect3DSurface> surface;
   ASSERT_EQ(frame->get_Surface(surface.Put()), S_OK);
   ABI::Windows::Graphics::DirectX::Direct3D11::Direct3DSurfaceDescription told = {};
   EXPECT_EQ(surface->get_Description(&told), S_OK);
@@ -93,15 +78,15 @@ TEST(FramePool, HandsOutBgraTexturesOfItsSize) {
   EXPECT_EQ(told.Format, DirectXPixelFormat_B8G8R8A8UIntNormalized);
   EXPECT_EQ(told.MultisampleDescription.Count, 1);
   EXPECT_EQ(told.MultisampleDescription.Quality, 0);
-  ComPointer<ID3D11Device> device;
+  Ref<ID3D11Device> device;
   TextureOf(frame.Get())->GetDevice(device.Put());
   EXPECT_EQ(device.Get(), Device().d3d.Get());
 }
 
 TEST(FramePool, ReusesABufferOnlyOnceItsFrameIsReleasedOrClosed) {
   const PlatformSetting setting(L"SendUnchangedFrames", 1);
-  const PaintedWindow window;
-  Recording recording(MakeItem(window.Handle()));
+  const PatternWindow window(MakePattern(160, 120));
+  Recording recording(window);
   auto first = recording.NextFrame();
   auto second = recording.NextFrame();
   ASSERT_TRUE(first);
@@ -111,7 +96,7 @@ TEST(FramePool, ReusesABufferOnlyOnceItsFrameIsReleasedOrClosed) {
   EXPECT_NE(first_texture.Get(), second_texture.Get());
   EXPECT_FALSE(recording.NextFrame(300));
 
-  first.Reset();
+  first = {};
   auto third = recording.NextFrame();
   ASSERT_TRUE(third);
   EXPECT_EQ(TextureOf(third.Get()).Get(), first_texture.Get());
@@ -124,54 +109,49 @@ TEST(FramePool, ReusesABufferOnlyOnceItsFrameIsReleasedOrClosed) {
 }
 
 TEST(FramePool, KeepsTheOldestFramesForAHostThatIsLate) {
-  PaintedWindow window;
-  Recording recording(MakeItem(window.Handle()));
+  PatternWindow window(MakePattern(160, 120));
+  Recording recording(window);
   recording.TakeAllFrames();
   for (int picture = 1; picture <= 4; ++picture) {
-    window.Show(picture);
+    window.Show(MakePattern(160, 120, picture));
     Sleep(120);  // Time for a picture to be taken; the queue's thread dispatches nothing.
   }
-  const auto first = TryGet(recording.Pool());
-  const auto second = TryGet(recording.Pool());
+  const auto first = TryGetNextFrame(recording.Pool());
+  const auto second = TryGetNextFrame(recording.Pool());
   ASSERT_TRUE(first);
   ASSERT_TRUE(second);
-  EXPECT_EQ(ReadPixels(first.Get()).At(0, 0), PaintedPixel(1, 0, 0));
-  EXPECT_EQ(ReadPixels(second.Get()).At(0, 0), PaintedPixel(2, 0, 0));
-  EXPECT_FALSE(TryGet(recording.Pool()));
+  EXPECT_EQ(ReadPixels(first.Get()).At(0, 0), PatternPixel(0, 0, 1));
+  EXPECT_EQ(ReadPixels(second.Get()).At(0, 0), PatternPixel(0, 0, 2));
+  EXPECT_FALSE(TryGetNextFrame(recording.Pool()));
 }
 
 TEST(FramePool, MakesBuffersOfTheNewSizeAndDropsWhatWaitsOnRecreate) {
-  PaintedWindow window;
-  Recording recording(MakeItem(window.Handle()));
+  PatternWindow window(MakePattern(160, 120));
+  Recording recording(window);
   const auto old_frame = recording.NextFrame();
   ASSERT_TRUE(old_frame);
-  window.Show(1);
+  window.Show(MakePattern(160, 120, 1));
   Sleep(200);
   ASSERT_EQ(recording.Pool()->Recreate(Device().winrt.Get(),
                                        DirectXPixelFormat_B8G8R8A8UIntNormalized, 2, {50, 40}),
             S_OK);
-  EXPECT_FALSE(TryGet(recording.Pool()));
+  EXPECT_FALSE(TryGetNextFrame(recording.Pool()));
   const auto frame = recording.NextFrame();
   ASSERT_TRUE(frame);
-  const Pixels pixels = ReadPixels(frame.Get());
-  EXPECT_EQ(pixels.width, 50);
-  EXPECT_EQ(pixels.height, 40);
-  EXPECT_EQ(pixels.At(49, 39), PaintedPixel(1, 49, 39));
+  EXPECT_EQ(ReadPixels(frame.Get()), MakePattern(50, 40, 1));
   // A frame that is out keeps its buffer.
-  const Pixels old_pixels = ReadPixels(old_frame.Get());
-  EXPECT_EQ(old_pixels.width, 160);
-  EXPECT_EQ(old_pixels.At(159, 119), PaintedPixel(0, 159, 119));
+  EXPECT_EQ(ReadPixels(old_frame.Get()), MakePattern(160, 120));
 }
 
 TEST(FramePool, RefusesCallsOnceClosed) {
-  const PaintedWindow window;
-  Recording recording(MakeItem(window.Handle()));
+  const PatternWindow window(MakePattern(160, 120));
+  Recording recording(window);
   const auto frame = recording.NextFrame();
   ASSERT_TRUE(frame);
   IDirect3D11CaptureFramePool* const pool = recording.Pool();
   EXPECT_EQ(Close(pool), S_OK);
   EXPECT_EQ(Close(pool), S_OK);
-  ComPointer<IDirect3D11CaptureFrame> none;
+  Ref<IDirect3D11CaptureFrame> none;
   EXPECT_EQ(pool->TryGetNextFrame(none.Put()), kClosed);
   EXPECT_EQ(
       pool->Recreate(Device().winrt.Get(), DirectXPixelFormat_B8G8R8A8UIntNormalized, 2, {50, 40}),
@@ -179,10 +159,10 @@ TEST(FramePool, RefusesCallsOnceClosed) {
   const auto handler = ArrivedHandler::Make([](IDirect3D11CaptureFramePool*, IInspectable*) {});
   EventRegistrationToken token;
   EXPECT_EQ(pool->add_FrameArrived(handler.Get(), &token), kClosed);
-  ComPointer<IGraphicsCaptureSession> session;
-  EXPECT_EQ(pool->CreateCaptureSession(MakeItem(window.Handle()).Get(), session.Put()), kClosed);
+  Ref<IGraphicsCaptureSession> session;
+  EXPECT_EQ(pool->CreateCaptureSession(MakeItem(window.handle()).Get(), session.Put()), kClosed);
   // A frame that is out stays readable.
-  EXPECT_EQ(ReadPixels(frame.Get()).At(3, 4), PaintedPixel(0, 3, 4));
+  EXPECT_EQ(ReadPixels(frame.Get()), MakePattern(160, 120));
 }
 
 TEST(FramePool, LetsItsHandlersGoWhenClosed) {
@@ -194,7 +174,7 @@ TEST(FramePool, LetsItsHandlersGoWhenClosed) {
       [of_handler = std::move(of_handler)](IDirect3D11CaptureFramePool*, IInspectable*) {});
   EventRegistrationToken token;
   ASSERT_EQ(pool->add_FrameArrived(handler.Get(), &token), S_OK);
-  handler.Reset();
+  handler = {};
   EXPECT_FALSE(alive.expired());
   EXPECT_EQ(Close(pool.Get()), S_OK);
   EXPECT_TRUE(alive.expired());
@@ -203,8 +183,8 @@ TEST(FramePool, LetsItsHandlersGoWhenClosed) {
 // What a handler does when it is called, removed or dropped is the host's affair: it may call the
 // pool, and wait for another thread that does.
 TEST(FramePool, IsNotLockedWhileItCallsAHandlerOrLetsItGo) {
-  const PaintedWindow window;
-  Recording recording(MakeItem(window.Handle()));
+  const PatternWindow window(MakePattern(160, 120));
+  Recording recording(window);
   IDirect3D11CaptureFramePool* const pool = recording.Pool();
   std::vector<std::future<HRESULT>> calls;
   int answered = 0;
@@ -234,28 +214,21 @@ TEST(FramePool, IsNotLockedWhileItCallsAHandlerOrLetsItGo) {
 TEST(FramePool, IsWeaklyReferable) {
   EnsureDispatcherQueue();
   auto pool = MakePool({64, 64});
-  auto source = pool.As<IWeakReferenceSource>();
-  ComPointer<IWeakReference> weak;
-  ASSERT_TRUE(source);
-  ASSERT_EQ(source->GetWeakReference(weak.Put()), S_OK);
-  ComPointer<IInspectable> resolved;
-  EXPECT_EQ(weak->Resolve(__uuidof(IDirect3D11CaptureFramePool), resolved.Put()), S_OK);
-  EXPECT_TRUE(resolved);
-  resolved.Reset();
-  source.Reset();
-  pool.Reset();
-  EXPECT_EQ(weak->Resolve(__uuidof(IDirect3D11CaptureFramePool), resolved.Put()), S_OK);
-  EXPECT_FALSE(resolved);
+  const auto weak = WeaklyReferTo(pool.Get());
+  ASSERT_TRUE(weak);
+  EXPECT_TRUE(Resolve(weak.Get()));
+  pool = {};
+  EXPECT_FALSE(Resolve(weak.Get()));
 }
 
 TEST(Frame, RefusesCallsOnceClosed) {
-  const PaintedWindow window;
-  Recording recording(MakeItem(window.Handle()));
+  const PatternWindow window(MakePattern(160, 120));
+  Recording recording(window);
   const auto frame = recording.NextFrame();
   ASSERT_TRUE(frame);
   EXPECT_EQ(Close(frame.Get()), S_OK);
   EXPECT_EQ(Close(frame.Get()), S_OK);
-  ComPointer<IDirect3DSurface> surface;
+  Ref<IDirect3DSurface> surface;
   EXPECT_EQ(frame->get_Surface(surface.Put()), kClosed);
   SizeInt32 size;
   EXPECT_EQ(frame->get_ContentSize(&size), kClosed);

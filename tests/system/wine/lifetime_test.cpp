@@ -3,56 +3,22 @@
 
 // That captures leave nothing behind, whether the host closes them or just lets go.
 
-#include <windows.h>
-
-#include <winternl.h>
-
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
-#include <vector>
 
-#include "painted_window.h"
 #include "platform.h"
-#include "recording.h"
+#include "support/process_figures.h"
 
 namespace wine_test {
 namespace {
 
-using ClosedHandler = Delegate<
-    __FITypedEventHandler_2_Windows__CGraphics__CCapture__CGraphicsCaptureItem_IInspectable,
-    IGraphicsCaptureItem*, IInspectable*>;
-
-std::vector<char> SystemInformation(SYSTEM_INFORMATION_CLASS what) {
-  std::vector<char> information(4 * 1024 * 1024);
-  ULONG length = 0;
-  const auto status = NtQuerySystemInformation(what, information.data(),
-                                               static_cast<ULONG>(information.size()), &length);
-  EXPECT_EQ(status, 0);
-  return information;
-}
-
-// Wine's GetProcessHandleCount always says 0.
 int CountHandles() {
-  const auto list = SystemInformation(SystemHandleInformation);
-  const auto handles = reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(list.data());
-  const SYSTEM_HANDLE_ENTRY* const first = handles->Handle;
-  return static_cast<int>(std::count_if(
-      first, first + handles->Count,
-      [](const SYSTEM_HANDLE_ENTRY& handle) { return handle.OwnerPid == GetCurrentProcessId(); }));
+  return MeasureProcess().handles;
 }
 
 int CountThreads() {
-  const auto list = SystemInformation(SystemProcessInformation);
-  for (size_t offset = 0;;) {
-    const auto process = reinterpret_cast<const SYSTEM_PROCESS_INFORMATION*>(&list[offset]);
-    if (reinterpret_cast<ULONG_PTR>(process->UniqueProcessId) == GetCurrentProcessId()) {
-      return static_cast<int>(process->NumberOfThreads);
-    }
-    if (process->NextEntryOffset == 0) return 0;
-    offset += process->NextEntryOffset;
-  }
+  return MeasureProcess().threads;
 }
 
 ULONG DeviceReferences() {
@@ -75,7 +41,7 @@ int CountBitmaps() {
 // the life of the process.
 void ExpectNothingLeftBehind(const std::function<void()>& round) {
   for (int i = 0; i < 5; ++i) round();
-  PumpFor(300);
+  PumpUntil([] { return false; }, 300);
   const int handles = CountHandles();
   const int threads = CountThreads();
   const ULONG references = DeviceReferences();
@@ -116,14 +82,14 @@ void RunOneCapture(HWND window, Ending ending) {
 TEST(Lifetime, HandlesThreadsAndBitmapsAreCounted) {
   {
     // The first window makes threads of Wine's own.
-    const PaintedWindow window;
+    const PatternWindow window(MakePattern(160, 120));
   }
   const int handles = CountHandles();
   const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   EXPECT_EQ(CountHandles(), handles + 1);
   CloseHandle(event);
   const int threads = CountThreads();
-  const PaintedWindow window;
+  const PatternWindow window(MakePattern(160, 120));
   EXPECT_EQ(CountThreads(), threads + 1);
   const int bitmaps = CountBitmaps();
   const HBITMAP bitmap = CreateBitmap(8, 8, 1, 32, nullptr);
@@ -132,8 +98,8 @@ TEST(Lifetime, HandlesThreadsAndBitmapsAreCounted) {
 }
 
 TEST(Lifetime, OfACapturesThreadEndsWithThePool) {
-  const PaintedWindow window;
-  Recording recording(MakeItem(window.Handle()));
+  const PatternWindow window(MakePattern(160, 120));
+  Recording recording(window);
   ASSERT_TRUE(recording.NextFrame());
   const int threads = CountThreads();
   EXPECT_EQ(Close(recording.Pool()), S_OK);
@@ -141,13 +107,13 @@ TEST(Lifetime, OfACapturesThreadEndsWithThePool) {
 }
 
 TEST(Lifetime, OfPicturesOfAnySizeLeavesNoBitmapsBehind) {
-  PaintedWindow window;
-  ASSERT_TRUE(PutCursor(window, LoadCursor(nullptr, IDC_ARROW), {120, 120}));
-  Recording recording(MakeItem(window.Handle()), 2, {0, 0}, true);
+  PatternWindow window(MakePattern(160, 120));
+  ASSERT_TRUE(PutCursor(window, LoadCursor(nullptr, IDC_ARROW), {20, 20}));
+  Recording recording(MakeItem(window.handle()), {0, 0}, true);
   ASSERT_TRUE(recording.NextFrame());
   const int bitmaps = CountBitmaps();
   for (int i = 1; i <= 30; ++i) {
-    window.Resize({100 + i, 100});
+    window.Show(MakePattern(100 + i, 100));
     ASSERT_TRUE(recording.NextFrame()) << i;
   }
   recording.TakeAllFrames();
@@ -157,15 +123,15 @@ TEST(Lifetime, OfPicturesOfAnySizeLeavesNoBitmapsBehind) {
 class CaptureLifetime : public testing::TestWithParam<Ending> {};
 
 TEST_P(CaptureLifetime, LeavesNothingBehindIn200Rounds) {
-  const PaintedWindow window;
-  ExpectNothingLeftBehind([&] { RunOneCapture(window.Handle(), GetParam()); });
+  const PatternWindow window(MakePattern(160, 120));
+  ExpectNothingLeftBehind([&] { RunOneCapture(window.handle(), GetParam()); });
 }
 
 // A thread's end takes its queue, which nothing else ends.
 TEST_P(CaptureLifetime, LeavesNothingBehindIn200ThreadsThatEnd) {
-  const PaintedWindow window;
+  const PatternWindow window(MakePattern(160, 120));
   ExpectNothingLeftBehind(
-      [&] { OnNewThread([&] { RunOneCapture(window.Handle(), GetParam()); }); });
+      [&] { OnOwnThread([&] { RunOneCapture(window.handle(), GetParam()); }); });
 }
 
 INSTANTIATE_TEST_SUITE_P(, CaptureLifetime, testing::Values(Ending::kClose, Ending::kRelease),

@@ -5,13 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <thread>
-
 namespace wine_test {
 namespace {
-
-constexpr wchar_t kSettingsKey[] = L"Software\\libquill-wgc\\Capture";
 
 // One thread in the multithreaded apartment is enough: all others count as members of it. Wine 8
 // gives out factories without one; Windows and later Wines do not.
@@ -27,16 +22,16 @@ GraphicsDevice MakeDevice() {
   const D3D_FEATURE_LEVEL level = D3D_FEATURE_LEVEL_11_0;
   D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, D3D11_CREATE_DEVICE_BGRA_SUPPORT,
                     &level, 1, D3D11_SDK_VERSION, device.d3d.Put(), nullptr, device.context.Put());
-  const auto dxgi = device.d3d.As<IDXGIDevice>();
-  ComPointer<IInspectable> inspectable;
+  const auto dxgi = Query<IDXGIDevice>(device.d3d.Get());
+  Ref<IInspectable> inspectable;
   CreateDirect3D11DeviceFromDXGIDevice(dxgi.Get(), inspectable.Put());
-  device.winrt = inspectable.As<IDirect3DDevice>();
+  device.winrt = Query<IDirect3DDevice>(inspectable.Get());
   return device;
 }
 
 // Factories are kept, as hosts keep them: Wine's RoGetActivationFactory loses a handle at every
 // call, which would hide what a capture leaves behind.
-ComPointer<IGraphicsCaptureItemInterop> ItemInterop() {
+Ref<IGraphicsCaptureItemInterop> ItemInterop() {
   static const auto& interop =
       *new auto(ActivationFactory<IGraphicsCaptureItemInterop>(kItemClass));
   return interop;
@@ -50,12 +45,8 @@ GraphicsDevice& Device() {
   return device;
 }
 
-void OnNewThread(const std::function<void()>& body) {
-  std::thread(body).join();
-}
-
-ComPointer<IDispatcherQueueController> MakeDispatcherQueue() {
-  ComPointer<IDispatcherQueueController> controller;
+Ref<IDispatcherQueueController> MakeDispatcherQueue() {
+  Ref<IDispatcherQueueController> controller;
   CreateDispatcherQueueController(
       {sizeof(DispatcherQueueOptions), DQTYPE_THREAD_CURRENT, DQTAT_COM_STA}, controller.Put());
   return controller;
@@ -66,90 +57,100 @@ void EnsureDispatcherQueue() {
   MakeDispatcherQueue();
 }
 
-ComPointer<IGraphicsCaptureItem> MakeItem(HWND window) {
+Ref<IGraphicsCaptureItem> MakeItem(HWND window) {
   const auto interop = ItemInterop();
-  ComPointer<IGraphicsCaptureItem> item;
+  Ref<IGraphicsCaptureItem> item;
   interop->CreateForWindow(window, __uuidof(IGraphicsCaptureItem),
                            reinterpret_cast<void**>(item.Put()));
   return item;
 }
 
-ComPointer<IGraphicsCaptureItem> MakeItem(HMONITOR monitor) {
+Ref<IGraphicsCaptureItem> MakeItem(HMONITOR monitor) {
   const auto interop = ItemInterop();
-  ComPointer<IGraphicsCaptureItem> item;
+  Ref<IGraphicsCaptureItem> item;
   interop->CreateForMonitor(monitor, __uuidof(IGraphicsCaptureItem),
                             reinterpret_cast<void**>(item.Put()));
   return item;
 }
 
-ComPointer<IDirect3D11CaptureFramePool> MakePool(SizeInt32 size, int buffers, HRESULT* result) {
+HMONITOR PrimaryMonitor() {
+  return MonitorFromPoint({0, 0}, MONITOR_DEFAULTTOPRIMARY);
+}
+
+SizeInt32 SizeOf(IGraphicsCaptureItem* item) {
+  SizeInt32 size = {};
+  EXPECT_EQ(item->get_Size(&size), S_OK);
+  return size;
+}
+
+Ref<IDirect3D11CaptureFramePool> MakePool(SizeInt32 size, HRESULT* result) {
   static const auto& statics =
       *new auto(ActivationFactory<IDirect3D11CaptureFramePoolStatics>(kPoolClass));
-  ComPointer<IDirect3D11CaptureFramePool> pool;
+  Ref<IDirect3D11CaptureFramePool> pool;
   const HRESULT created = statics->Create(
-      Device().winrt.Get(), DirectXPixelFormat_B8G8R8A8UIntNormalized, buffers, size, pool.Put());
+      Device().winrt.Get(), DirectXPixelFormat_B8G8R8A8UIntNormalized, 2, size, pool.Put());
   if (result) *result = created;
   return pool;
 }
 
-HRESULT Close(IUnknown* object) {
-  ComPointer<IClosable> closable;
-  const HRESULT found =
-      object->QueryInterface(__uuidof(IClosable), reinterpret_cast<void**>(closable.Put()));
-  return FAILED(found) ? found : closable->Close();
+Ref<IDirect3D11CaptureFrame> TryGetNextFrame(IDirect3D11CaptureFramePool* pool) {
+  Ref<IDirect3D11CaptureFrame> frame;
+  EXPECT_EQ(pool->TryGetNextFrame(frame.Put()), S_OK);
+  return frame;
 }
 
-ComPointer<IWeakReference> WeaklyReferTo(IUnknown* object) {
-  ComPointer<IWeakReferenceSource> source;
-  ComPointer<IWeakReference> weak;
-  object->QueryInterface(__uuidof(IWeakReferenceSource), reinterpret_cast<void**>(source.Put()));
-  if (source) source->GetWeakReference(weak.Put());
+HRESULT Close(IUnknown* object) {
+  const auto closable = Query<IClosable>(object);
+  return closable ? closable->Close() : E_NOINTERFACE;
+}
+
+Ref<IWeakReference> WeaklyReferTo(IUnknown* object) {
+  Ref<IWeakReference> weak;
+  if (const auto source = Query<IWeakReferenceSource>(object)) source->GetWeakReference(weak.Put());
   return weak;
 }
 
-ComPointer<ID3D11Texture2D> TextureOf(IDirect3D11CaptureFrame* frame) {
-  ComPointer<IDirect3DSurface> surface;
-  ComPointer<ID3D11Texture2D> texture;
+Ref<IUnknown> Resolve(IWeakReference* reference) {
+  Ref<IInspectable> resolved;
+  EXPECT_EQ(reference->Resolve(__uuidof(IUnknown), resolved.Put()), S_OK);
+  return Ref<IUnknown>(resolved.Get());
+}
+
+Ref<ID3D11Texture2D> TextureOf(IDirect3D11CaptureFrame* frame) {
+  Ref<IDirect3DSurface> surface;
+  Ref<ID3D11Texture2D> texture;
   if (FAILED(frame->get_Surface(surface.Put()))) return texture;
-  const auto access = surface.As<IDirect3DDxgiInterfaceAccess>();
+  const auto access = Query<IDirect3DDxgiInterfaceAccess>(surface.Get());
   access->GetInterface(__uuidof(ID3D11Texture2D), reinterpret_cast<void**>(texture.Put()));
   return texture;
 }
 
-Pixels ReadPixels(IDirect3D11CaptureFrame* frame) {
+Picture ReadPixels(IDirect3D11CaptureFrame* frame) {
   const auto texture = TextureOf(frame);
   D3D11_TEXTURE2D_DESC description;
   texture->GetDesc(&description);
   description.Usage = D3D11_USAGE_STAGING;
   description.BindFlags = 0;
   description.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-  ComPointer<ID3D11Texture2D> staging;
+  Ref<ID3D11Texture2D> staging;
   Device().d3d->CreateTexture2D(&description, nullptr, staging.Put());
   Device().context->CopyResource(staging.Get(), texture.Get());
-  Pixels pixels;
   D3D11_MAPPED_SUBRESOURCE mapped = {};
-  if (FAILED(Device().context->Map(staging.Get(), 0, D3D11_MAP_READ, 0, &mapped))) return pixels;
-  pixels.width = static_cast<int>(description.Width);
-  pixels.height = static_cast<int>(description.Height);
-  pixels.values.resize(static_cast<size_t>(pixels.width) * pixels.height);
-  for (int y = 0; y < pixels.height; ++y) {
-    std::memcpy(&pixels.values[static_cast<size_t>(y) * pixels.width],
-                static_cast<const char*>(mapped.pData) + static_cast<size_t>(y) * mapped.RowPitch,
-                pixels.width * sizeof(UINT32));
-  }
+  if (FAILED(Device().context->Map(staging.Get(), 0, D3D11_MAP_READ, 0, &mapped))) return {};
+  const Picture picture(description.Width, description.Height, mapped.pData, mapped.RowPitch);
   Device().context->Unmap(staging.Get(), 0);
-  return pixels;
+  return picture;
 }
 
-int DrainMessages() {
-  int count = 0;
+SizeInt32 ContentSize(IDirect3D11CaptureFrame* frame) {
+  SizeInt32 size = {};
+  EXPECT_EQ(frame->get_ContentSize(&size), S_OK);
+  return size;
+}
+
+void DrainMessages() {
   MSG message;
-  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    TranslateMessage(&message);
-    DispatchMessageW(&message);
-    ++count;
-  }
-  return count;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
 }
 
 bool PumpUntil(const std::function<bool()>& done, DWORD limit_ms) {
@@ -162,18 +163,66 @@ bool PumpUntil(const std::function<bool()>& done, DWORD limit_ms) {
   }
 }
 
-void PumpFor(DWORD time_ms) {
-  PumpUntil([] { return false; }, time_ms);
+Recording::Recording(const Ref<IGraphicsCaptureItem>& item, SizeInt32 pool_size, bool cursor) {
+  EnsureDispatcherQueue();
+  HRESULT created = E_FAIL;
+  pool_ = MakePool(pool_size.Width != 0 ? pool_size : SizeOf(item.Get()), &created);
+  EXPECT_EQ(created, S_OK);
+  if (!pool_) return;
+  EXPECT_EQ(pool_->CreateCaptureSession(item.Get(), session_.Put()), S_OK);
+  EXPECT_EQ(Query<IGraphicsCaptureSession2>(session_.Get())->put_IsCursorCaptureEnabled(cursor),
+            S_OK);
+  EXPECT_EQ(session_->StartCapture(), S_OK);
 }
 
-PlatformSetting::PlatformSetting(const wchar_t* name, DWORD value) : name_(name) {
-  const LSTATUS set =
-      RegSetKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name, REG_DWORD, &value, sizeof(value));
-  EXPECT_EQ(set, ERROR_SUCCESS);
+Ref<IDirect3D11CaptureFrame> Recording::NextFrame(DWORD limit_ms) {
+  Ref<IDirect3D11CaptureFrame> frame;
+  if (!pool_) return frame;
+  PumpUntil([&] { return pool_->TryGetNextFrame(frame.Put()) == S_OK && frame; }, limit_ms);
+  return frame;
 }
 
-PlatformSetting::~PlatformSetting() {
-  RegDeleteKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name_);
+Ref<IDirect3D11CaptureFrame> Recording::FrameWhere(
+    const std::function<bool(IDirect3D11CaptureFrame*)>& wanted) {
+  const ULONGLONG end = GetTickCount64() + 5000;
+  while (GetTickCount64() < end) {
+    auto frame = NextFrame(200);
+    if (frame && wanted(frame.Get())) return frame;
+  }
+  return {};
+}
+
+bool Recording::ComesToShow(const Picture& picture) {
+  const SIZE size = {static_cast<LONG>(picture.width), static_cast<LONG>(picture.height)};
+  return static_cast<bool>(FrameWhere([&](IDirect3D11CaptureFrame* frame) {
+    const SizeInt32 content = ContentSize(frame);
+    return content.Width == size.cx && content.Height == size.cy &&
+           Crop(ReadPixels(frame), {0, 0}, size) == picture;
+  }));
+}
+
+void Recording::TakeAllFrames() {
+  while (NextFrame(200)) continue;
+}
+
+bool PutCursor(PatternWindow& window, HCURSOR cursor, POINT position) {
+  window.SetState(SW_SHOW);
+  SetForegroundWindow(window.handle());
+  ClientToScreen(window.handle(), &position);
+  SetCursorPos(position.x, position.y);
+  return PumpUntil([&] {
+    CURSORINFO told = {};
+    told.cbSize = sizeof(told);
+    return GetCursorInfo(&told) && told.hCursor == cursor && told.ptScreenPos.x == position.x &&
+           told.ptScreenPos.y == position.y;
+  });
+}
+
+Picture Crop(const Picture& picture, POINT position, SIZE size) {
+  const uint32_t left = position.x;
+  const uint32_t top = position.y;
+  if (left + size.cx > picture.width || top + size.cy > picture.height) return {};
+  return Picture(size.cx, size.cy, &picture.pixels[top * picture.width + left], picture.width * 4);
 }
 
 }  // namespace wine_test

@@ -17,9 +17,11 @@
 
 #include <functional>
 #include <string_view>
-#include <vector>
 
-#include "com_pointer.h"
+#include "common/object.h"
+#include "support/own_thread.h"
+#include "support/pattern_window.h"
+#include "support/platform_setting.h"
 
 namespace wine_test {
 
@@ -39,6 +41,9 @@ using ABI::Windows::Graphics::DirectX::Direct3D11::IDirect3DDevice;
 using ABI::Windows::Graphics::DirectX::Direct3D11::IDirect3DSurface;
 using ABI::Windows::System::IDispatcherQueueController;
 using Windows::Graphics::DirectX::Direct3D11::IDirect3DDxgiInterfaceAccess;
+
+using standin::Query;
+using standin::Ref;
 
 constexpr HRESULT kClosed = static_cast<HRESULT>(0x80000013);  // RO_E_CLOSED
 
@@ -62,8 +67,8 @@ class HString {
 };
 
 template <class Interface>
-ComPointer<Interface> ActivationFactory(std::wstring_view class_name) {
-  ComPointer<Interface> factory;
+Ref<Interface> ActivationFactory(std::wstring_view class_name) {
+  Ref<Interface> factory;
   RoGetActivationFactory(HString(class_name).Get(), __uuidof(Interface),
                          reinterpret_cast<void**>(factory.Put()));
   return factory;
@@ -71,55 +76,101 @@ ComPointer<Interface> ActivationFactory(std::wstring_view class_name) {
 
 // The hardware (here: software) device that the tests share; made once, since making one is slow.
 struct GraphicsDevice {
-  ComPointer<ID3D11Device> d3d;
-  ComPointer<ID3D11DeviceContext> context;
-  ComPointer<IDirect3DDevice> winrt;
+  Ref<ID3D11Device> d3d;
+  Ref<ID3D11DeviceContext> context;
+  Ref<IDirect3DDevice> winrt;
 };
 GraphicsDevice& Device();
 
+// An event handler, or any delegate with one Invoke, that calls a function.
+template <class Interface, class... Arguments>
+class Delegate : public standin::Object<Interface> {
+ public:
+  using Function = std::function<void(Arguments...)>;
+
+  static Ref<Interface> Make(Function function) {
+    return Ref<Interface>::Attach(new Delegate(std::move(function)));
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(Arguments... arguments) override {
+    function_(arguments...);
+    return S_OK;
+  }
+
+ private:
+  explicit Delegate(Function function) : function_(std::move(function)) {}
+
+  const Function function_;
+};
+
+using ArrivedHandler = Delegate<
+    __FITypedEventHandler_2_Windows__CGraphics__CCapture__CDirect3D11CaptureFramePool_IInspectable,
+    IDirect3D11CaptureFramePool*, IInspectable*>;
+using ClosedHandler = Delegate<
+    __FITypedEventHandler_2_Windows__CGraphics__CCapture__CGraphicsCaptureItem_IInspectable,
+    IGraphicsCaptureItem*, IInspectable*>;
+
 // A thread has at most one dispatcher queue in its life: cases that make one of their own do so on
 // a new thread, all others share that of the thread they run on.
-void OnNewThread(const std::function<void()>& body);
-ComPointer<IDispatcherQueueController> MakeDispatcherQueue();
+Ref<IDispatcherQueueController> MakeDispatcherQueue();
 void EnsureDispatcherQueue();
-ComPointer<IGraphicsCaptureItem> MakeItem(HWND window);
-ComPointer<IGraphicsCaptureItem> MakeItem(HMONITOR monitor);
+
+Ref<IGraphicsCaptureItem> MakeItem(HWND window);
+Ref<IGraphicsCaptureItem> MakeItem(HMONITOR monitor);
+HMONITOR PrimaryMonitor();
+SizeInt32 SizeOf(IGraphicsCaptureItem* item);
+
 // The result of Create is put into `result` when that is given.
-ComPointer<IDirect3D11CaptureFramePool> MakePool(SizeInt32 size, int buffers = 2,
-                                                 HRESULT* result = nullptr);
+Ref<IDirect3D11CaptureFramePool> MakePool(SizeInt32 size, HRESULT* result = nullptr);
+Ref<IDirect3D11CaptureFrame> TryGetNextFrame(IDirect3D11CaptureFramePool* pool);
 
 HRESULT Close(IUnknown* object);
 // Null when the object does not offer it.
-ComPointer<IWeakReference> WeaklyReferTo(IUnknown* object);
+Ref<IWeakReference> WeaklyReferTo(IUnknown* object);
+// The object that the reference refers to; null when it is gone.
+Ref<IUnknown> Resolve(IWeakReference* reference);
 
-// A picture as pixels 0xAARRGGBB, rows from the top.
-struct Pixels {
-  int width = 0;
-  int height = 0;
-  std::vector<UINT32> values;
-  UINT32 At(int x, int y) const { return values[static_cast<size_t>(y) * width + x]; }
-};
-ComPointer<ID3D11Texture2D> TextureOf(IDirect3D11CaptureFrame* frame);
-Pixels ReadPixels(IDirect3D11CaptureFrame* frame);
+Ref<ID3D11Texture2D> TextureOf(IDirect3D11CaptureFrame* frame);
+Picture ReadPixels(IDirect3D11CaptureFrame* frame);
+SizeInt32 ContentSize(IDirect3D11CaptureFrame* frame);
 
-// Removes and dispatches the thread's messages until there are none; the number of them.
-int DrainMessages();
-
+// Removes and dispatches the thread's messages until there are none.
+void DrainMessages();
 // Drains messages until `done` holds or the time is up; whether it holds.
 bool PumpUntil(const std::function<bool()>& done, DWORD limit_ms = 5000);
-// Drains messages for that long.
-void PumpFor(DWORD time_ms);
 
-// A DWORD value under the stand-in's registry key, taken back at the end of its scope.
-class PlatformSetting {
+// A running capture on the calling thread, the way a host sets one up. Fails the test when a step
+// does.
+class Recording {
  public:
-  PlatformSetting(const wchar_t* name, DWORD value);
-  PlatformSetting(const PlatformSetting&) = delete;
-  PlatformSetting& operator=(const PlatformSetting&) = delete;
-  ~PlatformSetting();
+  // The pool gets the item's size unless another is given. Without the cursor, the pixels are the
+  // target's own.
+  explicit Recording(const Ref<IGraphicsCaptureItem>& item, SizeInt32 pool_size = {0, 0},
+                     bool cursor = false);
+  explicit Recording(const PatternWindow& window) : Recording(MakeItem(window.handle())) {}
+
+  // The next frame that comes within the time; null when none does.
+  Ref<IDirect3D11CaptureFrame> NextFrame(DWORD limit_ms = 3000);
+  // The first frame in five seconds that `wanted` holds for.
+  Ref<IDirect3D11CaptureFrame> FrameWhere(
+      const std::function<bool(IDirect3D11CaptureFrame*)>& wanted);
+  // Whether a frame comes whose content is this picture, at the top left of the pool's texture.
+  bool ComesToShow(const Picture& picture);
+  // Takes frames until none has come for 200 ms.
+  void TakeAllFrames();
+
+  IDirect3D11CaptureFramePool* Pool() { return pool_.Get(); }
+  IGraphicsCaptureSession* Session() { return session_.Get(); }
 
  private:
-  const wchar_t* const name_;
+  Ref<IDirect3D11CaptureFramePool> pool_;
+  Ref<IGraphicsCaptureSession> session_;
 };
+
+// Moves the cursor to a point of the window's client area. The window gets the focus, as Wine tells
+// the cursor of the foreground window only.
+bool PutCursor(PatternWindow& window, HCURSOR cursor, POINT position);
+
+// Part of a picture.
+Picture Crop(const Picture& picture, POINT position, SIZE size);
 
 }  // namespace wine_test
