@@ -7,7 +7,22 @@ if(TARGET quill-grab)
 endif()
 if(MINGW)
   install(FILES $<TARGET_FILE:quill-wgc>.debug DESTINATION bin)
-  install(FILES ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/quill-wgc.lib DESTINATION lib)
+  # The import library in the form that Visual Studio's linker reads.
+  find_program(QUILL_WGC_LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14)
+  if(QUILL_WGC_LLVM_DLLTOOL)
+    set(import_library ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/quill-wgc.lib)
+    set(def ${PROJECT_SOURCE_DIR}/src/api/libquill_wgc.def)
+    add_custom_command(
+      OUTPUT ${import_library}
+      COMMAND ${QUILL_WGC_LLVM_DLLTOOL} -m i386:x86-64 -d ${def} -D libquill-wgc.dll
+              -l ${import_library}
+      DEPENDS ${def})
+    add_custom_target(quill_wgc_msvc_import_library ALL DEPENDS ${import_library})
+    install(FILES ${import_library} DESTINATION lib)
+  else()
+    message(STATUS "The package lacks Visual Studio's import library: that needs llvm-dlltool "
+      "(Debian: llvm)")
+  endif()
 else()
   install(FILES $<TARGET_PDB_FILE:quill-wgc> DESTINATION bin)
 endif()
