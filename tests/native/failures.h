@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,31 +17,43 @@
 
 namespace session_test {
 
-// A call of the library that can fail.
-struct Step {
+// A call of the library that can fail, among all those of the untouched run.
+struct Step : fake::RecordedCall {
   uint64_t number = 0;  // among these calls, counted from 1
-  std::string function;
-  // As it reads in a recording, without receiver and result. A call that is not written down, such
-  // as the making of a string, reads "function for" the call that comes next.
-  std::string call;
-  std::string receiver;  // "pool1"; empty for a flat function
+  uint64_t nth = 0;     // the same among the calls of its function
 
-  bool Is(std::string_view beginning) const { return call.starts_with(beginning); }
-  bool Has(std::string_view part) const { return call.find(part) != call.npos; }
+  // argument: the first one; any when empty.
+  bool Is(std::string_view name, std::string_view argument = {}) const {
+    return function == name && (argument.empty() || Has(argument));
+  }
+  bool IsOneOf(std::initializer_list<std::string_view> names) const;
+  bool Has(std::string_view argument) const {
+    return !arguments.empty() && arguments.front() == argument;
+  }
+  // Whether it is made on an object of this kind ("pool"), or with one as its first argument.
+  bool IsOn(std::string_view kind) const;
 };
 
-struct Injection {
-  Step step;
+struct Injection : Step {
   fake::Fault fault;
-  // All calls of the untouched run, this one included.
   const std::vector<Step>& steps;
 
   bool IsEmptySuccess() const { return fault.kind == fake::Fault::Kind::kNothing; }
   bool IsAfterWork() const { return fault.kind == fake::Fault::Kind::kResultAfterWork; }
-  // Whether this is the n-th of the calls that begin so, counted from 1.
-  bool IsNth(uint64_t n, std::string_view beginning) const;
-  // Whether it comes after the first call that begins so.
-  bool IsAfter(std::string_view beginning) const;
+  bool IsException() const {
+    return fault.kind == fake::Fault::Kind::kStandardException ||
+           fault.kind == fake::Fault::Kind::kForeignException;
+  }
+  // What a caller that looks for the object, too, takes it for.
+  HRESULT Result() const { return IsEmptySuccess() ? E_POINTER : fault.result; }
+  // Whether no later call is of the same function.
+  bool IsLast() const;
+  // Whether it comes after the n-th call of this function.
+  bool IsAfter(std::string_view name, uint64_t n = 1) const;
+  // Whether it asks if the capture session has a property.
+  bool IsOfPropertyCheck() const;
+  // Whether it makes the string by which this class is activated.
+  bool IsNameOf(std::string_view runtime_class) const;
 };
 
 class Scenario {
@@ -53,51 +66,34 @@ class Scenario {
   virtual void Act() = 0;
   // Judges and goes on with an untouched platform. Null: nothing failed.
   virtual void Check(const Injection* injection) = 0;
+  // Judges after an operator new that failed.
+  virtual void CheckOutOfMemory() { Check(nullptr); }
 
   // Calls that fail each time, whichever else does.
   virtual fake::FaultPlan AlwaysFailing() { return {}; }
-  // Steps that are left alone.
-  virtual bool IsSpared(const Step&, const fake::Fault&) { return false; }
+  // Calls that are left alone, beside those that no platform fails so.
+  virtual bool IsSpared(const Injection&) { return false; }
   // Whether what Direct3D drops without an answer is part of it.
-  virtual bool ExpectsRefusals(const Injection&) { return false; }
+  virtual bool ExpectsRefusals() { return false; }
 };
 
-// Runs the scenario with each fault in each call, each time anew, until it runs through untouched.
-// Nothing may ever be left behind. Answers how many faults there were.
-uint64_t Sweep(const std::function<std::unique_ptr<Scenario>()>& make,
-               const std::vector<fake::Fault>& faults);
+using MakeScenario = std::function<std::unique_ptr<Scenario>()>;
 
-// The same with the first, second, ... operator new of the library; `check` instead of the
-// scenario's own, with the recording up to the end of the action.
-uint64_t SweepNew(
-    const std::function<std::unique_ptr<Scenario>()>& make,
-    const std::function<void(Scenario&, const std::vector<std::string>* recording)>& check);
+// Runs the scenario with each fault in each call, each time anew. Nothing may ever be left behind.
+// Answers how many faults there were.
+uint64_t Sweep(const MakeScenario& make, const std::vector<fake::Fault>& faults);
+
+// The same with the first, second, ... operator new of the library.
+uint64_t SweepNew(const MakeScenario& make);
 
 // Failures as real platforms report them, then the two that they should not: success without a
 // result, and failure of something that has been done.
 std::vector<fake::Fault> AllFaults();
 std::vector<fake::Fault> Exceptions();
-inline bool IsException(const fake::Fault& fault) {
-  return fault.kind == fake::Fault::Kind::kStandardException ||
-         fault.kind == fake::Fault::Kind::kForeignException;
-}
-
-// Where success without an object is out of COM's question, and nobody looks for it: queries and
-// activation.
-bool PromisesAnObject(const Step& step);
-// Where the projection may not let an exception through: a query that merely asks, weak references
-// and what a revocation does.
-bool IsCalledWithoutExceptions(const Step& step);
-
-// Whether it is one of the calls that ask whether the capture session has a property.
-bool IsOfPropertyCheck(const Step& step);
-// Whether the check finds the name of the class empty when the string comes out empty: of the three
-// strings, the platform looks at the class's first.
-bool IsClassString(const Injection& injection);
 
 // "Winrt exception:-2147467259", or what there is to say about an exception.
-LogLine RaisedInStart(const fake::Fault& fault);
-LogLine RaisedInPropertyCheck(const fake::Fault& fault);
+LogLine RaisedInStart(const Injection& injection);
+LogLine RaisedInPropertyCheck(const Injection& injection);
 LogLine WinrtException(HRESULT result);
 std::string Hex(HRESULT result);
 inline LogLine Error(const std::string& text) {
@@ -109,9 +105,8 @@ inline LogLine Warning(const std::string& text) {
 inline LogLine Info(const std::string& text) {
   return {WGC_LOG_INFO, text};
 }
-std::vector<LogLine> operator+(std::vector<LogLine> lines, const LogLine& line);
-std::vector<LogLine> operator+(std::vector<LogLine> lines, const std::vector<LogLine>& more);
-
-std::string Text(const fake::Fault& fault);
+inline void ExpectLog(const std::vector<LogLine>& lines) {
+  EXPECT_EQ(TakeLog(), lines);
+}
 
 }  // namespace session_test

@@ -29,9 +29,7 @@ std::atomic<uint64_t> faults_injected_ever = 0;
 std::atomic<bool> recording = false;
 std::atomic<bool> recording_references = false;
 std::mutex recording_mutex;
-std::vector<std::string> recorded_lines;
-std::vector<std::string> failable_functions;
-std::vector<std::string> failable_functions_taken;
+std::vector<RecordedCall> recorded_calls;
 
 std::mutex bookkeeping_mutex;
 std::vector<std::string> refusals;
@@ -97,28 +95,41 @@ FaultPlan EveryCallOf(std::string function, Fault fault) {
   };
 }
 
+std::string RecordedCall::Text() const {
+  if (!note.empty()) return note;
+  std::string text = receiver.empty() ? "" : receiver + ".";
+  text += function + "(";
+  for (const std::string& argument : arguments) {
+    if (&argument != &arguments.front()) text += ", ";
+    text += argument;
+  }
+  return text + ")" + (made.empty() ? "" : " = " + made);
+}
+
 void StartRecording(bool references) {
-  recorded_lines.clear();
-  failable_functions.clear();
+  recorded_calls.clear();
   recording_references = references;
   recording = true;
 }
 
-std::vector<std::string> TakeRecording() {
+std::vector<RecordedCall> TakeCalls() {
   recording = false;
   recording_references = false;
-  failable_functions_taken = std::exchange(failable_functions, {});
-  return std::exchange(recorded_lines, {});
+  return std::exchange(recorded_calls, {});
 }
 
-std::vector<std::string> FailableFunctionsRecorded() {
-  return failable_functions_taken;
+std::vector<std::string> TakeRecording() {
+  std::vector<std::string> lines;
+  for (const RecordedCall& call : TakeCalls()) {
+    if (!call.is_quiet) lines.push_back(call.Text());
+  }
+  return lines;
 }
 
 void Note(const std::string& line) {
   if (!IsRecording()) return;
   const std::lock_guard lock(recording_mutex);
-  recorded_lines.push_back(line);
+  recorded_calls.push_back({.note = line});
 }
 
 std::vector<std::string> TakeRefusals() {
@@ -164,7 +175,7 @@ OutsideLibrary::~OutsideLibrary() {
 
 void ResetCalls() {
   PlanNoFaults();
-  TakeRecording();
+  TakeCalls();
   TakeRefusals();
   FailNew(0);
   const std::lock_guard lock(bookkeeping_mutex);
@@ -203,9 +214,10 @@ void CountObject(int change) {
 
 bool Call::Fails() {
   const uint64_t number = failable_calls.fetch_add(1, kRelaxed) + 1;
-  if (IsRecording()) {
+  if (line_ != SIZE_MAX) {
     const std::lock_guard lock(recording_mutex);
-    failable_functions.push_back(function_);
+    // The recording may have been taken while the call lasted.
+    if (line_ < recorded_calls.size()) recorded_calls[line_].can_fail = true;
   }
   if (!fault_plan) return false;
   fault_ = fault_plan({number, function_});
@@ -227,14 +239,13 @@ bool Call::Fails() {
 void Call::Made(std::string_view name) {
   if (line_ == SIZE_MAX) return;
   const std::lock_guard lock(recording_mutex);
-  // The recording may have been taken while the call lasted.
-  if (line_ < recorded_lines.size()) recorded_lines[line_].append(" = ").append(name);
+  if (line_ < recorded_calls.size()) recorded_calls[line_].made = name;
 }
 
-void Call::Write(const std::string& line) {
+void Call::Record(RecordedCall&& call) {
   const std::lock_guard lock(recording_mutex);
-  line_ = recorded_lines.size();
-  recorded_lines.push_back(line);
+  line_ = recorded_calls.size();
+  recorded_calls.push_back(std::move(call));
 }
 
 }  // namespace fake

@@ -10,13 +10,15 @@
 
 #include <windows.h>
 
+#include <unknwn.h>
+
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <type_traits>
 #include <vector>
 
 namespace fake {
@@ -65,16 +67,27 @@ FaultPlan NthCall(uint64_t number, Fault fault);
 FaultPlan NthCallOf(std::string function, uint64_t number, Fault fault);
 FaultPlan EveryCallOf(std::string function, Fault fault);
 
-// From now on each call is written down as one line, until TakeRecording. A call reads as in C++,
-// with the object it is made on in front of it; a line that ends in "= name" tells what it made.
-// Destructions are "~name". With `references`, the library's AddRef and Release calls are lines
-// too.
-void StartRecording(bool references = false);
-std::vector<std::string> TakeRecording();
+// A call as it was made.
+struct RecordedCall {
+  std::string receiver = {};  // the object's name, "pool1"; empty for a flat function
+  std::string function = {};
+  std::vector<std::string> arguments = {};  // objects by their names
+  std::string made = {};                    // the names of what it made
+  bool can_fail = false;
+  // Strings and the like, which would clutter a list of calls.
+  bool is_quiet = false;
+  std::string note = {};  // in place of a call
 
-// The functions of the failable calls of the recording last taken, in order: the n-th entry is what
-// NthCall(n) makes fail, if the same is done again.
-std::vector<std::string> FailableFunctionsRecorded();
+  // As in C++, with the object in front: "pool1.Close()"; ends in " = name" if it made something.
+  std::string Text() const;
+};
+
+// From now on each call is recorded, until TakeRecording or TakeCalls. Destructions are noted as
+// "~name". With `references`, the library's AddRef and Release calls are noted, too.
+void StartRecording(bool references = false);
+std::vector<RecordedCall> TakeCalls();
+// The same as text, without the quiet calls.
+std::vector<std::string> TakeRecording();
 
 // Adds a line of the test's own to the recording.
 void Note(const std::string& line);
@@ -120,48 +133,82 @@ std::string NewName(const char* kind);
 void CountObject(int change);
 std::string InterfaceName(REFIID id);
 
+// A method that the library is not known to need: fails the test.
+template <typename Result>
+Result Unused(const char* method) {
+  Refuse(std::string(method) + ": not foreseen");
+  if constexpr (std::is_same_v<Result, HRESULT>) {
+    return E_NOTIMPL;
+  } else if constexpr (!std::is_void_v<Result>) {
+    return Result();
+  }
+}
+
+// How an object reads as an argument.
+std::string NameOf(::IUnknown* object);
+
 template <typename T>
 void Print(std::ostream& out, const T& value) {
-  out << value;
+  if constexpr (std::is_invocable_v<T>) {
+    out << value();
+  } else if constexpr (std::is_same_v<T, GUID>) {
+    out << InterfaceName(value);
+  } else if constexpr (std::is_convertible_v<T, ::IUnknown*>) {
+    out << NameOf(value);
+  } else {
+    out << value;
+  }
 }
 
 // One call of the library into the platform, for as long as it lasts.
 class Call {
  public:
-  // receiver: the object's name, empty for a flat function. Arguments are printed in their order.
+  // receiver: the object's name, empty for a flat function. Of a function among the arguments the
+  // result is recorded.
   template <typename... Arguments>
   Call(std::string_view receiver, const char* function, const Arguments&... arguments)
       : function_(function) {
-    if (IsRecording()) Record(receiver, arguments...);
+    if (IsRecording()) {
+      Record({std::string(receiver), function, {Printed(arguments)...}});
+    }
   }
 
-  // A call that is not written down: strings and the like, which would only clutter a recording.
   struct Quiet {};
-  Call(Quiet, const char* function) : function_(function) {}
+  Call(Quiet, const char* function) : function_(function) {
+    if (IsRecording()) Record({.function = function, .is_quiet = true});
+  }
 
   // Whether the call is to fail; counts it among the failable ones. Throws when that is the fault.
   bool Fails();
+  // The same, after clearing what the call answers with.
+  template <typename T>
+  bool Fails(T* answer) {
+    *answer = {};
+    return Fails();
+  }
   // The answer of a call that fails.
   HRESULT Result() const { return fault_->result; }
   bool FailsAfterWork() const { return fault_ && fault_->kind == Fault::Kind::kResultAfterWork; }
   // The answer of a call that has done its work.
   HRESULT Done() const { return FailsAfterWork() ? fault_->result : S_OK; }
 
-  // Completes the line with what the call made.
+  // Completes the record with what the call made.
   void Made(std::string_view name);
+  template <typename T, typename Interface>
+  HRESULT Made(T* object, Interface** answer) {
+    *answer = object;
+    Made(object->Name());
+    return Done();
+  }
 
  private:
-  template <typename... Arguments>
-  void Record(std::string_view receiver, const Arguments&... arguments) {
-    std::ostringstream line;
-    if (!receiver.empty()) line << receiver << '.';
-    line << function_ << '(';
-    [[maybe_unused]] const char* separator = "";
-    ((line << std::exchange(separator, ", "), Print(line, arguments)), ...);
-    line << ')';
-    Write(line.str());
+  template <typename T>
+  static std::string Printed(const T& argument) {
+    std::ostringstream out;
+    Print(out, argument);
+    return out.str();
   }
-  void Write(const std::string& line);
+  void Record(RecordedCall&& call);
 
   OutsideLibrary outside_;
   const char* function_;

@@ -33,34 +33,31 @@ void ForgetLast(T*& last, T* object) {
   if (last == object) last = nullptr;
 }
 
-std::string Text(SizeInt32 size) {
-  return std::to_string(size.Width) + "x" + std::to_string(size.Height);
+// Reads as "64x48".
+auto TextOf(SizeInt32 size) {
+  return [=] { return std::to_string(size.Width) + "x" + std::to_string(size.Height); };
 }
 
-const char* Text(boolean value) {
+const char* TextOf(boolean value) {
   return value ? "true" : "false";
 }
 
 template <typename T, typename Interface>
 HRESULT Deliver(Call& call, T* made, Interface** result) {
-  call.Made(made->Name());
+  const HRESULT answer = call.Made(made, result);
   if (call.FailsAfterWork()) {
     // A failing call leaves nothing behind: what it made goes again.
     made->Release();
-    return call.Result();
+    *result = nullptr;
   }
-  *result = made;
-  return S_OK;
+  return answer;
 }
 
-class RuntimeDevice final
-    : public ImplementsRuntime<IDirect3DDevice, IDirect3DDxgiInterfaceAccess> {
+class RuntimeDevice final : public Implements<IDirect3DDevice, IDirect3DDxgiInterfaceAccess> {
  public:
-  explicit RuntimeDevice(ID3D11Device* device) : ImplementsRuntime("winrt_device"), device(device) {
+  explicit RuntimeDevice(ID3D11Device* device) : Implements("winrt_device"), device(device) {
     device->AddRef();
   }
-  HRESULT STDMETHODCALLTYPE Trim() override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetInterface(REFIID, void**) override { return E_NOTIMPL; }
 
   ID3D11Device* const device;
 
@@ -69,37 +66,26 @@ class RuntimeDevice final
 };
 
 class DispatcherQueueController final
-    : public ImplementsRuntime<ABI::Windows::System::IDispatcherQueueController> {
+    : public Implements<ABI::Windows::System::IDispatcherQueueController> {
  public:
-  DispatcherQueueController() : ImplementsRuntime("controller") {}
-  HRESULT STDMETHODCALLTYPE get_DispatcherQueue(::IInspectable**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE ShutdownQueueAsync(::IInspectable**) override {
-    Refuse("ShutdownQueueAsync: not foreseen");
-    return E_NOTIMPL;
-  }
+  DispatcherQueueController() : Implements("controller") {}
 };
 
-class Surface final : public ImplementsRuntime<IDirect3DSurface, IDirect3DDxgiInterfaceAccess> {
+class Surface final : public Implements<IDirect3DSurface, IDirect3DDxgiInterfaceAccess> {
  public:
-  explicit Surface(ID3D11Texture2D* texture) : ImplementsRuntime("surface"), texture_(texture) {
+  explicit Surface(ID3D11Texture2D* texture) : Implements("surface"), texture_(texture) {
     if (texture_) texture_->AddRef();
   }
 
-  HRESULT STDMETHODCALLTYPE
-  get_Description(directx_abi::Direct3D11::Direct3DSurfaceDescription*) override {
-    return E_NOTIMPL;
-  }
   HRESULT STDMETHODCALLTYPE GetInterface(REFIID id, void** object) override {
-    const OutsideLibrary outside;
-    Call call(Name(), "GetInterface", InterfaceName(id));
-    *object = nullptr;
-    if (call.Fails()) return call.Result();
+    Call call(Name(), "GetInterface", id);
+    if (call.Fails(object)) return call.Result();
     if (!texture_) return S_OK;
     if (id != __uuidof(ID3D11Texture2D)) return E_NOINTERFACE;
     texture_->AddRef();
     *object = texture_;
     call.Made(NameOf(texture_));
-    return call.FailsAfterWork() ? call.Result() : S_OK;
+    return call.Done();
   }
 
  private:
@@ -112,44 +98,40 @@ class Surface final : public ImplementsRuntime<IDirect3DSurface, IDirect3DDxgiIn
 
 // What both statics and factories of this platform are.
 template <typename First, typename... Rest>
-class FactoryObject : public ImplementsRuntime<First, Rest...> {
+class FactoryObject : public Implements<First, Rest...> {
  public:
   void* Answer(REFIID id) override {
     if (id == __uuidof(IAgileObject)) {
       return settings.agile_factories ? static_cast<First*>(this) : nullptr;
     }
-    return ImplementsRuntime<First, Rest...>::Answer(id);
+    return Implements<First, Rest...>::Answer(id);
   }
 
  protected:
-  using ImplementsRuntime<First, Rest...>::ImplementsRuntime;
+  using Implements<First, Rest...>::Implements;
 };
 
 class ItemFactory final : public FactoryObject<IActivationFactory, IGraphicsCaptureItemInterop> {
  public:
   ItemFactory() : FactoryObject("item_factory") {}
-  HRESULT STDMETHODCALLTYPE ActivateInstance(::IInspectable**) override { return E_NOTIMPL; }
 
   HRESULT STDMETHODCALLTYPE CreateForWindow(HWND window, REFIID id, void** result) override {
-    const OutsideLibrary outside;
-    Call call(Name(), "CreateForWindow", window, InterfaceName(id));
+    Call call(Name(), "CreateForWindow", window, id);
     return Make(call, window, nullptr, id, result);
   }
   HRESULT STDMETHODCALLTYPE CreateForMonitor(HMONITOR monitor, REFIID id, void** result) override {
-    const OutsideLibrary outside;
-    Call call(Name(), "CreateForMonitor", monitor, InterfaceName(id));
+    Call call(Name(), "CreateForMonitor", monitor, id);
     return Make(call, nullptr, monitor, id, result);
   }
 
  private:
   static HRESULT Make(Call& call, HWND window, HMONITOR monitor, REFIID id, void** result) {
-    *result = nullptr;
-    if (call.Fails()) return call.Result();
+    if (call.Fails(result)) return call.Result();
     if (id != __uuidof(capture_abi::IGraphicsCaptureItem)) return E_NOINTERFACE;
     auto* const item = new CaptureItem(window, monitor);
     *result = static_cast<capture_abi::IGraphicsCaptureItem*>(item);
     call.Made(item->Name());
-    return call.FailsAfterWork() ? call.Result() : S_OK;
+    return call.Done();
   }
 };
 
@@ -157,15 +139,12 @@ class PoolStatics final
     : public FactoryObject<capture_abi::IDirect3D11CaptureFramePoolStatics, IActivationFactory> {
  public:
   PoolStatics() : FactoryObject("pool_statics") {}
-  HRESULT STDMETHODCALLTYPE ActivateInstance(::IInspectable**) override { return E_NOTIMPL; }
 
   HRESULT STDMETHODCALLTYPE Create(IDirect3DDevice* device, directx_abi::DirectXPixelFormat format,
                                    INT32 buffers, SizeInt32 size,
                                    capture_abi::IDirect3D11CaptureFramePool** result) override {
-    const OutsideLibrary outside;
-    Call call(Name(), "Create", NameOf(device), static_cast<int>(format), buffers, Text(size));
-    *result = nullptr;
-    if (call.Fails()) return call.Result();
+    Call call(Name(), "Create", device, static_cast<int>(format), buffers, TextOf(size));
+    if (call.Fails(result)) return call.Result();
     if (!device || size.Width <= 0 || size.Height <= 0) return E_INVALIDARG;
     return Deliver(call, new FramePool(device, format, buffers, size), result);
   }
@@ -176,15 +155,13 @@ class ApiInformation final
                            IActivationFactory> {
  public:
   ApiInformation() : FactoryObject("api_information") {}
-  HRESULT STDMETHODCALLTYPE ActivateInstance(::IInspectable**) override { return E_NOTIMPL; }
 
   HRESULT STDMETHODCALLTYPE IsPropertyPresent(HSTRING type, HSTRING property,
                                               boolean* value) override {
     const std::string type_name = Narrow(type);
     const std::string name = Narrow(property);
     Call call(Name(), "IsPropertyPresent", type_name, name);
-    *value = FALSE;
-    if (call.Fails()) return call.Result();
+    if (call.Fails(value)) return call.Result();
     if (type_name == "Windows.Graphics.Capture.GraphicsCaptureSession") {
       *value = (name == "IsCursorCaptureEnabled" && settings.cursor_property_present) ||
                (name == "IsBorderRequired" && settings.border_property_present);
@@ -196,35 +173,10 @@ class ApiInformation final
                                                         boolean* value) override {
     const std::string name = Narrow(contract);
     Call call(Name(), "IsApiContractPresent", name, major);
-    *value = FALSE;
-    if (call.Fails()) return call.Result();
+    if (call.Fails(value)) return call.Result();
     *value =
         name == "Windows.Foundation.UniversalApiContract" && major <= settings.universal_contract;
     return call.Done();
-  }
-
-  HRESULT STDMETHODCALLTYPE IsTypePresent(HSTRING, boolean*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE IsMethodPresent(HSTRING, HSTRING, boolean*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE IsMethodPresentWithArity(HSTRING, HSTRING, UINT32, boolean*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE IsEventPresent(HSTRING, HSTRING, boolean*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE IsReadOnlyPropertyPresent(HSTRING, HSTRING, boolean*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE IsWriteablePropertyPresent(HSTRING, HSTRING, boolean*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE IsEnumNamedValuePresent(HSTRING, HSTRING, boolean*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE IsApiContractPresentByMajorAndMinor(HSTRING, UINT16, UINT16,
-                                                                boolean*) override {
-    return E_NOTIMPL;
   }
 };
 
@@ -233,10 +185,8 @@ class ApiInformation final
 // WeakReference.
 
 HRESULT WeakReference::Resolve(REFIID id, ::IInspectable** result) {
-  const OutsideLibrary outside;
-  Call call(Name(), "Resolve", InterfaceName(id));
-  *result = nullptr;
-  if (call.Fails()) return call.Result();
+  Call call(Name(), "Resolve", id);
+  if (call.Fails(result)) return call.Result();
   const std::lock_guard lock(mutex_);
   const HRESULT answer =
       unknown_ ? unknown_->QueryInterface(id, reinterpret_cast<void**>(result)) : S_OK;
@@ -251,7 +201,7 @@ void WeakReference::Forget() {
 // CaptureItem.
 
 CaptureItem::CaptureItem(HWND window, HMONITOR monitor)
-    : ImplementsRuntime("item"), window(window), monitor(monitor) {
+    : WeaklyReferenced("item"), window(window), monitor(monitor) {
   last_item = this;
 }
 
@@ -259,18 +209,9 @@ CaptureItem::~CaptureItem() {
   ForgetLast(last_item, this);
 }
 
-void CaptureItem::OnUnreferenced() {
-  if (weak_) weak_->Forget();
-}
-
-HRESULT CaptureItem::get_DisplayName(HSTRING*) {
-  return E_NOTIMPL;
-}
-
 HRESULT CaptureItem::get_Size(SizeInt32* value) {
   Call call(Name(), "get_Size");
-  *value = {};
-  if (call.Fails()) return call.Result();
+  if (call.Fails(value)) return call.Result();
   *value = {settings.item_width, settings.item_height};
   return call.Done();
 }
@@ -285,16 +226,6 @@ HRESULT CaptureItem::remove_Closed(EventRegistrationToken token) {
   return closed_event_.Remove(call, token);
 }
 
-HRESULT CaptureItem::GetWeakReference(IWeakReference** result) {
-  Call call(Name(), "GetWeakReference");
-  *result = nullptr;
-  if (call.Fails()) return call.Result();
-  auto* const weak = new WeakReference(static_cast<capture_abi::IGraphicsCaptureItem*>(this));
-  weak_ = Ref<WeakReference>(weak);
-  *result = weak;
-  return call.Done();
-}
-
 // FramePool.
 
 struct FramePool::BufferSlot {
@@ -305,11 +236,11 @@ struct FramePool::BufferSlot {
   ID3D11Texture2D* const texture;
 };
 
-class FramePool::Frame final : public ImplementsRuntime<capture_abi::IDirect3D11CaptureFrame,
-                                                        ABI::Windows::Foundation::IClosable> {
+class FramePool::Frame final
+    : public Implements<capture_abi::IDirect3D11CaptureFrame, ABI::Windows::Foundation::IClosable> {
  public:
   Frame(ID3D11Texture2D* texture, SizeInt32 content_size, std::shared_ptr<BufferSlot> slot)
-      : ImplementsRuntime("frame"),
+      : Implements("frame"),
         texture_(texture),
         content_size_(content_size),
         slot_(std::move(slot)) {
@@ -318,25 +249,14 @@ class FramePool::Frame final : public ImplementsRuntime<capture_abi::IDirect3D11
 
   HRESULT STDMETHODCALLTYPE get_Surface(IDirect3DSurface** value) override {
     Call call(Name(), "get_Surface");
-    *value = nullptr;
-    if (call.Fails()) return call.Result();
+    if (call.Fails(value)) return call.Result();
     return fake::Deliver(call, new Surface(texture_), value);
-  }
-  HRESULT STDMETHODCALLTYPE
-  get_SystemRelativeTime(ABI::Windows::Foundation::TimeSpan* value) override {
-    *value = {};
-    return E_NOTIMPL;
   }
   HRESULT STDMETHODCALLTYPE get_ContentSize(SizeInt32* value) override {
     Call call(Name(), "get_ContentSize");
-    *value = {};
-    if (call.Fails()) return call.Result();
+    if (call.Fails(value)) return call.Result();
     *value = content_size_;
     return call.Done();
-  }
-  HRESULT STDMETHODCALLTYPE Close() override {
-    Refuse("Direct3D11CaptureFrame.Close: not foreseen");
-    return S_OK;
   }
 
  private:
@@ -350,7 +270,7 @@ class FramePool::Frame final : public ImplementsRuntime<capture_abi::IDirect3D11
 };
 
 FramePool::FramePool(IDirect3DDevice* device, INT32, INT32 buffers, SizeInt32 size)
-    : ImplementsRuntime("pool"),
+    : WeaklyReferenced("pool"),
       queue_(ThreadQueue()),
       device_kept_(dynamic_cast<RuntimeDevice*>(device)),
       device_(dynamic_cast<RuntimeDevice*>(device)->device),
@@ -364,10 +284,6 @@ FramePool::~FramePool() {
   ForgetLast(last_pool, this);
   queue_->Purge(this);
   for (Frame* const frame : waiting_) frame->Release();
-}
-
-void FramePool::OnUnreferenced() {
-  if (weak_) weak_->Forget();
 }
 
 void FramePool::MakeBuffers() {
@@ -440,8 +356,7 @@ size_t FramePool::FramesWaiting() {
 
 HRESULT FramePool::Recreate(IDirect3DDevice* device, directx_abi::DirectXPixelFormat format,
                             INT32 buffers, SizeInt32 size) {
-  const OutsideLibrary outside;
-  Call call(Name(), "Recreate", NameOf(device), static_cast<int>(format), buffers, Text(size));
+  Call call(Name(), "Recreate", device, static_cast<int>(format), buffers, TextOf(size));
   if (call.Fails()) return call.Result();
   if (!device || size.Width <= 0 || size.Height <= 0) return E_INVALIDARG;
   std::vector<Frame*> lost;
@@ -459,8 +374,7 @@ HRESULT FramePool::Recreate(IDirect3DDevice* device, directx_abi::DirectXPixelFo
 
 HRESULT FramePool::TryGetNextFrame(capture_abi::IDirect3D11CaptureFrame** result) {
   Call call(Name(), "TryGetNextFrame");
-  *result = nullptr;
-  if (call.Fails()) return call.Result();
+  if (call.Fails(result)) return call.Result();
   const std::lock_guard lock(mutex_);
   if (closed_) return RO_E_CLOSED;
   if (waiting_.empty()) return S_OK;
@@ -486,15 +400,9 @@ HRESULT FramePool::remove_FrameArrived(EventRegistrationToken token) {
 
 HRESULT FramePool::CreateCaptureSession(capture_abi::IGraphicsCaptureItem* item,
                                         capture_abi::IGraphicsCaptureSession** result) {
-  const OutsideLibrary outside;
-  Call call(Name(), "CreateCaptureSession", NameOf(item));
-  *result = nullptr;
-  if (call.Fails()) return call.Result();
+  Call call(Name(), "CreateCaptureSession", item);
+  if (call.Fails(result)) return call.Result();
   return fake::Deliver(call, new CaptureSession(this), result);
-}
-
-HRESULT FramePool::get_DispatcherQueue(::IInspectable**) {
-  return E_NOTIMPL;
 }
 
 HRESULT FramePool::Close() {
@@ -511,20 +419,9 @@ HRESULT FramePool::Close() {
   return call.Done();
 }
 
-HRESULT FramePool::GetWeakReference(IWeakReference** result) {
-  Call call(Name(), "GetWeakReference");
-  *result = nullptr;
-  if (call.Fails()) return call.Result();
-  auto* const weak =
-      new WeakReference(static_cast<capture_abi::IDirect3D11CaptureFramePool*>(this));
-  weak_ = Ref<WeakReference>(weak);
-  *result = weak;
-  return call.Done();
-}
-
 // CaptureSession.
 
-CaptureSession::CaptureSession(FramePool* pool) : ImplementsRuntime("session"), pool_(pool) {
+CaptureSession::CaptureSession(FramePool* pool) : Implements("session"), pool_(pool) {
   last_session = this;
 }
 
@@ -539,7 +436,7 @@ void* CaptureSession::Answer(REFIID id) {
   if (id == __uuidof(capture_abi::IGraphicsCaptureSession3) && !settings.border_property_present) {
     return nullptr;
   }
-  return ImplementsRuntime::Answer(id);
+  return Implements::Answer(id);
 }
 
 HRESULT CaptureSession::StartCapture() {
@@ -550,27 +447,15 @@ HRESULT CaptureSession::StartCapture() {
   return call.Done();
 }
 
-HRESULT CaptureSession::get_IsCursorCaptureEnabled(boolean* value) {
-  *value = cursor_captured;
-  return S_OK;
-}
-
 HRESULT CaptureSession::put_IsCursorCaptureEnabled(boolean value) {
-  const OutsideLibrary outside;
-  Call call(Name(), "put_IsCursorCaptureEnabled", Text(value));
+  Call call(Name(), "put_IsCursorCaptureEnabled", TextOf(value));
   if (call.Fails()) return call.Result();
   cursor_captured = value;
   return call.Done();
 }
 
-HRESULT CaptureSession::get_IsBorderRequired(boolean* value) {
-  *value = border_drawn;
-  return S_OK;
-}
-
 HRESULT CaptureSession::put_IsBorderRequired(boolean value) {
-  const OutsideLibrary outside;
-  Call call(Name(), "put_IsBorderRequired", Text(value));
+  Call call(Name(), "put_IsBorderRequired", TextOf(value));
   if (call.Fails()) return call.Result();
   border_drawn = value;
   return call.Done();
@@ -601,10 +486,8 @@ CaptureSession* LastSession() {
 
 extern "C" HRESULT WINAPI CreateDirect3D11DeviceFromDXGIDevice(IDXGIDevice* device,
                                                                ::IInspectable** result) {
-  const fake::OutsideLibrary outside;
-  fake::Call call("", "CreateDirect3D11DeviceFromDXGIDevice", fake::NameOf(device));
-  *result = nullptr;
-  if (call.Fails()) return call.Result();
+  fake::Call call("", "CreateDirect3D11DeviceFromDXGIDevice", device);
+  if (call.Fails(result)) return call.Result();
   auto* const direct3d = dynamic_cast<ID3D11Device*>(device);
   if (!direct3d) return E_INVALIDARG;
   return fake::Deliver(call, new fake::RuntimeDevice(direct3d), result);
@@ -614,8 +497,7 @@ HRESULT WINAPI CreateDispatcherQueueController(
     DispatcherQueueOptions options, ABI::Windows::System::IDispatcherQueueController** controller) {
   fake::Call call("", "CreateDispatcherQueueController", options.dwSize,
                   static_cast<int>(options.threadType), static_cast<int>(options.apartmentType));
-  *controller = nullptr;
-  if (call.Fails()) return call.Result();
+  if (call.Fails(controller)) return call.Result();
   if (fake::thread_has_queue && !fake::settings.several_queues_a_thread) return RPC_E_WRONG_THREAD;
   const HRESULT result = fake::Deliver(call, new fake::DispatcherQueueController, controller);
   if (*controller) fake::thread_has_queue = true;
@@ -624,10 +506,8 @@ HRESULT WINAPI CreateDispatcherQueueController(
 
 extern "C" HRESULT WINAPI RoGetActivationFactory(HSTRING name, REFIID id, void** factory) {
   const std::string class_name = fake::Narrow(name);
-  const fake::OutsideLibrary outside;
-  fake::Call call("", "RoGetActivationFactory", class_name, fake::InterfaceName(id));
-  *factory = nullptr;
-  if (call.Fails()) return call.Result();
+  fake::Call call("", "RoGetActivationFactory", class_name, id);
+  if (call.Fails(factory)) return call.Result();
   if (fake::settings.apartment_needed && fake::mta_usages == 0) return CO_E_NOTINITIALIZED;
 
   const auto activate = [&](auto* made) -> HRESULT {

@@ -36,6 +36,30 @@ class WeakReference final : public Implements<IWeakReference> {
   ::IUnknown* unknown_;
 };
 
+// An object that revokers find without keeping it alive.
+template <typename First, typename... Rest>
+class WeaklyReferenced : public Implements<First, Rest..., IWeakReferenceSource> {
+ public:
+  HRESULT STDMETHODCALLTYPE GetWeakReference(IWeakReference** result) override {
+    Call call(this->Name(), "GetWeakReference");
+    if (call.Fails(result)) return call.Result();
+    auto* const weak = new WeakReference(static_cast<First*>(this));
+    weak_ = Ref<WeakReference>(weak);
+    *result = weak;
+    return call.Done();
+  }
+
+ protected:
+  using Implements<First, Rest..., IWeakReferenceSource>::Implements;
+
+ private:
+  void OnUnreferenced() override {
+    if (weak_) weak_->Forget();
+  }
+
+  Ref<WeakReference> weak_;
+};
+
 // An event with room for one handler. Any thread.
 template <typename Handler>
 class Event {
@@ -68,8 +92,7 @@ class Event {
   }
 
   HRESULT Add(Call& call, Handler* handler, EventRegistrationToken* token) {
-    *token = {};
-    if (call.Fails()) return call.Result();
+    if (call.Fails(token)) return call.Result();
     const std::lock_guard lock(mutex_);
     if (handler_) return E_ILLEGAL_METHOD_CALL;
     handler_ = handler;
@@ -97,8 +120,7 @@ class Event {
 };
 
 class CaptureItem final
-    : public ImplementsRuntime<ABI::Windows::Graphics::Capture::IGraphicsCaptureItem,
-                               IWeakReferenceSource> {
+    : public WeaklyReferenced<ABI::Windows::Graphics::Capture::IGraphicsCaptureItem> {
  public:
   using Handler =
       __FITypedEventHandler_2_Windows__CGraphics__CCapture__CGraphicsCaptureItem_IInspectable;
@@ -110,26 +132,22 @@ class CaptureItem final
   HRESULT RaiseClosed() { return closed_event_.Raise(this); }
   bool HasHandler() { return closed_event_.HasHandler(); }
 
-  HRESULT STDMETHODCALLTYPE get_DisplayName(HSTRING* value) override;
   HRESULT STDMETHODCALLTYPE get_Size(SizeInt32* value) override;
   HRESULT STDMETHODCALLTYPE add_Closed(Handler* handler, EventRegistrationToken* token) override;
   HRESULT STDMETHODCALLTYPE remove_Closed(EventRegistrationToken token) override;
-  HRESULT STDMETHODCALLTYPE GetWeakReference(IWeakReference** result) override;
 
   const HWND window;
   const HMONITOR monitor;
 
  private:
   ~CaptureItem() override;
-  void OnUnreferenced() override;
 
   Event<Handler> closed_event_;
-  Ref<WeakReference> weak_;
 };
 
 class FramePool final
-    : public ImplementsRuntime<ABI::Windows::Graphics::Capture::IDirect3D11CaptureFramePool,
-                               ABI::Windows::Foundation::IClosable, IWeakReferenceSource> {
+    : public WeaklyReferenced<ABI::Windows::Graphics::Capture::IDirect3D11CaptureFramePool,
+                              ABI::Windows::Foundation::IClosable> {
  public:
   using Handler =
       __FITypedEventHandler_2_Windows__CGraphics__CCapture__CDirect3D11CaptureFramePool_IInspectable;
@@ -167,9 +185,7 @@ class FramePool final
   HRESULT STDMETHODCALLTYPE
   CreateCaptureSession(ABI::Windows::Graphics::Capture::IGraphicsCaptureItem* item,
                        ABI::Windows::Graphics::Capture::IGraphicsCaptureSession** result) override;
-  HRESULT STDMETHODCALLTYPE get_DispatcherQueue(::IInspectable** value) override;
   HRESULT STDMETHODCALLTYPE Close() override;
-  HRESULT STDMETHODCALLTYPE GetWeakReference(IWeakReference** result) override;
 
  private:
   friend class CaptureSession;
@@ -177,7 +193,6 @@ class FramePool final
   class Frame;
 
   ~FramePool() override;
-  void OnUnreferenced() override;
   void MakeBuffers();
   void PostEvent();
   bool Enqueue(ID3D11Texture2D* texture, SizeInt32 content_size,
@@ -195,14 +210,13 @@ class FramePool final
   HRESULT handler_result_ = S_FALSE;
   bool capturing_ = false;
   bool closed_ = false;
-  Ref<WeakReference> weak_;
 };
 
 class CaptureSession final
-    : public ImplementsRuntime<ABI::Windows::Graphics::Capture::IGraphicsCaptureSession,
-                               ABI::Windows::Graphics::Capture::IGraphicsCaptureSession2,
-                               ABI::Windows::Graphics::Capture::IGraphicsCaptureSession3,
-                               ABI::Windows::Foundation::IClosable> {
+    : public Implements<ABI::Windows::Graphics::Capture::IGraphicsCaptureSession,
+                        ABI::Windows::Graphics::Capture::IGraphicsCaptureSession2,
+                        ABI::Windows::Graphics::Capture::IGraphicsCaptureSession3,
+                        ABI::Windows::Foundation::IClosable> {
  public:
   explicit CaptureSession(FramePool* pool);
 
@@ -214,9 +228,7 @@ class CaptureSession final
 
   void* Answer(REFIID id) override;
   HRESULT STDMETHODCALLTYPE StartCapture() override;
-  HRESULT STDMETHODCALLTYPE get_IsCursorCaptureEnabled(boolean* value) override;
   HRESULT STDMETHODCALLTYPE put_IsCursorCaptureEnabled(boolean value) override;
-  HRESULT STDMETHODCALLTYPE get_IsBorderRequired(boolean* value) override;
   HRESULT STDMETHODCALLTYPE put_IsBorderRequired(boolean value) override;
   HRESULT STDMETHODCALLTYPE Close() override;
 

@@ -14,26 +14,8 @@
 #include "native/platform/object.h"
 #include "native/platform/programs.h"
 #include "native/platform/settings.h"
-#include "native/platform/unused_methods.h"
 
 namespace fake {
-
-template <>
-struct InterfaceOf<UnusedDeviceMethods> {
-  using type = ID3D11Device;
-};
-template <>
-struct InterfaceOf<UnusedContextMethods> {
-  using type = ID3D11DeviceContext;
-};
-template <>
-struct InterfaceOf<UnusedFactoryMethods> {
-  using type = IDXGIFactory1;
-};
-template <>
-struct InterfaceOf<UnusedAdapterMethods> {
-  using type = IDXGIAdapter1;
-};
 
 // Memory and mappings.
 
@@ -155,37 +137,35 @@ struct HasStorage {
   explicit HasStorage(Storage&& made) : storage(std::move(made)) {}
 };
 
+template <typename To, typename From>
+To* Known(From* object) {
+  return dynamic_cast<To*>(object);
+}
+
 Storage* StorageOf(ID3D11Resource* resource) {
-  auto* const holder = dynamic_cast<HasStorage*>(resource);
+  auto* const holder = Known<HasStorage>(resource);
   return holder ? &holder->storage : nullptr;
 }
 
 class Device;
 
-template <typename... Interfaces>
-class DeviceChild : public Implements<Interfaces...> {
+template <typename Interface>
+class DeviceChild : public Implements<Interface> {
  public:
   void STDMETHODCALLTYPE GetDevice(ID3D11Device** device) override;
-  HRESULT STDMETHODCALLTYPE GetPrivateData(REFGUID, UINT*, void*) override {
-    return Unused("GetPrivateData");
-  }
-  HRESULT STDMETHODCALLTYPE SetPrivateData(REFGUID, UINT, const void*) override {
-    return Unused("SetPrivateData");
-  }
-  HRESULT STDMETHODCALLTYPE SetPrivateDataInterface(REFGUID, const ::IUnknown*) override {
-    return Unused("SetPrivateDataInterface");
-  }
 
  protected:
   DeviceChild(Device* device, const char* kind)
-      : Implements<Interfaces...>(kind), device_(device), device_kept_(device) {}
+      : Implements<Interface>(kind), device_(device), device_kept_(device) {}
 
   // What is merely bound to the device's context must not keep the device alive.
   void OnUnreferenced() override { device_kept_ = Ref<Device>(); }
+  void OnReferencedAgain() override { device_kept_ = Ref<Device>(device_); }
 
   void* Answer(REFIID id) override {
-    if (id == __uuidof(ID3D11DeviceChild)) return static_cast<ID3D11DeviceChild*>(this);
-    return Implements<Interfaces...>::Answer(id);
+    void* result = Implements<Interface>::Answer(id);
+    this->template Offer<ID3D11DeviceChild, Interface>(id, &result);
+    return result;
   }
 
   Device* const device_;
@@ -194,87 +174,59 @@ class DeviceChild : public Implements<Interfaces...> {
   Ref<Device> device_kept_;
 };
 
-class Texture final : public DeviceChild<ID3D11Texture2D>, public HasStorage {
+template <typename Interface, typename Desc>
+class Resource final : public DeviceChild<Interface>, public HasStorage {
  public:
-  Texture(Device* device, const D3D11_TEXTURE2D_DESC& desc)
-      : DeviceChild(device, "texture"),
-        HasStorage({Memory(desc.Width * BytesPerPixel(desc.Format), desc.Height), desc.Format,
-                    desc.Usage, desc.CPUAccessFlags, desc.Width, desc.Height, false, device,
-                    nullptr}),
-        desc(desc) {}
+  Resource(Device* device, const char* kind, const Desc& desc, Storage&& storage)
+      : DeviceChild<Interface>(device, kind), HasStorage(std::move(storage)), desc(desc) {}
 
   void* Answer(REFIID id) override {
-    if (id == __uuidof(ID3D11Resource)) return static_cast<ID3D11Resource*>(this);
-    return DeviceChild::Answer(id);
+    void* result = DeviceChild<Interface>::Answer(id);
+    this->template Offer<ID3D11Resource, Interface>(id, &result);
+    return result;
   }
-  void STDMETHODCALLTYPE GetType(D3D11_RESOURCE_DIMENSION* dimension) override {
-    *dimension = D3D11_RESOURCE_DIMENSION_TEXTURE2D;
-  }
-  void STDMETHODCALLTYPE SetEvictionPriority(UINT) override { Unused("SetEvictionPriority"); }
-  UINT STDMETHODCALLTYPE GetEvictionPriority() override { return 0; }
-  void STDMETHODCALLTYPE GetDesc(D3D11_TEXTURE2D_DESC* result) override {
-    const Call call(Name(), "GetDesc");
+  void STDMETHODCALLTYPE GetDesc(Desc* result) override {
+    const Call call(this->Name(), "GetDesc");
     *result = desc;
   }
 
-  const D3D11_TEXTURE2D_DESC desc;
+  const Desc desc;
 };
 
-class Buffer final : public DeviceChild<ID3D11Buffer>, public HasStorage {
- public:
-  Buffer(Device* device, const D3D11_BUFFER_DESC& desc)
-      : DeviceChild(device, "buffer"),
-        HasStorage({Memory(desc.ByteWidth, 1), DXGI_FORMAT_UNKNOWN, desc.Usage, desc.CPUAccessFlags,
-                    desc.ByteWidth, 1, true, device, nullptr}),
-        desc(desc) {}
+using Texture = Resource<ID3D11Texture2D, D3D11_TEXTURE2D_DESC>;
+using Buffer = Resource<ID3D11Buffer, D3D11_BUFFER_DESC>;
 
-  void* Answer(REFIID id) override {
-    if (id == __uuidof(ID3D11Resource)) return static_cast<ID3D11Resource*>(this);
-    return DeviceChild::Answer(id);
-  }
-  void STDMETHODCALLTYPE GetType(D3D11_RESOURCE_DIMENSION* dimension) override {
-    *dimension = D3D11_RESOURCE_DIMENSION_BUFFER;
-  }
-  void STDMETHODCALLTYPE SetEvictionPriority(UINT) override { Unused("SetEvictionPriority"); }
-  UINT STDMETHODCALLTYPE GetEvictionPriority() override { return 0; }
-  void STDMETHODCALLTYPE GetDesc(D3D11_BUFFER_DESC* result) override {
-    const Call call(Name(), "GetDesc");
-    *result = desc;
-  }
+Texture* MakeTexture(Device* device, const D3D11_TEXTURE2D_DESC& desc) {
+  return new Texture(
+      device, "texture", desc,
+      {Memory(desc.Width * BytesPerPixel(desc.Format), desc.Height), desc.Format, desc.Usage,
+       desc.CPUAccessFlags, desc.Width, desc.Height, false, device, nullptr});
+}
 
-  const D3D11_BUFFER_DESC desc;
-};
+Buffer* MakeBuffer(Device* device, const D3D11_BUFFER_DESC& desc) {
+  return new Buffer(device, "buffer", desc,
+                    {Memory(desc.ByteWidth, 1), DXGI_FORMAT_UNKNOWN, desc.Usage,
+                     desc.CPUAccessFlags, desc.ByteWidth, 1, true, device, nullptr});
+}
 
 // A view keeps its resource.
-template <typename Interface, typename Desc>
+template <typename Interface>
 class View final : public DeviceChild<Interface> {
  public:
-  View(Device* device, const char* kind, ID3D11Resource* resource, const Desc& desc)
+  View(Device* device, const char* kind, ID3D11Resource* resource)
       : DeviceChild<Interface>(device, kind),
-        resource_(dynamic_cast<Object*>(resource)),
         storage(StorageOf(resource)),
-        desc_(desc) {}
+        resource_(Known<Object>(resource)) {}
 
-  void* Answer(REFIID id) override {
-    if (id == __uuidof(ID3D11View)) return static_cast<ID3D11View*>(this);
-    return DeviceChild<Interface>::Answer(id);
-  }
-  void STDMETHODCALLTYPE GetResource(ID3D11Resource**) override { Unused("GetResource"); }
-  void STDMETHODCALLTYPE GetDesc(Desc* desc) override { *desc = desc_; }
-
- private:
-  Ref<Object> resource_;
-
- public:
   Storage* const storage;
 
  private:
-  const Desc desc_;
+  const Ref<Object> resource_;
 };
 
-using ShaderResourceView = View<ID3D11ShaderResourceView, D3D11_SHADER_RESOURCE_VIEW_DESC>;
-using AccessView = View<ID3D11UnorderedAccessView, D3D11_UNORDERED_ACCESS_VIEW_DESC>;
-using RenderTargetView = View<ID3D11RenderTargetView, D3D11_RENDER_TARGET_VIEW_DESC>;
+using ShaderResourceView = View<ID3D11ShaderResourceView>;
+using AccessView = View<ID3D11UnorderedAccessView>;
+using RenderTargetView = View<ID3D11RenderTargetView>;
 
 class ComputeShader final : public DeviceChild<ID3D11ComputeShader> {
  public:
@@ -295,17 +247,14 @@ const char* ProgramName(Program program) {
   return "?";
 }
 
-template <typename To, typename From>
-To* Known(From* object) {
-  return dynamic_cast<To*>(object);
-}
-
-// "[name, null]"
+// Reads as "[name, null]".
 template <typename T>
-std::string ListOf(T* const* objects, UINT count) {
-  std::string list = "[";
-  for (UINT i = 0; i < count; ++i) list += (i > 0 ? ", " : "") + NameOf(objects[i]);
-  return list + "]";
+auto ListOf(T* const* objects, UINT count) {
+  return [=] {
+    std::string list = "[";
+    for (UINT i = 0; i < count; ++i) list += (i > 0 ? ", " : "") + NameOf(objects[i]);
+    return list + "]";
+  };
 }
 
 const char* MapName(D3D11_MAP type) {
@@ -319,33 +268,13 @@ const char* MapName(D3D11_MAP type) {
   }
 }
 
-class Context final : public UnusedContextMethods {
+// Device and context live and die together.
+class Context final : public DeviceChild<ID3D11DeviceContext> {
  public:
-  explicit Context(Device* device) : device_(device), name_(NewName("context")) {}
-
-  const std::string& Name() const { return name_; }
-  ULONG References() const { return references_.load(std::memory_order_relaxed); }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** result) override {
-    *result = nullptr;
-    return Unused("ID3D11DeviceContext::QueryInterface");
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override;
-  ULONG STDMETHODCALLTYPE Release() override;
-  void STDMETHODCALLTYPE GetDevice(ID3D11Device**) override { Unused("GetDevice"); }
-  HRESULT STDMETHODCALLTYPE GetPrivateData(REFGUID, UINT*, void*) override {
-    return Unused("GetPrivateData");
-  }
-  HRESULT STDMETHODCALLTYPE SetPrivateData(REFGUID, UINT, const void*) override {
-    return Unused("SetPrivateData");
-  }
-  HRESULT STDMETHODCALLTYPE SetPrivateDataInterface(REFGUID, const ::IUnknown*) override {
-    return Unused("SetPrivateDataInterface");
-  }
+  explicit Context(Device* device) : DeviceChild(device, "context") {}
 
   void STDMETHODCALLTYPE CopyResource(ID3D11Resource* to, ID3D11Resource* from) override {
-    const OutsideLibrary outside;
-    const Call call(name_, "CopyResource", NameOf(to), NameOf(from));
+    const Call call(Name(), "CopyResource", to, from);
     Storage* const target = StorageOf(to);
     const Storage* const source = StorageOf(from);
     if (!target || !source || target == source || target->format != source->format ||
@@ -361,8 +290,7 @@ class Context final : public UnusedContextMethods {
 
   HRESULT STDMETHODCALLTYPE Map(ID3D11Resource* resource, UINT subresource, D3D11_MAP type,
                                 UINT flags, D3D11_MAPPED_SUBRESOURCE* mapped) override {
-    const OutsideLibrary outside;
-    Call call(name_, "Map", NameOf(resource), subresource, MapName(type), flags);
+    Call call(Name(), "Map", resource, subresource, MapName(type), flags);
     if (call.Fails()) {
       // Nothing in it can be read, whatever the answer.
       if (call.Result() == S_OK) *mapped = {};
@@ -394,12 +322,11 @@ class Context final : public UnusedContextMethods {
     }
     if (reads && !storage->is_buffer) ++texture_reads;
     *mapped = storage->mapping->Describe();
-    return call.FailsAfterWork() ? call.Result() : S_OK;
+    return call.Done();
   }
 
   void STDMETHODCALLTYPE Unmap(ID3D11Resource* resource, UINT subresource) override {
-    const OutsideLibrary outside;
-    const Call call(name_, "Unmap", NameOf(resource), subresource);
+    const Call call(Name(), "Unmap", resource, subresource);
     Storage* const storage = StorageOf(resource);
     if (!storage || !storage->mapping || subresource != 0) return;
     if (storage->map_type == D3D11_MAP_WRITE_DISCARD) {
@@ -413,37 +340,32 @@ class Context final : public UnusedContextMethods {
 
   void STDMETHODCALLTYPE OMSetRenderTargets(UINT count, ID3D11RenderTargetView* const* targets,
                                             ID3D11DepthStencilView* depth) override {
-    const OutsideLibrary outside;
-    const Call call(name_, "OMSetRenderTargets", count, ListOf(targets, count), NameOf(depth));
+    const Call call(Name(), "OMSetRenderTargets", count, ListOf(targets, count), depth);
     render_target_ = Ref<Object>(count > 0 ? Known<Object>(targets[0]) : nullptr);
   }
 
   void STDMETHODCALLTYPE CSSetShader(ID3D11ComputeShader* shader,
                                      ID3D11ClassInstance* const* instances, UINT count) override {
-    const OutsideLibrary outside;
-    const Call call(name_, "CSSetShader", NameOf(shader), instances ? "instances" : "null", count);
+    const Call call(Name(), "CSSetShader", shader, instances ? "instances" : "null", count);
     shader_ = Ref<ComputeShader>(Known<ComputeShader>(shader));
   }
 
   void STDMETHODCALLTYPE CSSetConstantBuffers(UINT start, UINT count,
                                               ID3D11Buffer* const* buffers) override {
-    const OutsideLibrary outside;
-    const Call call(name_, "CSSetConstantBuffers", start, count, ListOf(buffers, count));
+    const Call call(Name(), "CSSetConstantBuffers", start, count, ListOf(buffers, count));
     Bind(constants_, start, count, buffers);
   }
 
   void STDMETHODCALLTYPE CSSetShaderResources(UINT start, UINT count,
                                               ID3D11ShaderResourceView* const* views) override {
-    const OutsideLibrary outside;
-    const Call call(name_, "CSSetShaderResources", start, count, ListOf(views, count));
+    const Call call(Name(), "CSSetShaderResources", start, count, ListOf(views, count));
     Bind(shader_resources_, start, count, views);
   }
 
   void STDMETHODCALLTYPE CSSetUnorderedAccessViews(UINT start, UINT count,
                                                    ID3D11UnorderedAccessView* const* views,
                                                    const UINT* initial_counts) override {
-    const OutsideLibrary outside;
-    const Call call(name_, "CSSetUnorderedAccessViews", start, count, ListOf(views, count),
+    const Call call(Name(), "CSSetUnorderedAccessViews", start, count, ListOf(views, count),
                     initial_counts ? "counts" : "null");
     Bind(access_views_, start, count, views);
     // A resource is bound for writing in one place only.
@@ -459,7 +381,7 @@ class Context final : public UnusedContextMethods {
   }
 
   void STDMETHODCALLTYPE Dispatch(UINT x, UINT y, UINT z) override {
-    const Call call(name_, "Dispatch", x, y, z);
+    const Call call(Name(), "Dispatch", x, y, z);
     if (!shader_) {
       Refuse("Dispatch without a program");
       return;
@@ -475,24 +397,22 @@ class Context final : public UnusedContextMethods {
 
   void STDMETHODCALLTYPE ClearUnorderedAccessViewUint(ID3D11UnorderedAccessView* view,
                                                       const UINT* values) override {
-    const OutsideLibrary outside;
-    const std::string name = NameOf(view);
-    const Call call(name_, "ClearUnorderedAccessViewUint", name, values[0]);
+    const Call call(Name(), "ClearUnorderedAccessViewUint", view, values[0]);
     auto* const known = Known<AccessView>(view);
     if (!known || known->storage->device != device_ || known->storage->mapping ||
         known->storage->format != DXGI_FORMAT_R8_UINT) {
-      Refuse("ClearUnorderedAccessViewUint(" + name + ")");
+      Refuse("ClearUnorderedAccessViewUint(" + NameOf(view) + ")");
       return;
     }
     known->storage->memory.Fill(static_cast<uint8_t>(values[0]));
   }
 
   void STDMETHODCALLTYPE ClearState() override {
-    const Call call(name_, "ClearState");
+    const Call call(Name(), "ClearState");
     Unbind();
   }
 
-  void STDMETHODCALLTYPE Flush() override { const Call call(name_, "Flush"); }
+  void STDMETHODCALLTYPE Flush() override { const Call call(Name(), "Flush"); }
 
   void Unbind() {
     render_target_ = {};
@@ -512,9 +432,6 @@ class Context final : public UnusedContextMethods {
     }
   }
 
-  Device* const device_;
-  const std::string name_;
-  std::atomic<ULONG> references_ = 0;
   Ref<Object> render_target_;
   Ref<ComputeShader> shader_;
   Ref<Buffer> constants_[kSlots];
@@ -522,114 +439,73 @@ class Context final : public UnusedContextMethods {
   Ref<AccessView> access_views_[kSlots];
 };
 
-class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
+class Device final : public Implements<ID3D11Device, IDXGIDevice> {
  public:
-  Device() : Implements("device"), context_(this) {}
-  ~Device() override { context_.Unbind(); }
+  Device() : Implements("device") {
+    auto* const context = new Context(this);
+    context_ = Ref<Context>(context);
+    context->Release();
+  }
+  ~Device() override { context_->Unbind(); }
 
   void* Answer(REFIID id) override {
-    if (id == __uuidof(IDXGIObject)) return static_cast<IDXGIObject*>(this);
-    return Implements::Answer(id);
-  }
-
-  // Both interfaces declare these.
-  HRESULT STDMETHODCALLTYPE GetPrivateData(REFGUID, UINT*, void*) override {
-    return Unused("GetPrivateData");
-  }
-  HRESULT STDMETHODCALLTYPE SetPrivateData(REFGUID, UINT, const void*) override {
-    return Unused("SetPrivateData");
-  }
-  HRESULT STDMETHODCALLTYPE SetPrivateDataInterface(REFGUID, const ::IUnknown*) override {
-    return Unused("SetPrivateDataInterface");
-  }
-  HRESULT STDMETHODCALLTYPE GetParent(REFIID, void**) override { return Unused("GetParent"); }
-  HRESULT STDMETHODCALLTYPE GetAdapter(IDXGIAdapter**) override { return Unused("GetAdapter"); }
-  HRESULT STDMETHODCALLTYPE CreateSurface(const DXGI_SURFACE_DESC*, UINT, DXGI_USAGE,
-                                          const DXGI_SHARED_RESOURCE*, IDXGISurface**) override {
-    return Unused("CreateSurface");
-  }
-  HRESULT STDMETHODCALLTYPE QueryResourceResidency(::IUnknown* const*, DXGI_RESIDENCY*,
-                                                   UINT) override {
-    return Unused("QueryResourceResidency");
-  }
-  HRESULT STDMETHODCALLTYPE SetGPUThreadPriority(INT) override {
-    return Unused("SetGPUThreadPriority");
-  }
-  HRESULT STDMETHODCALLTYPE GetGPUThreadPriority(INT*) override {
-    return Unused("GetGPUThreadPriority");
+    void* result = Implements::Answer(id);
+    Offer<IDXGIObject, IDXGIDevice>(id, &result);
+    return result;
   }
 
   HRESULT STDMETHODCALLTYPE CreateTexture2D(const D3D11_TEXTURE2D_DESC* desc,
                                             const D3D11_SUBRESOURCE_DATA* data,
                                             ID3D11Texture2D** texture) override {
-    const OutsideLibrary outside;
-    Call call(Name(), "CreateTexture2D", Text(*desc), data ? "data" : "null");
-    *texture = nullptr;
-    if (call.Fails()) return call.Result();
+    Call call(
+        Name(), "CreateTexture2D", [=] { return Text(*desc); }, data ? "data" : "null");
+    if (call.Fails(texture)) return call.Result();
     if (!IsValid(*desc)) return E_INVALIDARG;
-    auto* const made = new Texture(this, *desc);
+    auto* const made = MakeTexture(this, *desc);
     if (desc->Usage == D3D11_USAGE_DEFAULT) made->storage.memory.Fill(settings.new_texture_byte);
-    return Made(call, made, texture);
+    return call.Made(made, texture);
   }
 
   HRESULT STDMETHODCALLTYPE CreateBuffer(const D3D11_BUFFER_DESC* desc,
                                          const D3D11_SUBRESOURCE_DATA* data,
                                          ID3D11Buffer** buffer) override {
-    const OutsideLibrary outside;
-    Call call(Name(), "CreateBuffer", Text(*desc), DataText(*desc, data));
-    *buffer = nullptr;
-    if (call.Fails()) return call.Result();
+    Call call(
+        Name(), "CreateBuffer", [=] { return Text(*desc); }, [=] { return DataText(*desc, data); });
+    if (call.Fails(buffer)) return call.Result();
     if (!IsValid(*desc)) return E_INVALIDARG;
-    auto* const made = new Buffer(this, *desc);
+    auto* const made = MakeBuffer(this, *desc);
     if (data) std::memcpy(made->storage.memory.Write(0), data->pSysMem, desc->ByteWidth);
-    return Made(call, made, buffer);
+    return call.Made(made, buffer);
   }
 
   HRESULT STDMETHODCALLTYPE CreateRenderTargetView(ID3D11Resource* resource,
                                                    const D3D11_RENDER_TARGET_VIEW_DESC* desc,
                                                    ID3D11RenderTargetView** view) override {
-    const OutsideLibrary outside;
-    Call call(Name(), "CreateRenderTargetView", NameOf(resource),
-              "format " + std::to_string(desc->Format) + " dimension " +
-                  std::to_string(desc->ViewDimension) + " mip " +
-                  std::to_string(desc->Texture2D.MipSlice));
-    *view = nullptr;
-    if (call.Fails()) return call.Result();
-    if (!IsViewable(resource, D3D11_BIND_RENDER_TARGET)) return E_INVALIDARG;
-    return Made(call, new RenderTargetView(this, "rtv", resource, *desc), view);
+    return MakeView("CreateRenderTargetView", "rtv", D3D11_BIND_RENDER_TARGET, resource, *desc,
+                    {{"mip", desc->Texture2D.MipSlice}}, view);
   }
 
   HRESULT STDMETHODCALLTYPE CreateShaderResourceView(ID3D11Resource* resource,
                                                      const D3D11_SHADER_RESOURCE_VIEW_DESC* desc,
                                                      ID3D11ShaderResourceView** view) override {
-    const OutsideLibrary outside;
-    Call call(Name(), "CreateShaderResourceView", NameOf(resource),
-              "format " + std::to_string(desc->Format) + " dimension " +
-                  std::to_string(desc->ViewDimension) + " mip " +
-                  std::to_string(desc->Texture2D.MostDetailedMip) + " mips " +
-                  std::to_string(desc->Texture2D.MipLevels));
-    *view = nullptr;
-    if (call.Fails()) return call.Result();
-    if (!IsViewable(resource, D3D11_BIND_SHADER_RESOURCE)) return E_INVALIDARG;
-    return Made(call, new ShaderResourceView(this, "srv", resource, *desc), view);
+    return MakeView("CreateShaderResourceView", "srv", D3D11_BIND_SHADER_RESOURCE, resource, *desc,
+                    {{"mip", desc->Texture2D.MostDetailedMip}, {"mips", desc->Texture2D.MipLevels}},
+                    view);
   }
 
   HRESULT STDMETHODCALLTYPE CreateUnorderedAccessView(ID3D11Resource* resource,
                                                       const D3D11_UNORDERED_ACCESS_VIEW_DESC* desc,
                                                       ID3D11UnorderedAccessView** view) override {
-    const bool buffer = desc->ViewDimension == D3D11_UAV_DIMENSION_BUFFER;
-    const OutsideLibrary outside;
-    Call call(Name(), "CreateUnorderedAccessView", NameOf(resource),
-              "format " + std::to_string(desc->Format) + " dimension " +
-                  std::to_string(desc->ViewDimension) +
-                  (buffer ? " first " + std::to_string(desc->Buffer.FirstElement) + " elements " +
-                                std::to_string(desc->Buffer.NumElements) + " flags " +
-                                std::to_string(desc->Buffer.Flags)
-                          : " mip " + std::to_string(desc->Texture2D.MipSlice)));
-    *view = nullptr;
-    if (call.Fails()) return call.Result();
-    if (!IsViewable(resource, D3D11_BIND_UNORDERED_ACCESS)) return E_INVALIDARG;
-    return Made(call, new AccessView(this, "uav", resource, *desc), view);
+    const auto make = [&](const Fields& fields) {
+      return MakeView("CreateUnorderedAccessView", "uav", D3D11_BIND_UNORDERED_ACCESS, resource,
+                      *desc, fields, view);
+    };
+    if (desc->ViewDimension != D3D11_UAV_DIMENSION_BUFFER) {
+      return make({{"mip", desc->Texture2D.MipSlice}});
+    }
+    return make({{"first", desc->Buffer.FirstElement},
+                 {"elements", desc->Buffer.NumElements},
+                 {"flags", desc->Buffer.Flags}});
   }
 
   HRESULT STDMETHODCALLTYPE CreateComputeShader(const void* bytecode, SIZE_T size,
@@ -638,26 +514,38 @@ class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
     const auto program = ProgramOf(bytecode, size);
     Call call(Name(), "CreateComputeShader", program ? ProgramName(*program) : "?",
               linkage ? "linkage" : "null");
-    *shader = nullptr;
-    if (call.Fails()) return call.Result();
+    if (call.Fails(shader)) return call.Result();
     if (!program) return E_INVALIDARG;
-    return Made(call, new ComputeShader(this, *program), shader);
+    return call.Made(new ComputeShader(this, *program), shader);
   }
 
   void STDMETHODCALLTYPE GetImmediateContext(ID3D11DeviceContext** context) override {
     const Call call(Name(), "GetImmediateContext");
-    *context = &context_;
-    context_.AddRef();
+    *context = AddContextReference();
   }
 
-  Context& context() { return context_; }
+  Context* AddContextReference() {
+    context_->AddRef();
+    return context_.get();
+  }
 
  private:
-  template <typename T, typename Interface>
-  HRESULT Made(Call& call, T* object, Interface** result) {
-    *result = object;
-    call.Made(object->Name());
-    return call.FailsAfterWork() ? call.Result() : S_OK;
+  using Fields = std::initializer_list<std::pair<const char*, UINT>>;
+
+  template <typename Interface, typename Desc>
+  HRESULT MakeView(const char* function, const char* kind, UINT bind_flag, ID3D11Resource* resource,
+                   const Desc& desc, const Fields& fields, Interface** view) {
+    Call call(Name(), function, resource, [&] {
+      std::string text = "format " + std::to_string(desc.Format) + " dimension " +
+                         std::to_string(desc.ViewDimension);
+      for (const auto& [name, value] : fields) {
+        text += std::string(" ") + name + " " + std::to_string(value);
+      }
+      return text;
+    });
+    if (call.Fails(view)) return call.Result();
+    if (!IsViewable(resource, bind_flag)) return E_INVALIDARG;
+    return call.Made(new View<Interface>(this, kind, resource), view);
   }
 
   static std::string DataText(const D3D11_BUFFER_DESC& desc, const D3D11_SUBRESOURCE_DATA* data) {
@@ -671,39 +559,17 @@ class Device final : public Implements<UnusedDeviceMethods, IDXGIDevice> {
   }
 
   static bool IsViewable(ID3D11Resource* resource, UINT bind_flag) {
-    if (const auto* const texture = Known<Texture>(resource)) {
-      return (texture->desc.BindFlags & bind_flag) != 0;
-    }
-    if (const auto* const buffer = Known<Buffer>(resource)) {
-      return (buffer->desc.BindFlags & bind_flag) != 0;
-    }
-    return false;
+    const auto* const texture = Known<Texture>(resource);
+    const auto* const buffer = Known<Buffer>(resource);
+    const UINT flags = texture ? texture->desc.BindFlags : buffer ? buffer->desc.BindFlags : 0;
+    return (flags & bind_flag) != 0;
   }
 
-  Context context_;
+  Ref<Context> context_;
 };
 
-ULONG Context::AddRef() {
-  const bool recorded = IsRecordingReferences();
-  const OutsideLibrary outside;
-  if (recorded) Note(name_ + ".AddRef()");
-  const ULONG before = references_.fetch_add(1, std::memory_order_relaxed);
-  // Device and context live and die together.
-  if (before == 0) device_->Retain();
-  return before + 1;
-}
-
-ULONG Context::Release() {
-  const bool recorded = IsRecordingReferences();
-  const OutsideLibrary outside;
-  if (recorded) Note(name_ + ".Release()");
-  const ULONG before = references_.fetch_sub(1, std::memory_order_acq_rel);
-  if (before == 1) device_->Drop();
-  return before - 1;
-}
-
-template <typename... Interfaces>
-void DeviceChild<Interfaces...>::GetDevice(ID3D11Device** device) {
+template <typename Interface>
+void DeviceChild<Interface>::GetDevice(ID3D11Device** device) {
   const Call call(this->Name(), "GetDevice");
   *device = device_;
   device_->AddRef();
@@ -711,14 +577,13 @@ void DeviceChild<Interfaces...>::GetDevice(ID3D11Device** device) {
 
 // Adapters.
 
-class Adapter final : public Implements<UnusedAdapterMethods> {
+class Adapter final : public Implements<IDXGIAdapter1> {
  public:
   explicit Adapter(const AdapterSettings& adapter) : Implements("adapter"), adapter_(adapter) {}
 
   HRESULT STDMETHODCALLTYPE GetDesc1(DXGI_ADAPTER_DESC1* desc) override {
     Call call(Name(), "GetDesc1");
-    *desc = {};
-    if (call.Fails()) return call.Result();
+    if (call.Fails(desc)) return call.Result();
     desc->VendorId = adapter_.vendor_id;
     desc->Flags = adapter_.flags;
     return call.FailsAfterWork() ? call.Result() : adapter_.get_desc_result;
@@ -728,19 +593,15 @@ class Adapter final : public Implements<UnusedAdapterMethods> {
   const AdapterSettings adapter_;
 };
 
-class Factory final : public Implements<UnusedFactoryMethods> {
+class Factory final : public Implements<IDXGIFactory1> {
  public:
   Factory() : Implements("factory") {}
 
   HRESULT STDMETHODCALLTYPE EnumAdapters1(UINT index, IDXGIAdapter1** adapter) override {
     Call call(Name(), "EnumAdapters1", index);
-    *adapter = nullptr;
-    if (call.Fails()) return call.Result();
+    if (call.Fails(adapter)) return call.Result();
     if (index >= settings.adapters.size()) return DXGI_ERROR_NOT_FOUND;
-    auto* const made = new Adapter(settings.adapters[index]);
-    *adapter = made;
-    call.Made(made->Name());
-    return call.FailsAfterWork() ? call.Result() : S_OK;
+    return call.Made(new Adapter(settings.adapters[index]), adapter);
   }
 };
 
@@ -783,7 +644,7 @@ D3D11_TEXTURE2D_DESC FrameDesc(uint32_t width, uint32_t height, DXGI_FORMAT form
 
 ID3D11Texture2D* NewTexture(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc) {
   auto* const known = dynamic_cast<Device*>(device);
-  return known && IsValid(desc) ? new Texture(known, desc) : nullptr;
+  return known && IsValid(desc) ? MakeTexture(known, desc) : nullptr;
 }
 
 void Draw(ID3D11Texture2D* texture, const reference::Image& picture) {
@@ -828,14 +689,12 @@ ID3D11Device* NewDevice() {
 }  // namespace fake
 
 extern "C" HRESULT WINAPI CreateDXGIFactory1(REFIID id, void** factory) {
-  const fake::OutsideLibrary outside;
-  fake::Call call("", "CreateDXGIFactory1", fake::InterfaceName(id));
-  *factory = nullptr;
-  if (call.Fails()) return call.Result();
+  fake::Call call("", "CreateDXGIFactory1", id);
+  if (call.Fails(factory)) return call.Result();
   auto* const made = new fake::Factory;
   *factory = made->Answer(id);
   call.Made(made->Name());
-  return call.FailsAfterWork() ? call.Result() : S_OK;
+  return call.Done();
 }
 
 extern "C" HRESULT WINAPI D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type,
@@ -844,21 +703,20 @@ extern "C" HRESULT WINAPI D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TY
                                             UINT sdk_version, ID3D11Device** device,
                                             D3D_FEATURE_LEVEL* level,
                                             ID3D11DeviceContext** context) {
-  const fake::OutsideLibrary outside;
-  std::ostringstream level_list;
-  level_list << std::hex;
-  for (UINT i = 0; i < level_count; ++i) level_list << (i > 0 ? " 0x" : "0x") << levels[i];
-  fake::Call call("", "D3D11CreateDevice", fake::NameOf(adapter), type,
-                  software ? "software" : "null", flags, "[" + level_list.str() + "]", level_count,
-                  sdk_version);
-  *device = nullptr;
+  const auto level_list = [=] {
+    std::ostringstream list;
+    list << std::hex << '[';
+    for (UINT i = 0; i < level_count; ++i) list << (i > 0 ? " 0x" : "0x") << levels[i];
+    return list.str() + ']';
+  };
+  fake::Call call("", "D3D11CreateDevice", adapter, type, software ? "software" : "null", flags,
+                  level_list, level_count, sdk_version);
   *context = nullptr;
-  if (call.Fails()) return call.Result();
+  if (call.Fails(device)) return call.Result();
   auto* const made = new fake::Device;
   *device = made;
   *level = static_cast<D3D_FEATURE_LEVEL>(fake::settings.feature_level);
-  *context = &made->context();
-  (*context)->AddRef();
-  call.Made(made->Name() + ", " + made->context().Name());
-  return call.FailsAfterWork() ? call.Result() : S_OK;
+  *context = made->AddContextReference();
+  call.Made(made->Name() + ", " + fake::NameOf(*context));
+  return call.Done();
 }

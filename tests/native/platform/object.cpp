@@ -5,6 +5,21 @@
 
 namespace fake {
 
+std::string InterfaceName(REFIID id) {
+  if (id == __uuidof(::IUnknown)) return "IUnknown";
+  if (id == __uuidof(IAgileObject)) return "IAgileObject";
+  for (const auto& [known, name] : kInterfaceNames) {
+    if (*known == id) return name;
+  }
+  return "?";
+}
+
+std::string NameOf(::IUnknown* object) {
+  if (object == nullptr) return "null";
+  const auto* const known = dynamic_cast<Object*>(object);
+  return known ? known->Name() : "a stranger";
+}
+
 Object::Object(const char* kind) : name_(NewName(kind)) {
   CountObject(1);
 }
@@ -18,7 +33,12 @@ ULONG Object::AddReference() {
   const bool recorded = IsRecordingReferences();
   const OutsideLibrary outside;
   if (recorded) Note(name_ + ".AddRef()");
-  return references_.fetch_add(1, std::memory_order_relaxed) + 1;
+  const ULONG before = references_.fetch_add(1, std::memory_order_relaxed);
+  if (before == 0) {
+    Retain();
+    OnReferencedAgain();
+  }
+  return before + 1;
 }
 
 ULONG Object::ReleaseReference() {

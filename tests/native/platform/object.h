@@ -8,13 +8,22 @@
 
 #include <windows.h>
 
-#include <inspectable.h>
-#include <unknwn.h>
-
 #include <atomic>
 #include <string>
+#include <utility>
 
 #include "native/platform/calls.h"
+
+namespace fake {
+
+// An interface with all its methods defined; unused_methods.h, which unused_methods.py makes, has
+// one for each.
+template <typename Interface>
+struct InterfaceBase;
+
+}  // namespace fake
+
+#include "unused_methods.h"
 
 namespace fake {
 
@@ -38,8 +47,9 @@ class Object {
 
   ULONG AddReference();
   ULONG ReleaseReference();
-  // The last reference has gone; the platform may still hold the object.
+  // The last reference has gone; the platform may still hold the object, and hand it out again.
   virtual void OnUnreferenced() {}
+  virtual void OnReferencedAgain() {}
 
  private:
   const std::string name_;
@@ -73,21 +83,15 @@ class Ref {
   T* object_ = nullptr;
 };
 
-// The interface that a base class implements, when it is not the interface itself.
-template <typename Base>
-struct InterfaceOf {
-  using type = Base;
-};
-
 // An object that answers QueryInterface for IUnknown and the interfaces that Answer knows.
 template <typename First, typename... Rest>
-class Implements : public Object, public First, public Rest... {
+class Implements : public Object,
+                   public InterfaceBase<First>::type,
+                   public InterfaceBase<Rest>::type... {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** result) override {
-    const OutsideLibrary outside;
-    Call call(Name(), "QueryInterface", InterfaceName(id));
-    *result = nullptr;
-    if (call.Fails() || call.FailsAfterWork()) return call.Result();
+    Call call(Name(), "QueryInterface", id);
+    if (call.Fails(result) || call.FailsAfterWork()) return call.Result();
     *result = Answer(id);
     if (*result == nullptr) return E_NOINTERFACE;
     AddReference();
@@ -99,44 +103,22 @@ class Implements : public Object, public First, public Rest... {
   // Without a reference, and without being written down.
   virtual void* Answer(REFIID id) {
     void* result = nullptr;
-    if (id == __uuidof(::IUnknown)) result = static_cast<First*>(this);
-    Offer<First>(id, &result);
-    (Offer<Rest>(id, &result), ...);
+    Offer<::IUnknown, First>(id, &result);
+    if constexpr (std::is_base_of_v<::IInspectable, First>)
+      Offer<::IInspectable, First>(id, &result);
+    Offer<First, First>(id, &result);
+    (Offer<Rest, Rest>(id, &result), ...);
     return result;
   }
 
  protected:
   using Object::Object;
 
-  template <typename I>
+  // Interface: what is asked for; From: the one of this object's that it is a part of.
+  template <typename Interface, typename From>
   void Offer(REFIID id, void** result) {
-    if (id == __uuidof(typename InterfaceOf<I>::type)) *result = static_cast<I*>(this);
+    if (id == __uuidof(Interface)) *result = static_cast<Interface*>(static_cast<From*>(this));
   }
 };
-
-// The same for objects of the Windows Runtime, whose first interface derives from IInspectable.
-template <typename First, typename... Rest>
-class ImplementsRuntime : public Implements<First, Rest...> {
- public:
-  HRESULT STDMETHODCALLTYPE GetIids(ULONG*, IID**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetRuntimeClassName(HSTRING*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetTrustLevel(TrustLevel*) override { return E_NOTIMPL; }
-
-  void* Answer(REFIID id) override {
-    if (id == __uuidof(::IInspectable)) return static_cast<First*>(this);
-    return Implements<First, Rest...>::Answer(id);
-  }
-
- protected:
-  using Implements<First, Rest...>::Implements;
-};
-
-// How an object reads as an argument.
-template <typename Interface>
-std::string NameOf(Interface* object) {
-  if (object == nullptr) return "null";
-  const auto* const known = dynamic_cast<Object*>(object);
-  return known ? known->Name() : "a stranger";
-}
 
 }  // namespace fake

@@ -144,7 +144,7 @@ TEST_F(Platform, WhatIsBoundDoesNotKeepTheDevice) {
       S_OK);
   context_->CSSetShader(shader.get(), nullptr, 0);
   shader = nullptr;
-  EXPECT_EQ(fake::LiveObjects(), 2);
+  EXPECT_EQ(fake::LiveObjects(), 3);
   context_ = nullptr;
   device_ = nullptr;
   EXPECT_EQ(fake::LiveObjects(), 0);
