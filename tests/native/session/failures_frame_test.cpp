@@ -43,9 +43,6 @@ enum class Frame {
   kTwo,               // two in one poll
 };
 
-// Of constant buffers only.
-constexpr char kConstants[] = "CreateBuffer(16 ";
-
 enum class Output { kBuffer, kBufferSimply, kTexture };
 
 struct FrameCase {
@@ -149,13 +146,12 @@ class FrameScenario : public Scenario {
     return fake::NthCallOf("CreateTexture2D", 1, {fake::Fault::Kind::kResult, E_FAIL});
   }
 
-  bool IsSpared(const Step& step, const fake::Fault& fault) override {
-    if (fault.kind == fake::Fault::Kind::kNothing && PromisesAnObject(step)) return true;
-    // Memory is there or is not.
-    return step.Is("malloc(") && (fault.kind != fake::Fault::Kind::kResult);
+  // Memory is there or is not.
+  bool IsSpared(const Injection& injection) override {
+    return injection.Is("malloc") && injection.fault.kind != fake::Fault::Kind::kResult;
   }
 
-  bool ExpectsRefusals(const Injection&) override { return refusals_expected_; }
+  bool ExpectsRefusals() override { return refusals_expected_; }
 
   void Check(const Injection* injection) override {
     EXPECT_TRUE(delivered_);
@@ -174,20 +170,21 @@ class FrameScenario : public Scenario {
       const SizeInt32 before = case_.frame == Frame::kLarger ? kLarger : kUsual;
       EXPECT_TRUE(SameSize(Pool().Size(), follows ? kAnother : before));
     }
-    EXPECT_EQ(TakeLog(), outcome_.log);
+    ExpectLog(outcome_.log);
     EXPECT_TRUE(session_.Running());
     EXPECT_FALSE(IsExitRequested(session_.handle()));
     Recover();
     session_.Destroy();
-    EXPECT_EQ(TakeLog(), (std::vector<LogLine>{Info("Try to exit wgc thread"), Info("Wgc exit.")}));
+    ExpectLog({Info("Try to exit wgc thread"), Info("Wgc exit.")});
   }
 
-  // The library had no memory for the rectangles.
-  void CheckOutOfMemory() {
-    outcome_ = {};
-    EXPECT_EQ(Pool().HandlerResult(), E_OUTOFMEMORY);
-    CheckShown(Shown::kOld, frame_);
-    EXPECT_EQ(TakeLog(), std::vector<LogLine>());
+  // Rectangles need memory when more are found than ever before. The next frame of the poll is not
+  // lost.
+  void CheckOutOfMemory() override {
+    const bool two = case_.frame == Frame::kTwo;
+    EXPECT_EQ(Pool().HandlerResult(), two ? S_OK : E_OUTOFMEMORY);
+    two ? ExpectPoll(poll_, second_) : CheckShown(Shown::kOld, frame_);
+    ExpectLog({});
     session_.Ratio();
     Recover();
   }
@@ -200,54 +197,52 @@ class FrameScenario : public Scenario {
   float UndisturbedRatio() const {
     if (case_.output == Output::kBufferSimply) return 0;
     if (!case_.detection) return 1;
-    const bool rebuilds = case_.frame == Frame::kFirst || case_.frame == Frame::kLarger;
-    if (IsTexture()) return rebuilds ? 0 : RatioOf(Image(frame_.width, frame_.height), frame_);
+    if (IsTexture()) return Rebuilds() ? 0 : RatioOf(Image(frame_.width, frame_.height), frame_);
     // Of two frames the first is looked at.
-    return rebuilds ? 1 : RatioOf(old_, frame_);
+    return Rebuilds() ? 1 : RatioOf(old_, frame_);
   }
+
+  bool Rebuilds() const { return case_.frame == Frame::kFirst || case_.frame == Frame::kLarger; }
 
   Outcome OutcomeOf(const Injection* injection) const {
     Outcome outcome;
     outcome.ratio = UndisturbedRatio();
     if (!injection) return outcome;
-    const Step& step = injection->step;
     const bool nothing = injection->IsEmptySuccess();
-    const HRESULT result = nothing ? E_POINTER : injection->fault.result;
 
-    if (step.Is("TryGetNextFrame(")) {
-      outcome = Lost(nothing ? S_OK : result);
+    if (injection->Is("TryGetNextFrame")) {
+      outcome = Lost(nothing ? S_OK : injection->fault.result);
       outcome.stays_in_pool = !injection->IsAfterWork();
       return outcome;
     }
-    if (step.Is("get_ContentSize(") && nothing) {
+    if (injection->Is("get_ContentSize") && nothing) {
       // No content, and no pool for it either. The frame has been read by then.
       outcome.handler = E_INVALIDARG;
       outcome.pool_follows = false;
       return outcome;
     }
-    if (step.Is("get_ContentSize(") || step.Is("get_Surface(") ||
-        step.Is("QueryInterface(IDirect3DDxgiInterfaceAccess)") || step.Is("GetInterface(")) {
-      return Lost(result);
+    if (injection->IsOneOf({"get_ContentSize", "get_Surface", "QueryInterface", "GetInterface"})) {
+      return Lost(injection->Result());
     }
-    if (step.Is("Recreate(")) {
-      outcome.handler = nothing ? S_OK : result;
+    if (injection->Is("Recreate")) {
+      outcome.handler = injection->fault.result;
       outcome.pool_follows = injection->IsAfterWork();
       return outcome;
     }
-    if (IsOfEngineBuild(*injection)) return EngineBuildFails(*injection, outcome);
-    if (step.Is("Map(buffer")) {
+    if (IsOfEngineBuild(*injection)) {
+      outcome.engine = EngineAfter(*injection);
+    } else if (injection->Is("Map") && injection->IsOn("buffer")) {
       // A frame whose flags cannot be read was not compared; in texture output nobody minds.
       outcome.ratio = IsTexture() ? 0 : 1;
-      return outcome;
-    }
-    if (IsTexture()) {
-      EXPECT_TRUE(step.Is("CreateTexture2D(")) << "no rule for " << step.call;
+    } else if (IsTexture()) {
       outcome.shown = injection->IsAfterWork() ? Shown::kBlank : Shown::kNothing;
       outcome.ratio = 0;
-      return outcome;
+    } else if (case_.output == Output::kBufferSimply) {
+      SimpleWayFails(*injection, outcome);
+    } else {
+      UsualWayFails(*injection, outcome);
     }
-    return case_.output == Output::kBufferSimply ? SimpleWayFails(*injection, outcome)
-                                                 : UsualWayFails(*injection, outcome);
+    return outcome;
   }
 
   // The handler ends before it has looked at the frame.
@@ -261,95 +256,74 @@ class FrameScenario : public Scenario {
   }
 
   // Its other way brings the frame all the same.
-  static Outcome UsualWayFails(const Injection& injection, Outcome outcome) {
-    const Step& step = injection.step;
-    if (step.Is("CreateTexture2D(")) {
+  void UsualWayFails(const Injection& injection, Outcome& outcome) const {
+    if (injection.Is("CreateTexture2D")) {
       // Not even begun, so the ratio is nobody's yet.
       outcome.ratio = 0;
-    } else if (step.Is("Map(")) {
+    } else if (injection.Is("Map")) {
       if (injection.IsEmptySuccess()) outcome.shown = Shown::kUncopied;
       outcome.staging_stays_mapped = injection.IsAfterWork();
-    } else if (step.Is("malloc(30720)")) {
-      outcome.log = {Error("Failed to allocate 30KB")};
-      outcome.staging_stays_mapped = true;
-    } else if (step.Is("malloc(8294400)")) {
-      // A growth that fails is silent; the next attempt is no growth any more.
-      outcome.staging_stays_mapped = true;
     } else {
-      ADD_FAILURE() << "no rule for " << step.call;
+      EXPECT_EQ(injection.function, "malloc");
+      outcome.log = AllocationLines();
+      outcome.staging_stays_mapped = true;
     }
-    return outcome;
   }
 
   // There is no other way left.
-  Outcome SimpleWayFails(const Injection& injection, Outcome outcome) const {
-    const Step& step = injection.step;
-    if (injection.IsNth(1, "Map(")) {
-      // Only one answer leads to a texture of its own; the frame's own has no pixels to map, so
-      // that is the answer whatever else is done.
-      const bool usual_answer = injection.IsAfterWork() || injection.fault.result == E_INVALIDARG;
-      if (!usual_answer) outcome.shown = Shown::kUncopied;
-    } else if (step.Is("Map(") && injection.IsEmptySuccess()) {
-      outcome.shown = Shown::kUncopied;
-    } else if (step.Is("Map(") || step.Is("CreateTexture2D(")) {
-      outcome.shown = Shown::kOld;
-    } else if (step.Is("malloc(30720)")) {
-      outcome.shown = Shown::kOld;
-      outcome.log = {Error("Failed to allocate 30KB")};
-    } else if (step.Is("malloc(8294400)")) {
-      outcome.shown = Shown::kNothing;
+  void SimpleWayFails(const Injection& injection, Outcome& outcome) const {
+    outcome.shown = Shown::kOld;
+    if (injection.Is("Map")) {
+      // Only one answer to the first map leads to a texture of its own. The frame's own has no
+      // pixels to map, so that is the answer whatever else is done.
+      const bool first = injection.nth == 1;
+      const bool usual = injection.IsAfterWork() || injection.fault.result == E_INVALIDARG;
+      if (first && usual) outcome.shown = Shown::kFrame;
+      if (first ? !usual : injection.IsEmptySuccess()) outcome.shown = Shown::kUncopied;
+    } else if (injection.Is("malloc")) {
+      if (case_.frame == Frame::kLarger) outcome.shown = Shown::kNothing;
+      outcome.log = AllocationLines();
     } else {
-      ADD_FAILURE() << "no rule for " << step.call;
+      EXPECT_EQ(injection.function, "CreateTexture2D");
     }
-    return outcome;
   }
 
-  // From its first texture, the only ones for mip maps, to the map of its last constant buffer.
-  static bool IsOfEngineBuild(const Injection& injection) {
-    const auto& steps = injection.steps;
-    const auto first = std::find_if(steps.begin(), steps.end(),
-                                    [](const Step& step) { return step.Has("misc 0x1,"); });
-    const auto last = std::find_if(steps.rbegin(), steps.rend(),
-                                   [](const Step& step) { return step.Has("WRITE_DISCARD"); });
-    return first != steps.end() && injection.step.number >= first->number &&
-           injection.step.number <= last->number;
+  // A growth that fails is silent.
+  std::vector<LogLine> AllocationLines() const {
+    if (case_.frame == Frame::kLarger) return {};
+    return {Error("Failed to allocate 30KB")};
   }
 
-  Outcome EngineBuildFails(const Injection& injection, Outcome outcome) const {
-    const Step& step = injection.step;
-    const bool is_flag_map = step.Is("Map(buffer") && step.Has("READ");
-    // Only its row length is asked for, and that matters to nobody.
-    if (is_flag_map && injection.IsEmptySuccess()) return outcome;
-
-    // Of what detection asks for, the constants of the flags come last. They are filled when they
-    // are made, so the map that fills them again is of no account.
-    const bool complete = IsLastWith("WRITE_DISCARD", injection) ||
-                          (IsLastWith(kConstants, injection) && injection.IsAfterWork());
-    if (complete) {
-      outcome.engine = Engine::kFromNow;
-    } else if (case_.frame == Frame::kFirst) {
-      outcome.engine = Engine::kBroken;
-    } else {
-      outcome.engine =
-          !injection.IsAfterWork() && IsAskedFor(injection) ? Engine::kBroken : Engine::kMixed;
-    }
-    return outcome;
+  // The first texture is the session's own.
+  bool IsOfEngineBuild(const Injection& injection) const {
+    if (!case_.detection || !Rebuilds()) return false;
+    if (injection.Is("Map")) return injection.IsOn("buffer");
+    return injection.function.starts_with("Create") &&
+           !(injection.Is("CreateTexture2D") && injection.nth == 1);
   }
 
-  static bool IsLastWith(std::string_view part, const Injection& injection) {
-    return injection.step.Has(part) &&
-           std::none_of(injection.steps.begin(), injection.steps.end(), [&](const Step& other) {
-             return other.number > injection.step.number && other.Has(part);
-           });
+  // The maps are those of the numbers of the comparison, of the flags and of the numbers of the
+  // flags. Of the flags only the row length is asked for, and that matters to nobody.
+  Engine EngineAfter(const Injection& injection) const {
+    const bool flag_map = injection.Is("Map") && injection.IsOn("buffer") &&
+                          !IsLastMap(injection) && injection.IsAfter("CreateBuffer", 2);
+    if (flag_map && injection.IsEmptySuccess()) return Engine::kWorks;
+    // Of what detection asks for, the numbers of the flags come last. They are filled when they are
+    // made, so the map that fills them again is of no account.
+    const bool last_buffer = injection.Is("CreateBuffer") && injection.IsLast();
+    if (IsLastMap(injection) || (last_buffer && injection.IsAfterWork())) return Engine::kFromNow;
+    if (case_.frame == Frame::kFirst) return Engine::kBroken;
+    // What detection cannot do without, beside these: both views of frames, those of measures and
+    // flags.
+    const bool needed = last_buffer || injection.Is("CreateShaderResourceView") ||
+                        (injection.Is("CreateUnorderedAccessView") && injection.nth > 1);
+    return needed && !injection.IsAfterWork() ? Engine::kBroken : Engine::kMixed;
   }
 
-  // What detection cannot do without: both views of frames, those of measures and flags, and the
-  // constants of the flags.
-  static bool IsAskedFor(const Injection& injection) {
-    const Step& step = injection.step;
-    return step.Is("CreateShaderResourceView(") ||
-           injection.IsNth(2, "CreateUnorderedAccessView(") ||
-           injection.IsNth(3, "CreateUnorderedAccessView(") || IsLastWith(kConstants, injection);
+  static bool IsLastMap(const Injection& injection) {
+    return injection.Is("Map") &&
+           std::none_of(injection.steps.begin() + injection.number, injection.steps.end(),
+                        [](const Step& other) { return other.Is("Map") && other.IsOn("buffer"); });
   }
 
   void ExpectPoll(const Poll& poll, const Image& picture) const {
@@ -403,7 +377,7 @@ class FrameScenario : public Scenario {
     HRESULT handler = S_OK;
     size_t waiting = 0;
     const float second_ratio = case_.detection ? RatioOf(old_, second_) : 1;
-    if (injection && injection->IsNth(2, "TryGetNextFrame(")) {
+    if (injection && injection->Is("TryGetNextFrame") && injection->nth == 2) {
       first = OutcomeOf(nullptr);
       handler = injection->IsEmptySuccess() ? S_OK : injection->fault.result;
       waiting = injection->IsAfterWork() ? 0 : 1;
@@ -524,144 +498,25 @@ class FrameScenario : public Scenario {
   bool refusals_expected_ = false;
 };
 
-class FrameFailures : public SessionTest, public testing::WithParamInterface<FrameCase> {};
-
-class SingleFrameFailures : public SessionTest {};
+class FrameFailures : public SessionTest, public testing::WithParamInterface<FrameCase> {
+ protected:
+  static std::unique_ptr<Scenario> Make() { return std::make_unique<FrameScenario>(GetParam()); }
+};
 
 TEST_P(FrameFailures, OfEachCall) {
-  EXPECT_GT(Sweep([] { return std::make_unique<FrameScenario>(GetParam()); }, AllFaults()), 0u);
+  EXPECT_GT(Sweep(Make, AllFaults()), 0u);
 }
 
-// Rectangles need memory when more are found than ever before.
-TEST_F(SingleFrameFailures, OfRectangles) {
-  const FrameCase& changed = *std::find_if(
-      std::begin(kCases), std::end(kCases),
-      [](const FrameCase& other) { return other.name == std::string("BufferDetectedChanged"); });
-  const auto failed = SweepNew([&] { return std::make_unique<FrameScenario>(changed); },
-                               [](Scenario& scenario, const auto* recording) {
-                                 if (!recording) return scenario.Check(nullptr);
-                                 static_cast<FrameScenario&>(scenario).CheckOutOfMemory();
-                               });
-  EXPECT_EQ(failed, 1u);
+TEST_P(FrameFailures, OfEachAllocation) {
+  const bool detects = GetParam().detection && GetParam().frame != Frame::kFirst;
+  EXPECT_TRUE(SweepNew(Make) == 0 || detects);
 }
 
-// A plan that makes the n-th calls of a function fail, for each n of a list.
-fake::FaultPlan CallsOf(std::string function, std::vector<uint64_t> numbers, fake::Fault fault) {
-  return [=, seen = uint64_t{0}](const fake::FailableCall& call) mutable {
-    const bool fails = call.function == function &&
-                       std::find(numbers.begin(), numbers.end(), ++seen) != numbers.end();
-    return fails ? std::optional(fault) : std::nullopt;
-  };
-}
-
-TEST_F(SingleFrameFailures, NextFrameOfTheSamePollIsTriedWhenBothWaysFail) {
-  const fake::Fault fault{fake::Fault::Kind::kResult, DXGI_ERROR_DEVICE_REMOVED};
-  Session session;
-  ASSERT_TRUE(session.Start());
-  const auto first = PatternOf({64, 48}, 1);
-  const auto second = PatternOf({64, 48}, 2);
-  ASSERT_TRUE(fake::LastPool()->Deliver(first));
-  ASSERT_TRUE(fake::LastPool()->Deliver(second));
-  fake::PlanFaults(CallsOf("CreateTexture2D", {1, 2}, fault));
-  const Poll poll = session.GetFrame();
-  EXPECT_EQ(fake::FaultsInjected(), 2u);
-  fake::PlanNoFaults();
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, second.pixels);
-  EXPECT_EQ(fake::LastPool()->FramesWaiting(), 0u);
-}
-
-TEST_F(SingleFrameFailures, NoMemoryForTheFirstFrame) {
-  // The staging texture of the failed attempt stays mapped, and copies into it are dropped.
-  ExpectRefusals();
-  Session session;
-  ASSERT_TRUE(session.Start());
-  const auto picture = PatternOf({64, 48}, 1);
-  TakeLog();
-  fake::PlanFaults(fake::EveryCallOf("malloc", {}));
-  ASSERT_TRUE(fake::LastPool()->Deliver(picture));
-  Poll poll = session.GetFrame();
-  fake::PlanNoFaults();
-  EXPECT_FALSE(poll.available);
-  EXPECT_EQ(poll.width, 0u);
-  EXPECT_EQ(poll.height, 0u);
-  EXPECT_EQ(fake::LastPool()->HandlerResult(), S_OK);
-  // Once in each way of reading the frame.
-  const LogLine line = Error("Failed to allocate 12KB");
-  EXPECT_EQ(TakeLog(), (std::vector<LogLine>{line, line}));
-
-  ASSERT_TRUE(fake::LastPool()->Deliver(picture));
-  poll = session.GetFrame();
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, picture.pixels);
-  EXPECT_EQ(fake::HeapBytes(), 64 * 48 * 4);
-}
-
-TEST_F(SingleFrameFailures, NoMemoryForALargerFrame) {
-  ExpectRefusals();
-  Session session;
-  ASSERT_TRUE(session.Start());
-  const auto usual = PatternOf({64, 48}, 1);
-  const auto larger = PatternOf(kLarger, 2);
-  ASSERT_TRUE(fake::LastPool()->Deliver(usual, kLarger));
-  ASSERT_TRUE(session.GetFrame().available);
-  TakeLog();
-  fake::PlanFaults(fake::EveryCallOf("malloc", {}));
-  ASSERT_TRUE(fake::LastPool()->Deliver(larger));
-  Poll poll = session.GetFrame();
-  fake::PlanNoFaults();
-  EXPECT_FALSE(poll.available);
-  EXPECT_EQ(poll.width, 64u);
-  EXPECT_EQ(poll.height, 48u);
-  EXPECT_EQ(fake::HeapBytes(), 0);
-  // The growth is silent; the second way finds no buffer and says so.
-  EXPECT_EQ(TakeLog(), (std::vector<LogLine>{Error("Failed to allocate 70KB")}));
-
-  ASSERT_TRUE(fake::LastPool()->Deliver(larger));
-  poll = session.GetFrame();
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(poll.width, larger.width);
-  EXPECT_EQ(poll.height, larger.height);
-  EXPECT_EQ(Pixels(poll).pixels, larger.pixels);
-  EXPECT_EQ(TakeLog(), std::vector<LogLine>());
-}
-
-TEST_F(SingleFrameFailures, NoMemoryForALargerFrameAndNoOtherWay) {
-  ExpectRefusals();
-  Session session;
-  ASSERT_TRUE(session.Start());
-  const auto usual = PatternOf({64, 48}, 1);
-  const auto larger = PatternOf(kLarger, 2);
-  ASSERT_TRUE(fake::LastPool()->Deliver(usual, kLarger));
-  ASSERT_TRUE(session.GetFrame().available);
-  TakeLog();
-  // The first texture is the larger staging texture, the second the other way's own.
-  fake::PlanFaults([textures = 0](const fake::FailableCall& call) mutable {
-    const bool fails =
-        call.function == "malloc" || (call.function == "CreateTexture2D" && ++textures == 2);
-    return fails ? std::optional(fake::Fault{fake::Fault::Kind::kResult, E_OUTOFMEMORY})
-                 : std::nullopt;
-  });
-  ASSERT_TRUE(fake::LastPool()->Deliver(larger));
-  Poll poll = session.GetFrame();
-  EXPECT_EQ(fake::FaultsInjected(), 2u);
-  fake::PlanNoFaults();
-  EXPECT_FALSE(poll.available);
-  EXPECT_EQ(poll.width, 64u);
-  EXPECT_EQ(poll.height, 48u);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 0u);
-  EXPECT_EQ(fake::HeapBytes(), 0);
-  EXPECT_EQ(TakeLog(), std::vector<LogLine>());
-
-  ASSERT_TRUE(fake::LastPool()->Deliver(larger));
-  poll = session.GetFrame();
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, larger.pixels);
-}
+using SimpleWay = SessionTest;
 
 // A failed map of the frame itself is no failure unless it says that the GPU alone can reach it:
 // what the map has left behind is what is copied.
-TEST_F(SingleFrameFailures, FrameThatIsMappedAndReportedAsFailed) {
+TEST_F(SimpleWay, CopiesWhatAMapLeavesThoughItReportsFailure) {
   Session session;
   ASSERT_TRUE(session.Start());
   const auto picture = PatternOf({64, 48}, 1);
