@@ -3,8 +3,6 @@
 
 #include "device/d3d_device.h"
 
-#include <cstring>
-
 D3dDevice CreateD3dDevice() {
   D3dDevice d3d;
   for (const D3D_DRIVER_TYPE type : {D3D_DRIVER_TYPE_HARDWARE, D3D_DRIVER_TYPE_WARP}) {
@@ -38,24 +36,6 @@ winrt::com_ptr<ID3D11Texture2D> CreateFrame(const D3dDevice& d3d, const referenc
   winrt::com_ptr<ID3D11Texture2D> frame;
   if (FAILED(d3d.device->CreateTexture2D(&desc, &pixels, frame.put()))) return nullptr;
   return frame;
-}
-
-std::vector<uint32_t> ReadBuffer(const D3dDevice& d3d, ID3D11Buffer* buffer) {
-  D3D11_BUFFER_DESC desc{};
-  buffer->GetDesc(&desc);
-  desc.Usage = D3D11_USAGE_STAGING;
-  desc.BindFlags = 0;
-  desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-  desc.MiscFlags = 0;
-  winrt::com_ptr<ID3D11Buffer> copy;
-  if (FAILED(d3d.device->CreateBuffer(&desc, nullptr, copy.put()))) return {};
-  d3d.context->CopyResource(copy.get(), buffer);
-  D3D11_MAPPED_SUBRESOURCE mapped{};
-  if (FAILED(d3d.context->Map(copy.get(), 0, D3D11_MAP_READ, 0, &mapped))) return {};
-  std::vector<uint32_t> words(desc.ByteWidth / sizeof(uint32_t));
-  std::memcpy(words.data(), mapped.pData, words.size() * sizeof(uint32_t));
-  d3d.context->Unmap(copy.get(), 0);
-  return words;
 }
 
 unsigned long ReferenceCount(IUnknown* object) {

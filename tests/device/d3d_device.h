@@ -1,7 +1,7 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// A real Direct3D 11 device for tests, with frames made from pixels and buffers read back.
+// A real Direct3D 11 device for tests, with frames made from pixels.
 #pragma once
 
 #include <windows.h>
@@ -12,7 +12,6 @@
 #include <winrt/base.h>
 
 #include <cstdint>
-#include <vector>
 
 #include "support/reference_diff.h"
 
@@ -32,9 +31,6 @@ D3D11_TEXTURE2D_DESC FrameDesc(uint32_t width, uint32_t height,
 // A frame that holds the image's 32-bit pixels as they are. Null when it cannot be made.
 winrt::com_ptr<ID3D11Texture2D> CreateFrame(const D3dDevice& d3d, const reference::Image& image,
                                             DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
-
-// A buffer's contents as 32-bit words, through a staging copy. Waits for the GPU. Empty on failure.
-std::vector<uint32_t> ReadBuffer(const D3dDevice& d3d, ID3D11Buffer* buffer);
 
 // The number of references that callers hold on the object.
 unsigned long ReferenceCount(IUnknown* object);

@@ -1,7 +1,7 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// What a detection finds.
+// What a detection finds on Direct3D. Its calls and their failures: tests/native/engine.
 
 #include <string>
 #include <utility>
@@ -12,119 +12,114 @@ namespace {
 
 using reference::Image;
 
-class FrameDiffEngineDetect : public EngineTest {
- protected:
-  // Compares a frame with one in which these pixels differ.
-  Outcome ComparePixels(const Image& before, const std::vector<POINT>& pixels) {
-    Image after = before;
-    for (const POINT& pixel : pixels) {
-      ChangePixel(after, static_cast<uint32_t>(pixel.x), static_cast<uint32_t>(pixel.y));
-    }
-    return Compare(before, after);
-  }
-};
-
 // A pixel inside the tile, off its edges.
-POINT PixelOfTile(LONG column, LONG row) {
+constexpr POINT Tile(LONG column, LONG row) {
   return {column * 32 + 13, row * 32 + 21};
 }
 
-TEST_F(FrameDiffEngineDetect, FirstFrameGivesNoRectanglesAndIsComparedWithTheNext) {
-  Image image = NoiseImage(300, 200);
-  const Outcome first = Handle(image);
-  EXPECT_TRUE(first.rebuilt);
-  EXPECT_TRUE(first.succeeded);
-  EXPECT_TRUE(first.rects.empty());
-
-  ChangePixel(image, 70, 40);
-  const Outcome second = Handle(image);
-  EXPECT_FALSE(second.rebuilt);
-  EXPECT_TRUE(second.succeeded);
-  EXPECT_EQ(second.rects, Boxes{Box(64, 32, 96, 64)});
-  EXPECT_EQ(second.ratio, reference::Ratio(1024, 300, 200));
+// The pixels from `first` to `last` of a line.
+std::vector<POINT> Line(LONG first, LONG last, LONG y) {
+  std::vector<POINT> pixels;
+  for (LONG x = first; x <= last; ++x) pixels.push_back({x, y});
+  return pixels;
 }
 
-TEST_F(FrameDiffEngineDetect, FirstFrameAfterASizeChangeGivesNoRectanglesAndIsComparedWithTheNext) {
-  ASSERT_TRUE(Compare(NoiseImage(300, 200), NoiseImage(300, 200)).succeeded);
+// Two frames that differ in some pixels.
+struct PixelCase {
+  const char* name;
+  uint32_t width;
+  uint32_t height;
+  std::vector<POINT> changed;
+  Boxes boxes;
 
-  Image image = NoiseImage(200, 300, 2);
-  const Outcome changed = Handle(image);
-  EXPECT_TRUE(changed.rebuilt);
-  EXPECT_TRUE(changed.succeeded);
-  EXPECT_TRUE(changed.rects.empty());
+  friend std::ostream& operator<<(std::ostream& out, const PixelCase& test) {
+    return out << test.name;
+  }
+};
 
-  ChangePixel(image, 0, 258);
-  const Outcome next = Handle(image);
-  EXPECT_TRUE(next.succeeded);
-  EXPECT_EQ(next.rects, Boxes{Box(0, 256, 32, 288)});
-  EXPECT_EQ(next.ratio, reference::Ratio(1024, 200, 300));
-}
+// The last tile column and row are not looked at, whole or partial: the frame must go on behind a
+// tile. Columns from 128 on have no flags.
+const PixelCase kPixelCases[] = {
+    {"NoPixel", 640, 480, {}, {}},
+    {"OnePixelOfFullHd", 1920, 1080, {{100, 50}}, {Box(96, 32, 128, 64)}},
+    {"NeighboursOfARow",
+     400,
+     200,
+     {Tile(2, 1), Tile(3, 1), Tile(4, 1), Tile(2, 2), Tile(3, 2)},
+     {Box(64, 32, 160, 64), Box(64, 64, 128, 96)}},
+    {"ARunOverColumn32",
+     1920,
+     200,
+     {Tile(30, 2), Tile(31, 2), Tile(32, 2), Tile(33, 2)},
+     {Box(960, 64, 1024, 96), Box(1024, 64, 1088, 96)}},
+    {"RunsOverColumns64And96",
+     4000,
+     70,
+     {Tile(63, 0), Tile(64, 0), Tile(95, 0), Tile(96, 0)},
+     {Box(2016, 0, 2048, 32), Box(2048, 0, 2080, 32), Box(3040, 0, 3072, 32),
+      Box(3072, 0, 3104, 32)}},
+    {"InOrderOfRowWordAndColumn",
+     2100,
+     130,
+     {Tile(1, 2), Tile(40, 0), Tile(64, 0), Tile(5, 0), Tile(3, 0), Tile(0, 1)},
+     {Box(96, 0, 128, 32), Box(160, 0, 192, 32), Box(1280, 0, 1312, 32), Box(2048, 0, 2080, 32),
+      Box(0, 32, 32, 64), Box(32, 64, 64, 96)}},
+    {"TheSmallestFrameWithATile", 33, 33, {{31, 31}}, {Box(0, 0, 32, 32)}},
+    {"TheLastWholeColumn", 1920, 70, Line(1888, 1919, 10), {}},
+    {"BeforeTheLastWholeColumn", 1920, 70, Line(1887, 1919, 10), {Box(1856, 0, 1888, 32)}},
+    {"APartialColumn", 1366, 70, Line(1344, 1365, 10), {}},
+    {"BeforeAPartialColumn", 1366, 70, Line(1343, 1365, 10), {Box(1312, 0, 1344, 32)}},
+    {"TheLastWholeRow", 100, 96, {{10, 64}, {10, 95}}, {}},
+    {"APartialRow", 100, 65, {{10, 64}}, {}},
+    {"BeforeTheLastRow", 100, 65, {{10, 63}, {10, 64}}, {Box(0, 32, 32, 64)}},
+    {"BehindColumn127", 4200, 70, Line(4096, 4199, 40), {}},
+    {"Column127", 4200, 70, Line(4095, 4199, 40), {Box(4064, 32, 4096, 64)}},
+    {"Column127AsTheLast", 4096, 40, {{4095, 5}}, {}},
+    {"Column127BeforeAPartialOne", 4097, 40, {{4095, 5}}, {Box(4064, 0, 4096, 32)}},
+};
 
-TEST_F(FrameDiffEngineDetect, AChangeOfOneSideAloneIsASizeChange) {
-  ASSERT_TRUE(Handle(NoiseImage(128, 96)).rebuilt);
-  EXPECT_TRUE(Handle(NoiseImage(129, 96)).rebuilt);
-  EXPECT_TRUE(Handle(NoiseImage(129, 97)).rebuilt);
-  EXPECT_FALSE(Handle(NoiseImage(129, 97)).rebuilt);
-}
+class ChangedPixels : public EngineTest, public testing::WithParamInterface<PixelCase> {};
 
-TEST_F(FrameDiffEngineDetect, IdenticalFramesGiveAnEmptyListAndRatioZero) {
-  const Image image = NoiseImage(640, 480);
-  const Outcome outcome = Compare(image, image);
+TEST_P(ChangedPixels, GiveTheirTiles) {
+  const PixelCase& test = GetParam();
+  const Image before = NoiseImage(test.width, test.height);
+  Image after = before;
+  for (const POINT& pixel : test.changed) {
+    ChangePixel(after, static_cast<uint32_t>(pixel.x), static_cast<uint32_t>(pixel.y));
+  }
+  const Outcome outcome = Compare(before, after);
   EXPECT_TRUE(outcome.succeeded);
-  EXPECT_TRUE(outcome.rects.empty());
-  EXPECT_EQ(outcome.ratio, 0.0f);
+  EXPECT_EQ(outcome.rects, test.boxes);
+  uint32_t area = 0;
+  for (const auto& [left, top, front, right, bottom, back] : test.boxes) {
+    area += (right - left) * (bottom - top);
+  }
+  EXPECT_EQ(outcome.ratio, reference::Ratio(area, test.width, test.height));
 }
 
-TEST_F(FrameDiffEngineDetect, OneChangedPixelOfAFullHdFrameGivesItsTile) {
-  const Outcome outcome = ComparePixels(NoiseImage(1920, 1080), {{100, 50}});
-  EXPECT_TRUE(outcome.succeeded);
-  EXPECT_EQ(outcome.rects, Boxes{Box(96, 32, 128, 64)});
-  EXPECT_EQ(outcome.ratio, static_cast<float>(1024.0 / 2073600.0));
-}
+INSTANTIATE_TEST_SUITE_P(, ChangedPixels, testing::ValuesIn(kPixelCases),
+                         [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(FrameDiffEngineDetect, ARunOfTileColumns30To33GivesTwoRectangles) {
-  const Outcome outcome = ComparePixels(
-      NoiseImage(1920, 200),
-      {PixelOfTile(30, 2), PixelOfTile(31, 2), PixelOfTile(32, 2), PixelOfTile(33, 2)});
-  EXPECT_EQ(outcome.rects, (Boxes{Box(960, 64, 1024, 96), Box(1024, 64, 1088, 96)}));
-  EXPECT_EQ(outcome.ratio, reference::Ratio(4 * 1024, 1920, 200));
-}
+class FrameDiffEngineDetect : public EngineTest {};
 
-TEST_F(FrameDiffEngineDetect, RunsEndAtTileColumns64And96Too) {
-  const Outcome outcome = ComparePixels(
-      NoiseImage(4000, 70),
-      {PixelOfTile(63, 0), PixelOfTile(64, 0), PixelOfTile(95, 0), PixelOfTile(96, 0)});
-  EXPECT_EQ(outcome.rects, (Boxes{Box(2016, 0, 2048, 32), Box(2048, 0, 2080, 32),
-                                  Box(3040, 0, 3072, 32), Box(3072, 0, 3104, 32)}));
-}
+TEST_F(FrameDiffEngineDetect, TheFirstFrameOfEachSizeGivesNoRectanglesAndIsComparedWithTheNext) {
+  for (const auto& [width, height] : {std::pair{300u, 200u}, {200u, 300u}, {201u, 300u}}) {
+    Image image = NoiseImage(width, height);
+    const Outcome first = Handle(image);
+    EXPECT_TRUE(first.rebuilt);
+    EXPECT_TRUE(first.succeeded);
+    EXPECT_TRUE(first.rects.empty());
 
-TEST_F(FrameDiffEngineDetect, NeighbouringTilesOfARowMergeAndRowsDoNot) {
-  const Outcome outcome =
-      ComparePixels(NoiseImage(400, 200), {PixelOfTile(2, 1), PixelOfTile(3, 1), PixelOfTile(4, 1),
-                                           PixelOfTile(2, 2), PixelOfTile(3, 2)});
-  EXPECT_EQ(outcome.rects, (Boxes{Box(64, 32, 160, 64), Box(64, 64, 128, 96)}));
-}
-
-TEST_F(FrameDiffEngineDetect, RectanglesComeInOrderOfRowWordAndColumn) {
-  const Outcome outcome = ComparePixels(NoiseImage(2100, 130),
-                                        {PixelOfTile(1, 2), PixelOfTile(40, 0), PixelOfTile(64, 0),
-                                         PixelOfTile(5, 0), PixelOfTile(3, 0), PixelOfTile(0, 1)});
-  EXPECT_EQ(outcome.rects,
-            (Boxes{Box(96, 0, 128, 32), Box(160, 0, 192, 32), Box(1280, 0, 1312, 32),
-                   Box(2048, 0, 2080, 32), Box(0, 32, 32, 64), Box(32, 64, 64, 96)}));
+    ChangePixel(image, 70, 40);
+    const Outcome second = Handle(image);
+    EXPECT_FALSE(second.rebuilt);
+    EXPECT_EQ(second.rects, Boxes{Box(64, 32, 96, 64)});
+    EXPECT_EQ(second.ratio, reference::Ratio(1024, width, height));
+  }
 }
 
 TEST_F(FrameDiffEngineDetect, AllPixelsChangedGiveEveryWordOfEveryRowButTheBlindTiles) {
-  const Outcome outcome = Compare(Image(1100, 130, 0xff000000), Image(1100, 130, 0xffffffff));
-  // 34 whole columns and four whole rows; the rows end at 128, before the frame's 130 lines.
-  EXPECT_EQ(outcome.rects,
-            (Boxes{Box(0, 0, 1024, 32), Box(1024, 0, 1088, 32), Box(0, 32, 1024, 64),
-                   Box(1024, 32, 1088, 64), Box(0, 64, 1024, 96), Box(1024, 64, 1088, 96),
-                   Box(0, 96, 1024, 128), Box(1024, 96, 1088, 128)}));
-  EXPECT_EQ(outcome.ratio, reference::Ratio(1088 * 128, 1100, 130));
-}
-
-TEST_F(FrameDiffEngineDetect, EveryTileOfAFullHdFrameIsCoveredByTheThreadGroups) {
+  // 59 whole columns but the last, in two words, and 33 whole rows; they end before line 1080.
   const Outcome outcome = Compare(Image(1920, 1080, 0xff101010), Image(1920, 1080, 0xff111111));
   Boxes expected;
   for (uint32_t row = 0; row < 33; ++row) {
@@ -133,47 +128,6 @@ TEST_F(FrameDiffEngineDetect, EveryTileOfAFullHdFrameIsCoveredByTheThreadGroups)
   }
   EXPECT_EQ(outcome.rects, expected);
   EXPECT_EQ(outcome.ratio, reference::Ratio(1888 * 1056, 1920, 1080));
-}
-
-TEST_F(FrameDiffEngineDetect, TheLastTileColumnOfAWidthOf1920IsBlind) {
-  Image before = NoiseImage(1920, 70);
-  Image after = before;
-  for (uint32_t x = 1888; x < 1920; ++x) ChangePixel(after, x, 10);
-  EXPECT_TRUE(Compare(before, after).rects.empty());
-
-  ChangePixel(after, 1887, 10);
-  EXPECT_EQ(Compare(before, after).rects, Boxes{Box(1856, 0, 1888, 32)});
-}
-
-TEST_F(FrameDiffEngineDetect, ThePartialTileColumnOfAWidthOf1366IsBlind) {
-  Image before = NoiseImage(1366, 70);
-  Image after = before;
-  for (uint32_t x = 1344; x < 1366; ++x) ChangePixel(after, x, 10);
-  const Outcome blind = Compare(before, after);
-  EXPECT_TRUE(blind.rects.empty());
-  EXPECT_EQ(blind.ratio, 0.0f);
-
-  ChangePixel(after, 1343, 10);
-  EXPECT_EQ(Compare(before, after).rects, Boxes{Box(1312, 0, 1344, 32)});
-}
-
-TEST_F(FrameDiffEngineDetect, TheLastTileRowIsBlindWhetherWholeOrPartial) {
-  for (const uint32_t height : {96u, 90u, 65u}) {
-    SCOPED_TRACE(height);
-    Image before = NoiseImage(100, height);
-    Image after = before;
-    for (uint32_t y = 64; y < height; ++y) ChangePixel(after, 10, y);
-    EXPECT_TRUE(Compare(before, after).rects.empty());
-
-    ChangePixel(after, 10, 63);
-    EXPECT_EQ(Compare(before, after).rects, Boxes{Box(0, 32, 32, 64)});
-  }
-}
-
-TEST_F(FrameDiffEngineDetect, AWidthOf64ExaminesOneTileColumnAndAWidthOf65Two) {
-  EXPECT_EQ(Compare(Image(64, 65, 0), Image(64, 65, 0x00ffffff)).rects,
-            (Boxes{Box(0, 0, 32, 32), Box(0, 32, 32, 64)}));
-  EXPECT_EQ(Compare(Image(65, 64, 0), Image(65, 64, 0x00ffffff)).rects, Boxes{Box(0, 0, 64, 32)});
 }
 
 TEST_F(FrameDiffEngineDetect, FramesWithoutAWholeTileBeforeBothEdgesGiveNothing) {
@@ -185,31 +139,6 @@ TEST_F(FrameDiffEngineDetect, FramesWithoutAWholeTileBeforeBothEdgesGiveNothing)
     EXPECT_TRUE(outcome.rects.empty());
     EXPECT_EQ(outcome.ratio, 0.0f);
   }
-}
-
-TEST_F(FrameDiffEngineDetect, AFrameOf33By33HasOneTile) {
-  const Outcome outcome = ComparePixels(NoiseImage(33, 33), {{31, 31}});
-  EXPECT_EQ(outcome.rects, Boxes{Box(0, 0, 32, 32)});
-  EXPECT_EQ(outcome.ratio, reference::Ratio(1024, 33, 33));
-}
-
-TEST_F(FrameDiffEngineDetect, NothingRightOfX4095IsReported) {
-  Image before = NoiseImage(4200, 70);
-  Image after = before;
-  for (uint32_t x = 4096; x < 4200; ++x) ChangePixel(after, x, 40);
-  const Outcome beyond = Compare(before, after);
-  EXPECT_TRUE(beyond.rects.empty());
-  EXPECT_EQ(beyond.ratio, 0.0f);
-
-  ChangePixel(after, 4095, 40);
-  const Outcome outcome = Compare(before, after);
-  EXPECT_EQ(outcome.rects, Boxes{Box(4064, 32, 4096, 64)});
-  EXPECT_EQ(outcome.ratio, reference::Ratio(1024, 4200, 70));
-}
-
-TEST_F(FrameDiffEngineDetect, AWidthOf4096IsBlindInColumn127AndAWidthOf4097IsNot) {
-  EXPECT_TRUE(ComparePixels(NoiseImage(4096, 40), {{4095, 5}}).rects.empty());
-  EXPECT_EQ(ComparePixels(NoiseImage(4097, 40), {{4095, 5}}).rects, Boxes{Box(4064, 0, 4096, 32)});
 }
 
 TEST_F(FrameDiffEngineDetect, AChangeOfOneUnitInAnyColourChannelIsSeen) {
@@ -313,6 +242,28 @@ TEST_F(FrameDiffEngineDetect, FramesOfAnotherChannelOrderAreCompared) {
             Boxes{Box(32, 32, 64, 64)});
   image.At(50, 50) ^= 0x01000000;
   EXPECT_TRUE(HandleFrame(engine_, CreateFrame(d3d_, image, kFormat).get()).rects.empty());
+}
+
+// A device of its own, whose references nobody else counts.
+TEST(FrameDiffEngineRelease, ReturnsEveryReferenceToDeviceAndContext) {
+  D3dDevice d3d = CreateD3dDevice();
+  ASSERT_TRUE(d3d.device) << "no Direct3D 11 device";
+  const unsigned long device_references = ReferenceCount(d3d.device.get());
+  const unsigned long context_references = ReferenceCount(d3d.context.get());
+  FrameDiffEngine engine;
+  // A second Init replaces the first; two sizes, so that every resource is replaced, too.
+  for (const uint32_t width : {200u, 333u}) {
+    ASSERT_TRUE(engine.Init(d3d.device, d3d.context));
+    const auto frame = CreateFrame(d3d, NoiseImage(width, 100));
+    ASSERT_TRUE(HandleFrame(engine, frame.get()).succeeded);
+    ASSERT_TRUE(HandleFrame(engine, frame.get()).succeeded);
+  }
+  EXPECT_GT(ReferenceCount(d3d.device.get()), device_references);
+  engine.Release();
+  EXPECT_EQ(ReferenceCount(d3d.device.get()), device_references);
+  EXPECT_EQ(ReferenceCount(d3d.context.get()), context_references);
+  d3d.context = nullptr;
+  EXPECT_EQ(d3d.device.detach()->Release(), 0u);
 }
 
 }  // namespace
