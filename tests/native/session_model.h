@@ -140,6 +140,15 @@ struct SessionModel {
     detector = {};
   }
 
+  void LoseCertainty() {
+    known = detector.known = output_known = false;
+    waiting.clear();
+    alternatives.clear();
+    held = nullptr;
+    output = nullptr;
+    ratio.reset();
+  }
+
   // A FrameArrived event is dispatched.
   void HandleEvent() {
     if (!known || waiting.empty()) return;

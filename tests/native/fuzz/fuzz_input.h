@@ -5,9 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
+
+#include "native/require.h"
 
 // Reads the bytes of one input from front to back; past its end come zeros.
 class FuzzInput {
@@ -33,13 +32,3 @@ class FuzzInput {
   const uint8_t* data;
   size_t remaining;
 };
-
-// Where in the input the program is, for the report of Require; empty outside of a run.
-inline std::string (*fuzz_position)() = nullptr;
-
-// Ends the process when `holds` is false: that is how libFuzzer learns that an input fails.
-inline void Require(bool holds, const char* expectation) {
-  if (holds) return;
-  std::fprintf(stderr, "%snot so: %s\n", fuzz_position ? fuzz_position().c_str() : "", expectation);
-  std::abort();
-}
