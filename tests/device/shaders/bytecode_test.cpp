@@ -77,27 +77,15 @@ TEST_P(EachProgram, UsesNoSamplerSharedMemoryBarrierOrAtomicOperation) {
   EXPECT_THAT(forbidden, IsEmpty());
 }
 
-// The operands of every thread-group declaration in the program: there must be one.
-std::vector<std::vector<uint32_t>> ThreadGroups(const Named& program) {
-  std::vector<std::vector<uint32_t>> sizes;
-  for (const Instruction& instruction : DecodeProgram(program.bytes).instructions) {
-    if (instruction.opcode == kDclThreadGroup) {
-      sizes.push_back(instruction.operands);
+TEST(ThreadGroup, HasTheSizeThatTheEngineDispatches) {
+  for (const auto& [program, width, height] :
+       {std::tuple{kFrameDiff, 16u, 16u}, {kReset, 16u, 1u}, {kGetBitFlag, 16u, 16u}}) {
+    std::vector<std::vector<uint32_t>> sizes;
+    for (const Instruction& instruction : DecodeProgram(program.bytes).instructions) {
+      if (instruction.opcode == kDclThreadGroup) sizes.push_back(instruction.operands);
     }
+    EXPECT_THAT(sizes, ElementsAre(ElementsAre(width, height, 1))) << program.name;
   }
-  return sizes;
-}
-
-TEST(ThreadGroup, OfFrameDiffRectsIs16By16) {
-  EXPECT_THAT(ThreadGroups(kFrameDiff), ElementsAre(ElementsAre(16, 16, 1)));
-}
-
-TEST(ThreadGroup, OfResetDiffRectsIs16By1) {
-  EXPECT_THAT(ThreadGroups(kReset), ElementsAre(ElementsAre(16, 1, 1)));
-}
-
-TEST(ThreadGroup, OfGetBitFlagIs16By16) {
-  EXPECT_THAT(ThreadGroups(kGetBitFlag), ElementsAre(ElementsAre(16, 16, 1)));
 }
 
 // name, type, return type, dimension, stride, components, slot, number of slots
@@ -132,18 +120,12 @@ ResourceFields Constants(const char* name, uint32_t slot) {
   return {name, D3D_SIT_CBUFFER, 0, D3D_SRV_DIMENSION_UNKNOWN, 0, 1, slot, 1};
 }
 
-TEST(Resources, OfFrameDiffRects) {
+TEST(Resources, HaveTheSlotsAndTypesThatTheEngineBinds) {
   EXPECT_THAT(
       FieldsOfResources(kFrameDiff),
       UnorderedElementsAre(FloatTexture("rgb_new", 0), FloatTexture("rgb_old", 1),
                            WritableIntTexture("light_diff", 0), Constants("DiffTexInfo", 0)));
-}
-
-TEST(Resources, OfResetDiffRects) {
   EXPECT_THAT(FieldsOfResources(kReset), ElementsAre(WritableWords("diffBuff", 0)));
-}
-
-TEST(Resources, OfGetBitFlag) {
   EXPECT_THAT(FieldsOfResources(kGetBitFlag),
               UnorderedElementsAre(WritableIntTexture("diffTex", 0), WritableWords("diffBuff", 1),
                                    Constants("DiffTexInfo", 0)));
@@ -172,13 +154,10 @@ VariableFields Dword(const char* name, uint32_t offset, bool used) {
   return {name, offset, 4, used, D3D_SVC_SCALAR, D3D_SVT_UINT, "dword"};
 }
 
-TEST(DiffTexInfo, OfFrameDiffRects) {
+TEST(DiffTexInfo, HasTheLayoutThatTheEngineFills) {
   EXPECT_THAT(ConstantsOf(kFrameDiff),
               ElementsAre(Dword("width", 0, true), Dword("height", 4, true),
                           Dword("rectW", 8, true), Dword("rectH", 12, true)));
-}
-
-TEST(DiffTexInfo, OfGetBitFlagWithTexStepUnread) {
   EXPECT_THAT(ConstantsOf(kGetBitFlag),
               ElementsAre(Dword("buffWidth", 0, true), Dword("buffHeight", 4, true),
                           Dword("texWidth", 8, true), Dword("texStep", 12, false)));

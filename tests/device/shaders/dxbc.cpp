@@ -7,7 +7,10 @@
 #include <d3dcommon.h>
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <stdexcept>
+#include <utility>
 
 namespace shader_test {
 namespace {
@@ -42,12 +45,29 @@ std::string Text(Bytes bytes, size_t offset) {
   return {rest.begin(), end};
 }
 
-void Mix(Md5State& state, Bytes block_bytes) {
-  Md5Block block;
-  for (size_t i = 0; i < block.size(); ++i) {
-    block[i] = Word(block_bytes, 4 * i);
+// MD5's transformation of the state by one block of 64 bytes (RFC 1321).
+void Mix(Checksum& state, Bytes block) {
+  static constexpr int kShifts[4][4] = {
+      {7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
+  auto [a, b, c, d] = state;
+  for (uint32_t i = 0; i < 64; ++i) {
+    // What the round's function makes of b, c and d, and the word of the block that it takes.
+    const std::pair<uint32_t, uint32_t> rounds[] = {{(b & c) | (~b & d), i},
+                                                    {(b & d) | (c & ~d), (5 * i + 1) % 16},
+                                                    {b ^ c ^ d, (3 * i + 5) % 16},
+                                                    {c ^ (b | ~d), 7 * i % 16}};
+    const auto& [mixed, word] = rounds[i / 16];
+    const auto sine = static_cast<uint32_t>(std::floor(std::abs(std::sin(i + 1.0)) * 4294967296.0));
+    const uint32_t sum = a + mixed + sine + Word(block, 4 * word);
+    a = d;
+    d = c;
+    c = b;
+    b += std::rotl(sum, kShifts[i / 16][i % 4]);
   }
-  Md5Transform(state, block);
+  state[0] += a;
+  state[1] += b;
+  state[2] += c;
+  state[3] += d;
 }
 
 void PutWord(std::vector<unsigned char>& bytes, size_t offset, uint32_t word) {
@@ -75,9 +95,11 @@ std::vector<unsigned char> LastBlocks(Bytes rest, uint32_t length) {
 }
 
 Bytes ChunkData(Bytes container, const std::string& name) {
-  for (const Chunk& chunk : Chunks(container)) {
-    if (chunk.name == name) {
-      return chunk.data;
+  for (uint32_t i = 0; i < Word(container, kChunkCountOffset); ++i) {
+    const uint32_t at = Word(container, kChunkCountOffset + 4 + 4 * i);
+    const Bytes found = Part(container, at, 4);
+    if (std::equal(found.begin(), found.end(), name.begin(), name.end())) {
+      return Part(container, at + kChunkHeaderSize, Word(container, at + 4));
     }
   }
   throw std::out_of_range("no chunk " + name);
@@ -109,18 +131,18 @@ Variable ReadVariable(Bytes data, size_t at) {
 
 }  // namespace
 
-Md5State RecordedChecksum(Bytes container) {
-  Md5State checksum;
+Checksum RecordedChecksum(Bytes container) {
+  Checksum checksum;
   for (size_t i = 0; i < checksum.size(); ++i) {
     checksum[i] = Word(container, kChecksumOffset + 4 * i);
   }
   return checksum;
 }
 
-Md5State ComputedChecksum(Bytes container) {
+Checksum ComputedChecksum(Bytes container) {
   const Bytes checked = Part(container, kCheckedOffset, container.size() - kCheckedOffset);
   const size_t whole = checked.size() / 64 * 64;
-  Md5State state = kMd5Start;
+  Checksum state = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
   for (size_t i = 0; i < whole; i += 64) {
     Mix(state, checked.subspan(i, 64));
   }
@@ -130,18 +152,6 @@ Md5State ComputedChecksum(Bytes container) {
     Mix(state, Bytes(last).subspan(i, 64));
   }
   return state;
-}
-
-std::vector<Chunk> Chunks(Bytes container) {
-  std::vector<Chunk> chunks;
-  const uint32_t count = Word(container, kChunkCountOffset);
-  for (uint32_t i = 0; i < count; ++i) {
-    const uint32_t at = Word(container, kChunkCountOffset + 4 + 4 * i);
-    const Bytes name = Part(container, at, 4);
-    chunks.push_back({{name.begin(), name.end()},
-                      Part(container, at + kChunkHeaderSize, Word(container, at + 4))});
-  }
-  return chunks;
 }
 
 std::vector<Resource> Resources(Bytes container) {

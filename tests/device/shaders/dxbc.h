@@ -12,21 +12,14 @@
 #include <string>
 #include <vector>
 
-#include "device/shaders/md5.h"
-
 namespace shader_test {
 
 using Bytes = std::span<const unsigned char>;
 
 // The words of the checksum, as the container's header holds it and as its content demands it.
-Md5State RecordedChecksum(Bytes container);
-Md5State ComputedChecksum(Bytes container);
-
-struct Chunk {
-  std::string name;
-  Bytes data;
-};
-std::vector<Chunk> Chunks(Bytes container);
+using Checksum = std::array<uint32_t, 4>;
+Checksum RecordedChecksum(Bytes container);
+Checksum ComputedChecksum(Bytes container);
 
 // A resource that the program declares. The numbers are D3D_SHADER_INPUT_TYPE,
 // D3D_RESOURCE_RETURN_TYPE and D3D_SRV_DIMENSION.
