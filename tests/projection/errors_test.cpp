@@ -151,20 +151,6 @@ TEST_F(Errors, ACaughtErrorKeepsItsInformationAcrossTheInterface) {
   EXPECT_EQ(MessageOf(code), "restricted");
 }
 
-// Information that only IErrorInfo describes.
-struct LegacyErrorInfo : TestObject<IErrorInfo> {
-  HRESULT STDMETHODCALLTYPE GetGUID(GUID*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetSource(BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) override {
-    ++asked;
-    *description = SysAllocString(L"legacy\r\n");
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD*) override { return E_NOTIMPL; }
-  int asked = 0;
-};
-
 // Whether the running platform keeps what RoOriginateLanguageException is told; Wine's does not.
 bool PlatformKeepsOrigins() {
   winrt::param::hstring const text(L"origin");
@@ -174,7 +160,8 @@ bool PlatformKeepsOrigins() {
 }
 
 TEST_F(Errors, ADescriptionBecomesTheMessageWhereOriginsAreKept) {
-  com_ptr<LegacyErrorInfo> const info{new LegacyErrorInfo, take_ownership_from_abi};
+  com_ptr<LegacyErrorInfo<>> const info{new LegacyErrorInfo<>(L"legacy\r\n"),
+                                        take_ownership_from_abi};
   bool const kept = PlatformKeepsOrigins();
   SetErrorInfo(0, info.get());
   EXPECT_EQ(MessageOf(E_ACCESSDENIED), kept ? "legacy" : SystemText(E_ACCESSDENIED));

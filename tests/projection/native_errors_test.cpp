@@ -15,18 +15,6 @@ namespace {
 
 using winrt::com_ptr;
 
-// Information that only IErrorInfo describes.
-struct PlainErrorInfo final : TestObject<IErrorInfo> {
-  HRESULT STDMETHODCALLTYPE GetGUID(GUID*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetSource(BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) override {
-    *description = SysAllocString(L"what went wrong");
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD*) override { return E_NOTIMPL; }
-};
-
 class NativeErrors : public testing::Test {
  protected:
   void SetUp() override { fake::Reset(); }
@@ -42,7 +30,8 @@ class NativeErrors : public testing::Test {
 };
 
 TEST_F(NativeErrors, ADescriptionThatCannotBeCopiedIsLeftOut) {
-  com_ptr<PlainErrorInfo> const info{new PlainErrorInfo, winrt::take_ownership_from_abi};
+  com_ptr<LegacyErrorInfo<>> const info{new LegacyErrorInfo<>(L"what went wrong"),
+                                        winrt::take_ownership_from_abi};
   SetErrorInfo(0, info.get());
   NoStrings();
   EXPECT_EQ(winrt::hresult_error(E_ACCESSDENIED, winrt::take_ownership_from_abi).code(),

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <winrt/base.h>
 
+#include <tuple>
+
 #include "native/platform/calls.h"
 #include "native/platform/settings.h"
 #include "projection/test_objects.h"
@@ -17,60 +19,44 @@ using Handler = winrt::Windows::Foundation::TypedEventHandler<
     winrt::Windows::Graphics::Capture::GraphicsCaptureItem,
     winrt::Windows::Foundation::IInspectable>;
 
+// id, object, destination, reserved, flags, stream
+using Arguments = std::tuple<IID, void*, DWORD, void*, DWORD, IStream*>;
+
 // Answers each method with a code of its own, and notes the arguments.
 struct Marshaler final : TestObject<IMarshal> {
   HRESULT STDMETHODCALLTYPE GetUnmarshalClass(REFIID id, void* object, DWORD destination,
                                               void* reserved, DWORD flags, CLSID* result) override {
-    Note(id, object, destination, reserved, flags);
+    last = {id, object, destination, reserved, flags, nullptr};
     *result = __uuidof(IMarshal);
     return 1;
   }
   HRESULT STDMETHODCALLTYPE GetMarshalSizeMax(REFIID id, void* object, DWORD destination,
                                               void* reserved, DWORD flags, DWORD* result) override {
-    Note(id, object, destination, reserved, flags);
+    last = {id, object, destination, reserved, flags, nullptr};
     *result = 77;
     return 2;
   }
   HRESULT STDMETHODCALLTYPE MarshalInterface(IStream* stream, REFIID id, void* object,
                                              DWORD destination, void* reserved,
                                              DWORD flags) override {
-    Note(id, object, destination, reserved, flags);
-    last_stream = stream;
+    last = {id, object, destination, reserved, flags, stream};
     return 3;
   }
   HRESULT STDMETHODCALLTYPE UnmarshalInterface(IStream* stream, REFIID id, void** result) override {
-    Note(id, nullptr, 0, nullptr, 0);
-    last_stream = stream;
+    last = {id, nullptr, 0, nullptr, 0, stream};
     *result = this;
     return 4;
   }
   HRESULT STDMETHODCALLTYPE ReleaseMarshalData(IStream* stream) override {
-    last_stream = stream;
+    last = {{}, nullptr, 0, nullptr, 0, stream};
     return 5;
   }
   HRESULT STDMETHODCALLTYPE DisconnectObject(DWORD reserved) override {
-    last_flags = reserved;
+    last = {{}, nullptr, 0, nullptr, reserved, nullptr};
     return 6;
   }
 
-  void Forget() {
-    Note({}, nullptr, 0, nullptr, 0);
-    last_stream = nullptr;
-  }
-  void Note(REFIID id, void* object, DWORD destination, void* reserved, DWORD flags) {
-    last_id = id;
-    last_object = object;
-    last_destination = destination;
-    last_reserved = reserved;
-    last_flags = flags;
-  }
-
-  GUID last_id{};
-  void* last_object = nullptr;
-  DWORD last_destination = 0;
-  void* last_reserved = nullptr;
-  DWORD last_flags = 0;
-  IStream* last_stream = nullptr;
+  Arguments last;
 };
 
 class NativeMarshaling : public testing::Test {
@@ -103,47 +89,30 @@ TEST_F(NativeMarshaling, PassesEveryMethodOn) {
   int object = 0, reserved = 0, somewhere = 0;
   auto* const stream = reinterpret_cast<IStream*>(&somewhere);
 
+  IID const id = __uuidof(IErrorInfo);
+
   CLSID unmarshaler{};
-  EXPECT_EQ(
-      marshal->GetUnmarshalClass(__uuidof(IErrorInfo), &object, 3, &reserved, 4, &unmarshaler), 1);
+  EXPECT_EQ(marshal->GetUnmarshalClass(id, &object, 3, &reserved, 4, &unmarshaler), 1);
   EXPECT_TRUE(unmarshaler == __uuidof(IMarshal));
-  EXPECT_TRUE(platform_->last_id == __uuidof(IErrorInfo));
-  EXPECT_EQ(platform_->last_object, &object);
-  EXPECT_EQ(platform_->last_destination, 3u);
-  EXPECT_EQ(platform_->last_reserved, &reserved);
-  EXPECT_EQ(platform_->last_flags, 4u);
+  EXPECT_TRUE(platform_->last == Arguments(id, &object, 3, &reserved, 4, nullptr));
 
-  platform_->Forget();
   DWORD size = 0;
-  EXPECT_EQ(marshal->GetMarshalSizeMax(__uuidof(IErrorInfo), &object, 5, &reserved, 6, &size), 2);
+  EXPECT_EQ(marshal->GetMarshalSizeMax(id, &object, 5, &reserved, 6, &size), 2);
   EXPECT_EQ(size, 77u);
-  EXPECT_TRUE(platform_->last_id == __uuidof(IErrorInfo));
-  EXPECT_EQ(platform_->last_object, &object);
-  EXPECT_EQ(platform_->last_destination, 5u);
-  EXPECT_EQ(platform_->last_reserved, &reserved);
-  EXPECT_EQ(platform_->last_flags, 6u);
+  EXPECT_TRUE(platform_->last == Arguments(id, &object, 5, &reserved, 6, nullptr));
 
-  platform_->Forget();
-  EXPECT_EQ(marshal->MarshalInterface(stream, __uuidof(IErrorInfo), &object, 7, &reserved, 8), 3);
-  EXPECT_EQ(platform_->last_stream, stream);
-  EXPECT_TRUE(platform_->last_id == __uuidof(IErrorInfo));
-  EXPECT_EQ(platform_->last_object, &object);
-  EXPECT_EQ(platform_->last_destination, 7u);
-  EXPECT_EQ(platform_->last_reserved, &reserved);
-  EXPECT_EQ(platform_->last_flags, 8u);
+  EXPECT_EQ(marshal->MarshalInterface(stream, id, &object, 7, &reserved, 8), 3);
+  EXPECT_TRUE(platform_->last == Arguments(id, &object, 7, &reserved, 8, stream));
 
-  platform_->Forget();
   void* unmarshaled = nullptr;
-  EXPECT_EQ(marshal->UnmarshalInterface(stream, __uuidof(IErrorInfo), &unmarshaled), 4);
-  EXPECT_EQ(platform_->last_stream, stream);
-  EXPECT_TRUE(platform_->last_id == __uuidof(IErrorInfo));
+  EXPECT_EQ(marshal->UnmarshalInterface(stream, id, &unmarshaled), 4);
+  EXPECT_TRUE(platform_->last == Arguments(id, nullptr, 0, nullptr, 0, stream));
   EXPECT_EQ(unmarshaled, platform_.get());
 
-  platform_->Forget();
   EXPECT_EQ(marshal->ReleaseMarshalData(stream), 5);
-  EXPECT_EQ(platform_->last_stream, stream);
+  EXPECT_TRUE(platform_->last == Arguments({}, nullptr, 0, nullptr, 0, stream));
   EXPECT_EQ(marshal->DisconnectObject(9), 6);
-  EXPECT_EQ(platform_->last_flags, 9u);
+  EXPECT_TRUE(platform_->last == Arguments({}, nullptr, 0, nullptr, 9, nullptr));
 }
 
 TEST_F(NativeMarshaling, FailsWithThePlatforms) {

@@ -132,16 +132,30 @@ class Item : public TestObject<capture_abi::IGraphicsCaptureItem, IWeakReference
   WeakReference* weak_ = nullptr;
 };
 
-// What a failing call leaves on the thread.
-struct ErrorInfo : TestObject<IErrorInfo, IRestrictedErrorInfo> {
-  ErrorInfo(HRESULT the_code, wchar_t const* the_description, wchar_t const* the_restricted)
-      : code(the_code), description(the_description), restricted(the_restricted) {}
+// What a failing call leaves on the thread. Only IErrorInfo describes it, unless there are more
+// interfaces.
+template <typename... Interfaces>
+struct LegacyErrorInfo : TestObject<IErrorInfo, Interfaces...> {
+  explicit LegacyErrorInfo(wchar_t const* the_description) : description(the_description) {}
 
   HRESULT STDMETHODCALLTYPE GetGUID(GUID*) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE GetSource(BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetDescription(BSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetDescription(BSTR* the_description) override {
+    ++asked;
+    *the_description = SysAllocString(description);
+    return S_OK;
+  }
   HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR*) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD*) override { return E_NOTIMPL; }
+
+  wchar_t const* description;
+  int asked = 0;
+};
+
+struct ErrorInfo : LegacyErrorInfo<IRestrictedErrorInfo> {
+  ErrorInfo(HRESULT the_code, wchar_t const* the_description, wchar_t const* the_restricted)
+      : LegacyErrorInfo(the_description), code(the_code), restricted(the_restricted) {}
+
   HRESULT STDMETHODCALLTYPE GetErrorDetails(BSTR* the_description, HRESULT* the_code,
                                             BSTR* the_restricted, BSTR* capability) override {
     *the_description = SysAllocString(description);
@@ -153,7 +167,6 @@ struct ErrorInfo : TestObject<IErrorInfo, IRestrictedErrorInfo> {
   HRESULT STDMETHODCALLTYPE GetReference(BSTR*) override { return E_NOTIMPL; }
 
   HRESULT code;
-  wchar_t const* description;
   wchar_t const* restricted;
 };
 
