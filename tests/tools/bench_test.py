@@ -1,7 +1,5 @@
 #!/usr/bin/env python3
-"""What scripts/bench concludes from figures, and what bench/instructions reads out of Callgrind's."""
-import importlib.machinery
-import importlib.util
+"""What scripts/bench concludes from figures, and what it reads from Callgrind's file."""
 import pathlib
 import sys
 import tempfile
@@ -10,16 +8,12 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
-def load(path):
-    loader = importlib.machinery.SourceFileLoader(path.name, str(path))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(path.name, loader))
-    loader.exec_module(module)
-    return module
-
-
 sys.dont_write_bytecode = True
-bench = load(ROOT / "scripts" / "bench")
-instructions = load(ROOT / "bench" / "instructions")
+sys.path.insert(0, str(ROOT / "bench"))
+import bounds
+import instructions
+import page
+import runs
 
 
 def ratio(name, value):
@@ -40,50 +34,50 @@ class Runs:
 
 class Measure(unittest.TestCase):
     def test_all_within_their_bounds_run_once(self):
-        run = Runs([ratio("poll/buffer", 1.10), ratio("frame/buffer/1280x720", 1.05)])
-        _, rows = bench.measure(run, ".*", 2)
-        self.assertEqual(run.asked, [(".*", 2)])
-        self.assertEqual(list(bench.check_times(rows)), [])
+        bench = Runs([ratio("poll/buffer", 1.10), ratio("frame/buffer/1280x720", 1.05)])
+        _, rows = runs.measure(bench, ".*", 2)
+        self.assertEqual(bench.asked, [(".*", 2)])
+        self.assertEqual(list(bounds.check_times(rows)), [])
 
     def test_a_filter_that_matches_nothing_is_an_error(self):
         with self.assertRaises(SystemExit):
-            bench.measure(Runs([]), "frames", 2)
+            runs.measure(Runs([]), "frames", 2)
 
     def test_only_what_missed_runs_again_for_longer(self):
-        run = Runs([ratio("frame/buffer/1280x720", 1.051), ratio("frame/texture/1280x720", 1.0)],
+        bench = Runs([ratio("frame/buffer/1280x720", 1.051), ratio("frame/texture/1280x720", 1.0)],
                    [ratio("frame/buffer/1280x720", 1.02)])
-        _, rows = bench.measure(run, ".*", 2)
-        self.assertEqual(run.asked[1], ("^(frame/buffer/1280x720)$", 4))
-        self.assertEqual(list(bench.check_times(rows)), [])
+        _, rows = runs.measure(bench, ".*", 2)
+        self.assertEqual(bench.asked[1], ("^(frame/buffer/1280x720)$", 4))
+        self.assertEqual(list(bounds.check_times(rows)), [])
         self.assertEqual(rows["frame/buffer/1280x720"]["tries"], 2)
         self.assertEqual(rows["frame/texture/1280x720"]["tries"], 1)
 
     def test_the_third_miss_counts(self):
-        run = Runs(*[[ratio("poll/buffer", value)] for value in (1.2, 1.3, 1.101)])
-        _, rows = bench.measure(run, ".*", 2)
-        self.assertEqual(len(run.asked), 3)
-        self.assertEqual(len(list(bench.check_times(rows))), 1)
+        bench = Runs(*[[ratio("poll/buffer", value)] for value in (1.2, 1.3, 1.101)])
+        _, rows = runs.measure(bench, ".*", 2)
+        self.assertEqual(len(bench.asked), 3)
+        self.assertEqual(len(list(bounds.check_times(rows))), 1)
 
     def growth(self, side, *values):
         return [{"name": f"growth/buffer/{size}{side}", "ns_per_pixel": value}
-                for size, value in zip(bench.SIZES, values)]
+                for size, value in zip(bounds.SIZES, values)]
 
     def test_time_per_pixel_may_grow_as_the_floors_does(self):
         # What does not fit into a cache costs both more.
-        run = Runs(self.growth("", 1, 1, 2, 2, 2.3) + self.growth("/floor", .5, .5, 1, 1, 1))
-        _, rows = bench.measure(run, ".*", 2)
-        self.assertEqual(list(bench.check_times(rows)), [])
+        bench = Runs(self.growth("", 1, 1, 2, 2, 2.3) + self.growth("/floor", .5, .5, 1, 1, 1))
+        _, rows = runs.measure(bench, ".*", 2)
+        self.assertEqual(list(bounds.check_times(rows)), [])
 
     def test_growth_keeps_the_shortest_times(self):
         floor = self.growth("/floor", 1, 1, 1, 1, 1)
-        run = Runs(self.growth("", 1, 1, 1, 1, 1.16) + floor,
+        bench = Runs(self.growth("", 1, 1, 1, 1, 1.16) + floor,
                    self.growth("", 2, 2, 2, 2, 1.155) + floor,
                    self.growth("", 2, 2, 2, 2, 2) + self.growth("/floor", 1, 1, 1, 1, 0.9))
-        _, rows = bench.measure(run, ".*", 2)
-        self.assertEqual([wanted for wanted, _ in run.asked[1:]], ["^(growth/buffer/.*)$"] * 2)
-        self.assertEqual(list(bench.growth(rows, "buffer").values()), [1, 1, 1, 1, 1.155])
-        self.assertEqual(list(bench.growth(rows, "buffer", "/floor").values()), [1, 1, 1, 1, 0.9])
-        self.assertEqual(len(list(bench.check_times(rows))), 1)
+        _, rows = runs.measure(bench, ".*", 2)
+        self.assertEqual([wanted for wanted, _ in bench.asked[1:]], ["^(growth/buffer/.*)$"] * 2)
+        self.assertEqual(list(bounds.growth(rows, "buffer").values()), [1, 1, 1, 1, 1.155])
+        self.assertEqual(list(bounds.growth(rows, "buffer", "/floor").values()), [1, 1, 1, 1, 0.9])
+        self.assertEqual(len(list(bounds.check_times(rows))), 1)
 
 
 class Counts(unittest.TestCase):
@@ -94,15 +88,15 @@ class Counts(unittest.TestCase):
     def test_what_a_frame_may_cost(self):
         for mode, copied in (("buffer", 3686400), ("changed", 3686400), ("unchanged", 0),
                              ("texture", 0)):
-            self.assertEqual(list(bench.check_counts(self.row(mode, 0, copied))), [])
-            self.assertEqual(len(list(bench.check_counts(self.row(mode, 1, copied)))), 1)
-            self.assertEqual(len(list(bench.check_counts(self.row(mode, 0, copied + 1)))), 1)
+            self.assertEqual(list(bounds.check_counts(self.row(mode, 0, copied))), [])
+            self.assertEqual(len(list(bounds.check_counts(self.row(mode, 1, copied)))), 1)
+            self.assertEqual(len(list(bounds.check_counts(self.row(mode, 0, copied + 1)))), 1)
 
 
 class Instructions(unittest.TestCase):
     def check(self, constant, per_row, mode="buffer"):
         cost = {"constant": constant, "per_row": per_row}
-        return list(bench.check_instructions({mode: cost}))
+        return list(bounds.check_instructions({mode: cost}))
 
     def test_bound(self):
         self.assertEqual(self.check(600, 40), [])
@@ -122,7 +116,7 @@ class Instructions(unittest.TestCase):
 
         def check(**more):
             made = dict(calls, **{f"Context::{name}": count for name, count in more.items()})
-            return list(bench.check_calls({"texture": {"calls": made}}))
+            return list(bounds.check_calls({"texture": {"calls": made}}))
 
         self.assertEqual(check(), [])
         self.assertEqual(len(check(CopyResource=2)), 1)
@@ -162,6 +156,24 @@ class Instructions(unittest.TestCase):
             functions, platform = instructions.attribute(*instructions.parse(path))
         self.assertEqual(functions, {"Session::Handle": 8, "std::swap": 11})
         self.assertEqual(platform, {"Texture::GetDesc": 3})
+
+
+class PutInto(unittest.TestCase):
+    def put(self, text):
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "page.md"
+            path.write_text(text, encoding="utf-8")
+            page.put_into(path, "a", ["1", "2"])
+            return path.read_text(encoding="utf-8")
+
+    def test_what_stands_between_the_marks_is_replaced(self):
+        self.assertEqual(
+            self.put("x\n<!-- a figures -->\nold\n<!-- end of a figures -->\ny\n"),
+            "x\n<!-- a figures -->\n\n1\n2\n\n<!-- end of a figures -->\ny\n")
+
+    def test_a_page_without_the_marks_is_an_error(self):
+        with self.assertRaises(SystemExit):
+            self.put("<!-- b figures -->\n<!-- end of b figures -->\n")
 
 
 if __name__ == "__main__":

@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
-"""table [--write PAGE] NAME FILE.json: prints the bench's figures as a Markdown table, or puts it
-between the lines <!-- NAME figures --> and <!-- end of NAME figures --> of PAGE."""
+"""Prints the figures of the shader bench as a Markdown table, or puts it into a page between the lines
+<!-- NAME figures --> and <!-- end of NAME figures -->."""
 
 import argparse
 import json
 import pathlib
-import sys
+
+import page
 
 RATIOS = ["plain", "2", "4", "8", "16", "stream", "memcmp"]
 
 
 def table(device, results):
-    # The programs' times by what they ran on, in the order of the results.
+    # The times of the programs by size and number of frames, in the order of the results.
     cases = {}
     for result in results:
         case = (f"{result['width']} × {result['height']}", result["frames"])
@@ -28,17 +29,7 @@ def table(device, results):
         ratios = [f"{times[name] / base:.2f}" if name in times else "" for name in RATIOS]
         lines.append(f"| {size} | {frames} | {times['nothing']:.2f} | {base:.2f} | "
                      + " | ".join(ratios) + " |")
-    return "\n".join(lines) + "\n"
-
-
-def put_into(page, name, text):
-    begin, end = f"<!-- {name} figures -->\n", f"<!-- end of {name} figures -->\n"
-    old = page.read_text(encoding="utf-8")
-    if old.count(begin) != 1 or old.count(end) != 1:
-        sys.exit(f"table: {page} needs the lines {begin.strip()} and {end.strip()}, once each")
-    before, rest = old.split(begin)
-    after = rest.split(end)[1]
-    page.write_text(f"{before}{begin}\n{text}\n{end}{after}", encoding="utf-8")
+    return lines
 
 
 def main():
@@ -48,11 +39,12 @@ def main():
     parser.add_argument("file", type=pathlib.Path)
     arguments = parser.parse_args()
 
-    text = table(**json.loads(arguments.file.read_text(encoding="utf-8")))
+    lines = table(**json.loads(arguments.file.read_text(encoding="utf-8")))
     if arguments.write:
-        put_into(arguments.write, arguments.name, text)
+        page.put_into(arguments.write, arguments.name, lines)
     else:
-        print(text, end="")
+        print("\n".join(lines))
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -1,13 +1,10 @@
-#!/usr/bin/env python3
-"""instructions PROGRAM: what the library itself executes for a frame, as JSON.
+"""Counts the instructions that the library itself executes for a frame.
 
-PROGRAM is the built frame_instructions. Callgrind runs it and counts the instructions of every
-function; those of the library (src/ and projection/, and what of the C++ standard library it calls)
-are summed up, those of the platform and of the C library are not. Beside them stand the calls that
-the library makes into the platform.
+Callgrind runs frame_instructions and counts the instructions of every function. Those of the library
+(src/, projection/ and what they call in the C++ standard library) are added up; those of the platform
+and of the C library are not. The calls from the library into the platform are counted, too.
 """
 import collections
-import json
 import pathlib
 import re
 import subprocess
@@ -17,14 +14,14 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 MODES = ("idle", "buffer", "unchanged", "changed", "texture")
 WIDTH = 5120  # all flag words of a row of tiles in use
-HEIGHTS = (64, 192)  # two, to tell what a frame costs from what its rows cost
+HEIGHTS = (64, 192)  # two, to tell the cost of a frame from that of its rows
 FRAMES = 4
 FOLDERS = tuple(f"{ROOT / folder}/" for folder in ("src", "projection"))
 STANDARD_LIBRARY = "/usr/include/c++/"
 
 
 def read_name(names, text):
-    """A name of Callgrind's files: "(1) name" at its first use, "(1)" later."""
+    """Reads a name as Callgrind writes it: "(1) name" at its first use, "(1)" later."""
     number, _, name = text.partition(" ")
     if name:
         names[number] = name
@@ -32,7 +29,8 @@ def read_name(names, text):
 
 
 def parse(path):
-    """By (file, function): own instructions; [(callee's file, callee, calls, cost inside)]."""
+    """Reads Callgrind's file. Returns two mappings from (file, function): to its own instructions, and
+    to its calls as (callee's file, callee, number, cost inside)."""
     files, functions = {}, {}
     own = collections.Counter()
     calls = collections.defaultdict(list)
@@ -67,7 +65,7 @@ def is_library(file):
 
 
 def short(function):
-    """WgcCaptureSession::CopyRows, Texture::GetDesc, memcpy: without arguments and namespaces."""
+    """Drops arguments and namespaces: WgcCaptureSession::CopyRows, Texture::GetDesc, memcpy."""
     name = re.sub(r"non-virtual thunk to |\(anonymous namespace\)::|'\d+$", "", function)
     while re.search(r"<[^<>]*>", name):
         name = re.sub(r"<[^<>]*>", "", name)
@@ -78,7 +76,8 @@ def short(function):
 
 
 def attribute(own, calls):
-    """Own instructions by function of the library, and its calls by function of the platform."""
+    """Returns the instructions by function of the library, and its calls by function of the
+    platform."""
     functions, platform = collections.Counter(), collections.Counter()
     for (file, function), cost in own.items():
         if is_library(file):
@@ -95,7 +94,7 @@ def attribute(own, calls):
 
 
 def run(program, mode, height, frames):
-    """As attribute(), of `frames` frames; the calls are those of the warm-up, too."""
+    """Returns what attribute() does, for `frames` frames; the calls include those of the warm-up."""
     with tempfile.TemporaryDirectory() as folder:
         out = pathlib.Path(folder) / "callgrind.out"
         subprocess.run(
@@ -113,10 +112,10 @@ def per_frame(counter):
 def measure(program, mode):
     low, _ = run(program, mode, HEIGHTS[0], FRAMES)
     high, calls = run(program, mode, HEIGHTS[1], FRAMES)
-    # Callgrind counts calls also while it collects nothing else.
+    # Callgrind counts calls even while it collects nothing else.
     _, calls_of_more = run(program, mode, HEIGHTS[1], 2 * FRAMES)
     if not low:
-        sys.exit("instructions: Callgrind names no function of the library: "
+        sys.exit("scripts/bench: Callgrind names no function of the library: "
                  "build frame_instructions with -g")
     low_frame, high_frame = (sum(counter.values()) / FRAMES for counter in (low, high))
     per_row = (high_frame - low_frame) / (HEIGHTS[1] - HEIGHTS[0])
@@ -129,12 +128,6 @@ def measure(program, mode):
     }
 
 
-def main():
-    if len(sys.argv) != 2:
-        sys.exit("usage: instructions PROGRAM")
-    json.dump({mode: measure(sys.argv[1], mode) for mode in MODES}, sys.stdout, indent=2)
-    print()
-
-
-if __name__ == "__main__":
-    main()
+def measure_all(program):
+    """What a frame costs, by mode. program: the built frame_instructions."""
+    return {mode: measure(program, mode) for mode in MODES}

@@ -1,0 +1,194 @@
+#!/usr/bin/env python3
+"""scripts/check: reads the sources, runs nothing.
+
+Checks the layout of every C and C++ file with clang-format; runs clang-tidy over the library,
+quill-grab, the stand-in and the tools; and has clang read, with warnings as errors, the sources of
+the tests and benches, each for the target that it is built for, and the library's headers one by
+one. Prints only what it finds. A source without findings is read again only when it, a header that
+it includes, .clang-tidy, the flags or clang change.
+"""
+import hashlib
+import json
+import os
+import pathlib
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+FOLDER = pathlib.Path("build/check")
+GOOGLETEST = "/usr/src/googletest"
+# What only Linux builds: the fake platform and all that runs on it.
+NATIVE = ("bench/native/", "tests/native/")
+# What Windows builds as well.
+EVERYWHERE = ("tests/native/unit/",)
+# Reading these headers takes longer than reading most tests. As every source is read after them, a
+# source that forgets to include one of them, or what they include, is not found here.
+PRECOMPILED = ("gtest/gtest.h", "windows.h", "d3d11.h")
+# Needs headers that nothing else does.
+LEFT_OUT = ("bench/shaders/vulkan/",)
+
+
+def output_of(*command):
+    return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout
+
+
+def digest(text):
+    return hashlib.sha256(text.encode()).hexdigest()[:16]
+
+
+def layout_is_right(files):
+    return subprocess.run(["clang-format", "--dry-run", "--Werror", *files],
+                          check=False).returncode == 0
+
+
+def configure(preset):
+    """Its commands by source: of each that of the target it belongs to, which CMake names before the
+    tests and benches that compile it once more."""
+    done = subprocess.run(["cmake", "--preset", preset], stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True, check=False)
+    if done.returncode != 0:
+        sys.exit(done.stdout)
+    entries = {}
+    for entry in json.loads(pathlib.Path(f"build/{preset}/compile_commands.json").read_text()):
+        entries.setdefault(entry["file"], entry)
+    return entries
+
+
+def write(path, text):
+    """Leaves a file alone that holds the text already: what was made of it is still good."""
+    path.parent.mkdir(parents=True, exist_ok=True)
+    if not path.exists() or path.read_text(encoding="utf-8") != text:
+        path.write_text(text, encoding="utf-8")
+
+
+def windows_library():
+    """clang does not find the posix flavour of g++'s library headers by itself."""
+    runtime = output_of("x86_64-w64-mingw32-g++-posix", "-print-libgcc-file-name").strip()
+    library = f"{os.path.dirname(runtime)}/include/c++"
+    return [f"-isystem{library}", f"-isystem{library}/x86_64-w64-mingw32"]
+
+
+def stamp_of(kind, source):
+    return f"{FOLDER}/{kind}/{source}"
+
+
+def tidy(preset, extra, groups):
+    """Groups of sources by name. clang-tidy takes most of its time for the system's headers, so a
+    group is read at once, as one source that includes the others."""
+    entries = configure(preset)
+    database = []
+    folder = FOLDER / preset
+    arguments = " ".join(f"--extra-arg={argument}" for argument in extra)
+    for name, sources in groups.items():
+        paths = [str(ROOT / source) for source in sources]
+        for path in paths:
+            if path not in entries:
+                sys.exit(f"scripts/check: {preset} does not build {path}")
+        together = folder / f"{name}.cpp"
+        write(together, "".join(f'#include "{path}"\n' for path in paths))
+        first = entries[paths[0]]
+        database.append({**first, "file": str(ROOT / together),
+                         "command": first["command"].replace(paths[0], str(ROOT / together))})
+        # Ninja sees by the commands that the build's flags have changed.
+        key = digest("".join(entries[path]["command"] for path in paths))
+        yield (together, "tidy", f": {key}; clang-tidy -p {folder} --quiet "
+                                 f"--config-file=.clang-tidy --checks=-bugprone-suspicious-include "
+                                 f"{arguments} --extra-arg=-Wp,-MD,DEPFILE {together}",
+               ".clang-tidy")
+    write(folder / "compile_commands.json", json.dumps(database))
+
+
+def syntax(flags, sources, kind="syntax", needed=""):
+    shared = ["-std=c++20", "-Wall", "-Wextra", "-Werror", "-DNOMINMAX",
+              f"-isystem{GOOGLETEST}/googletest/include",
+              f"-isystem{GOOGLETEST}/googlemock/include",
+              "-Iinclude", "-Isrc", "-Iprojection", "-Iprojection/sdk", "-Itests"]
+    for source in sources:
+        yield (source, kind, f"clang++ -fsyntax-only {' '.join(shared + flags)} -MD -MF DEPFILE "
+                             f"{source}", needed)
+
+
+def after_precompiled(name, flags, sources):
+    """What syntax() gives, after a header that holds PRECOMPILED."""
+    header = FOLDER / f"{name}.h"
+    write(header, "".join(f"#include <{file}>\n" for file in PRECOMPILED))
+    for _, kind, reading, needed in syntax([*flags, "-x c++-header"], [header], "header"):
+        yield header, kind, reading.replace("-fsyntax-only", f"-o {header}.pch"), needed
+    yield from syntax([*flags, f"-include-pch {header}.pch"], sources,
+                      needed=stamp_of("header", header))
+
+
+def readings(files):
+    """(source, kind, command, what it needs besides) of everything that clang reads."""
+    sources = [name for name in files if name.endswith(".cpp") and not name.startswith(LEFT_OUT)]
+    library = windows_library()
+    yield from tidy("native", [], {"src": [name for name in sources if name.startswith("src/")]})
+    # The files of apps/, examples/ and tools/ have names in common.
+    groups = {}
+    for name in sources:
+        if name.startswith(("apps/", "examples/", "tools/", "wine/")):
+            group = os.path.dirname(name) if name.startswith("wine/") else name
+            groups.setdefault(group.replace("/", "_"), []).append(name)
+    yield from tidy("mingw", library, groups)
+
+    windows = ["--target=x86_64-w64-mingw32", *library, "-isystembuild/mingw/apps/quill-grab/cli11",
+               "-isystembuild/mingw/apps/quill-grab/json",
+               "-D_WIN32_WINNT=0x0A00", "-DUNICODE", "-D_UNICODE",
+               "'-DQUILL_GRAB_TEST_VERSION=\"\"'",
+               "-Iapps", "-Iwine", "-Ibench/frames", "-Ibench/shaders"]
+    linux = ["-fshort-wchar", "-DWINE_UNICODE_NATIVE", "-isystem/usr/include/wine/wine/windows",
+             "-Iprojection/native"]
+    tests = [name for name in sources if name.startswith(("bench/", "tests/"))]
+    native = [name for name in tests
+              if name.startswith(NATIVE) and not name.startswith(EVERYWHERE)
+              or os.path.basename(name).startswith("native_")]
+    yield from after_precompiled("windows", windows, [name for name in tests if name not in native])
+    yield from after_precompiled("linux", linux, native)
+    yield from syntax([*windows, "-Wno-pragma-once-outside-header", "-x c++"],
+                      [name for name in files
+                       if name.endswith(".h") and name.startswith(("src/", "include/"))], "header")
+
+
+def write_ninja_file(edges):
+    """One edge for each reading, with a log that stays when something was found."""
+    lines = [f"builddir = {FOLDER}",
+             "rule read", f"  command = : {digest(output_of('clang++', '--version'))}; "
+             "{ $reading; } >$out.log 2>&1 && rm $out.log && touch $out",
+             "  depfile = $out.d", "  deps = gcc"]
+    for stamp, (source, reading, needed) in edges.items():
+        lines += [f"build {stamp}: read {source} | {needed}",
+                  f"  reading = {reading.replace('DEPFILE', f'{ROOT}/{stamp}.d')}"]
+    FOLDER.mkdir(parents=True, exist_ok=True)
+    (FOLDER / "build.ninja").write_text("\n".join(lines) + "\n", encoding="utf-8")
+
+
+def clang_finds_nothing(files):
+    edges = {stamp_of(kind, source): (source, reading, needed)
+             for source, kind, reading, needed in readings(files)}
+    write_ninja_file(edges)
+    done = subprocess.run(["ninja", "-f", FOLDER / "build.ninja", "-k", "0", "-j",
+                           str(os.cpu_count())], stdout=subprocess.PIPE, text=True, check=False)
+    if done.returncode == 0:
+        return True
+    logs = [pathlib.Path(f"{stamp}.log") for stamp in edges]
+    found = [log.read_text(encoding="utf-8", errors="replace") for log in logs if log.exists()]
+    for line in "".join(found or [done.stdout]).splitlines():
+        if not line.endswith(("warnings generated.", "warning generated.",
+                              "treated as error", "treated as errors")):
+            print(line, file=sys.stderr)
+    return False
+
+
+def main():
+    os.chdir(ROOT)
+    listed = output_of("git", "ls-files", "--cached", "--others", "--exclude-standard",
+                       "*.c", "*.cpp", "*.h").splitlines()
+    files = [name for name in listed if os.path.exists(name)]
+    passed = layout_is_right(files)
+    if not passed:
+        print("scripts/check: run clang-format -i on these files", file=sys.stderr)
+    return 0 if clang_finds_nothing(files) and passed else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
