@@ -3,13 +3,14 @@
 
 #include "native/host.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iostream>
 
 namespace session_test {
 namespace {
 
-thread_local std::vector<LogLine> log_lines;
+thread_local Log log_lines;
 
 void OnLog(int level, const char* text, size_t) {
   const fake::OutsideLibrary outside;
@@ -30,7 +31,7 @@ class FaultReport : public testing::Environment {
 
 }  // namespace
 
-std::vector<LogLine> TakeLog() {
+Log TakeLog() {
   return std::exchange(log_lines, {});
 }
 
@@ -39,7 +40,20 @@ Poll Session::GetFrame() {
   poll.frame = kUntouched;
   poll.available = wgc_get_recent_frame(handle_, &poll.frame, nullptr, &poll.width, &poll.height,
                                         &poll.cursor_enabled);
+  poll.is_texture = to_texture_;
   return poll;
+}
+
+Poll Session::Show(const reference::Image& picture, DXGI_FORMAT format) {
+  DeliverAnySize(picture, format);
+  return GetFrame();
+}
+
+Capture::Capture(CaptureSwitches switches) {
+  if (switches.detect) DirtyRect(true);
+  ToTexture(switches.texture);
+  EXPECT_TRUE(Start());
+  TakeLog();
 }
 
 reference::Image Pattern(uint32_t width, uint32_t height, uint32_t seed) {
@@ -53,6 +67,8 @@ reference::Image Pattern(uint32_t width, uint32_t height, uint32_t seed) {
 }
 
 reference::Image Pixels(const Poll& poll) {
+  if (!poll.available) return {};
+  if (poll.is_texture) return TexturePixels(poll);
   reference::Image image(poll.width, poll.height);
   std::memcpy(image.pixels.data(), poll.frame, image.pixels.size() * sizeof(uint32_t));
   return image;
@@ -63,6 +79,47 @@ reference::Image TexturePixels(const Poll& poll) {
   reference::Image image = fake::PixelsOf(texture);
   texture->Release();
   return image;
+}
+
+winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const D3D11_TEXTURE2D_DESC& desc) {
+  return {fake::NewTexture(fake::LastPool()->Direct3DDevice(), desc),
+          winrt::take_ownership_from_abi};
+}
+
+winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const reference::Image& picture, DXGI_FORMAT format,
+                                                D3D11_USAGE usage) {
+  auto texture = NewFrameTexture(fake::FrameDesc(picture.width, picture.height, format, usage));
+  fake::Draw(texture.get(), picture);
+  return texture;
+}
+
+void DeliverAnySize(const reference::Image& picture, DXGI_FORMAT format) {
+  fake::FramePool* const pool = fake::LastPool();
+  ASSERT_TRUE(pool->DeliverTexture(NewFrameTexture(picture, format).get(), pool->Size()));
+}
+
+void PumpAsTheHost() {
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+  }
+}
+
+void FailCalls(std::string function, std::vector<uint64_t> numbers, fake::Fault fault) {
+  fake::PlanFaults([=, seen = uint64_t{0}](const fake::FailableCall& call) mutable {
+    const bool fails = call.function == function &&
+                       std::find(numbers.begin(), numbers.end(), ++seen) != numbers.end();
+    return fails ? std::optional(fault) : std::nullopt;
+  });
+}
+
+std::vector<std::string> LinesWith(std::string_view part,
+                                   const std::vector<std::string>& recording) {
+  std::vector<std::string> lines;
+  std::copy_if(recording.begin(), recording.end(), std::back_inserter(lines),
+               [=](const std::string& line) { return line.find(part) != std::string::npos; });
+  return lines;
 }
 
 void SessionTest::SetUp() {

@@ -6,9 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <winrt/base.h>
+
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,6 +21,16 @@
 #include "native/platform/direct3d.h"
 #include "native/platform/settings.h"
 #include "support/reference_diff.h"
+
+namespace reference {
+
+// For messages of the test framework.
+inline void PrintTo(const Image& image, std::ostream* out) {
+  *out << image.width << " x " << image.height << " pixels";
+  for (size_t i = 0; i < image.pixels.size() && i < 4; ++i) *out << ' ' << image.pixels[i];
+}
+
+}  // namespace reference
 
 namespace session_test {
 
@@ -34,8 +47,10 @@ struct LogLine {
   }
 };
 
+using Log = std::vector<LogLine>;
+
 // The lines since the last call. Lines are also noted in a recording, as log(1, "text").
-std::vector<LogLine> TakeLog();
+Log TakeLog();
 
 struct Poll {
   bool available = false;
@@ -43,6 +58,7 @@ struct Poll {
   uint32_t width = 0;
   uint32_t height = 0;
   bool cursor_enabled = false;
+  bool is_texture = false;
 };
 inline void* const kUntouched = reinterpret_cast<void*>(0x5A5A5A5A);
 
@@ -69,23 +85,75 @@ class Session {
 
   bool Start() { return wgc_session_start(handle_); }
   Poll GetFrame();
+  // Delivers a frame whose texture is as large as the picture, while the content keeps the pool's
+  // size, to the session that was started last on this thread, and polls this one.
+  Poll Show(const reference::Image& picture, DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
   float Ratio() { return wgc_get_update_ratio(handle_); }
   bool Running() { return wgc_get_status(handle_); }
   void DirtyRect(bool enable) { wgc_set_dirty_rect(handle_, enable); }
-  void ToTexture(bool enable) { wgc_set_capture_to_texture(handle_, enable); }
+  void ToTexture(bool enable) { wgc_set_capture_to_texture(handle_, to_texture_ = enable); }
+  bool EnableCursor(bool enable) { return wgc_enable_cursor(handle_, enable); }
+  bool ShowBorder(bool show) { return wgc_show_border(handle_, show); }
 
  private:
   void* handle_;
+  bool to_texture_ = false;
+};
+
+struct CaptureSwitches {
+  bool detect = false;
+  bool texture = false;
+};
+
+// A session that captures; the lines of its start are taken from the log.
+class Capture : public Session {
+ public:
+  explicit Capture(CaptureSwitches switches = {});
 };
 
 // A picture with a value of its own in every pixel; `seed` makes all of them different.
 reference::Image Pattern(uint32_t width, uint32_t height, uint32_t seed = 1);
 
-// The frame of a successful poll in buffer output, as an image.
+// The frame of a poll, empty when there was none. The reference that came with a texture is
+// released.
 reference::Image Pixels(const Poll& poll);
-
-// The frame of a successful poll in texture output; the reference that came with it is released.
+// The same of a poll that is known to have handed out a texture.
 reference::Image TexturePixels(const Poll& poll);
+
+// A texture on the device of the session that was started last on this thread.
+winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const D3D11_TEXTURE2D_DESC& desc);
+winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const reference::Image& picture,
+                                                DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM,
+                                                D3D11_USAGE usage = D3D11_USAGE_DEFAULT);
+// See Session::Show.
+void DeliverAnySize(const reference::Image& picture,
+                    DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
+
+// What a host that pumps for itself does between two polls.
+void PumpAsTheHost();
+
+// Faults of platform calls.
+constexpr fake::Fault Failure(HRESULT result) {
+  return {fake::Fault::Kind::kResult, result};
+}
+inline constexpr fake::Fault kFails = Failure(E_FAIL);
+inline constexpr fake::Fault kGivesNothing{fake::Fault::Kind::kNothing, S_OK};
+// Replaces the plan: the calls of the function with these numbers fail, counted from 1.
+void FailCalls(std::string function, std::vector<uint64_t> numbers, fake::Fault fault = kFails);
+inline void FailEveryCall(std::string function, fake::Fault fault = kFails) {
+  fake::PlanFaults(fake::EveryCallOf(std::move(function), fault));
+}
+
+// The calls of the platform that an action makes.
+template <typename Action>
+std::vector<std::string> Recorded(Action action) {
+  fake::StartRecording();
+  action();
+  return fake::TakeRecording();
+}
+// The lines of a recording that hold `part`.
+std::vector<std::string> LinesWith(std::string_view part,
+                                   const std::vector<std::string>& recording);
 
 // Puts the platform in order before each test; afterwards nothing may be left of the session: no
 // object, no byte, and no call that Direct3D would have dropped.

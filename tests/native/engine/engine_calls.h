@@ -57,7 +57,6 @@ device.CreateBuffer(16 bytes dynamic bind 0x4 cpu 0x10000 misc 0x0 stride 0,
 context.Map(texInfoBuffer, 0, WRITE_DISCARD, 0)
 context.Unmap(texInfoBuffer, 0)
 device.CreateBuffer($bytes bytes default bind 0x88 cpu 0x0 misc 0x40 stride 4, null) = diffBuff
-diffBuff.GetDesc()
 device.CreateBuffer($bytes bytes staging bind 0x0 cpu 0x20000 misc 0x0 stride 4, null) = RamBuff
 device.CreateUnorderedAccessView(diffBuff,
   format 0 dimension 1 first 0 elements $elements flags 0) = diffBuffUAV
@@ -101,7 +100,6 @@ context.Dispatch(1, $down, 1)
 context.CSSetShader(null, null, 0)
 context.CSSetShaderResources(0, 2, [null, null])
 context.CSSetUnorderedAccessViews(0, 1, [null], null)
-source.GetDesc()
 context.CopyResource(RamBuff, diffBuff)
 context.Map(RamBuff, 0, READ, 0)
 )",

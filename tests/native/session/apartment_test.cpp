@@ -3,47 +3,37 @@
 
 // The first session of a process, which initialises COM for all that follow. Each case runs in a
 // child process, made while this one has not created a session yet.
-#include <winrt/base.h>
-
-#include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <thread>
 
-#include "native/frames.h"
+#include "native/host.h"
 
 namespace session_test {
 namespace {
 
-constexpr int kPassed = 0;
 constexpr int kFailed = 1;
-constexpr int kNotUninitializedOnce = 2;
-constexpr int kUninitialized = 3;
-
-// What a process finds at its very end; to be called before the library registers hooks of its own.
-void ExpectUninitializationsAtExit(int expected) {
-  static int wanted;
-  wanted = expected;
-  std::atexit([] {
-    if (fake::com_uninitializations != wanted) {
-      std::_Exit(wanted == 0 ? kUninitialized : kNotUninitializedOnce);
-    }
-  });
-}
+constexpr int kWrongUninitializations = 2;
 
 class FirstSession : public SessionTest {
  protected:
+  // uninitializations: of COM, at the very end of the process.
   template <typename Body>
-  static void InProcessOfItsOwn(Body body) {
-    EXPECT_EXIT(
-        {
-          body();
-          std::exit(HasFailure() ? kFailed : kPassed);
-        },
-        testing::ExitedWithCode(kPassed), "");
+  static void InProcessOfItsOwn(int uninitializations, Body body) {
+    static int expected;
+    expected = uninitializations;
+    const auto run = [&] {
+      // Before the library registers hooks of its own, which then run first.
+      std::atexit([] {
+        if (fake::com_uninitializations != expected) std::_Exit(kWrongUninitializations);
+      });
+      body();
+      std::exit(HasFailure() ? kFailed : 0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
   }
 
-  // The code of the error that leaves a create function.
+  // The code of the error that leaves the create function.
   template <typename Create>
   static std::optional<HRESULT> ErrorOf(Create create) {
     try {
@@ -56,43 +46,30 @@ class FirstSession : public SessionTest {
 };
 
 TEST_F(FirstSession, JoinsTheMultithreadedApartmentAndLeavesItAtExit) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(1);
+  InProcessOfItsOwn(1, [] {
     fake::StartRecording();
     Session session;
     // 0 is the multithreaded apartment.
     EXPECT_EQ(fake::TakeRecording(), std::vector<std::string>{"CoInitializeEx(null, 0)"});
-    EXPECT_EQ(fake::com_initializations, 1);
     session.Destroy();
     EXPECT_EQ(fake::com_uninitializations, 0);
-  });
-}
-
-TEST_F(FirstSession, IsFollowedByOthersThatLeaveComAlone) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(1);
-    Session first;
+    // Others leave COM alone.
     Session second(kMonitor);
-    first.Destroy();
-    Session third;
-    std::thread([] { Session on_another_thread(kMonitor); }).join();
+    std::thread([] { Session on_another_thread; }).join();
     EXPECT_EQ(fake::com_initializations, 1);
   });
 }
 
 TEST_F(FirstSession, OfAMonitorInitialisesComToo) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(1);
+  InProcessOfItsOwn(1, [] {
     Session session(kMonitor);
-    EXPECT_EQ(fake::com_initializations, 1);
     Session second;
     EXPECT_EQ(fake::com_initializations, 1);
   });
 }
 
 TEST_F(FirstSession, MayFindTheThreadInTheApartmentAlready) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(1);
+  InProcessOfItsOwn(1, [] {
     fake::settings.co_initialize_result = S_FALSE;
     Session session;
     EXPECT_NE(session.handle(), nullptr);
@@ -102,40 +79,30 @@ TEST_F(FirstSession, MayFindTheThreadInTheApartmentAlready) {
 }
 
 TEST_F(FirstSession, OnASingleThreadedApartmentRaisesAndTheNextOneTriesAgain) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(1);
+  InProcessOfItsOwn(1, [] {
     fake::settings.co_initialize_result = RPC_E_CHANGED_MODE;
     EXPECT_EQ(ErrorOf([] { wgc_session_create(kWindow); }), RPC_E_CHANGED_MODE);
     EXPECT_EQ(ErrorOf([] { wgc_session_create2(kMonitor); }), RPC_E_CHANGED_MODE);
-    EXPECT_EQ(fake::com_initializations, 2);
-    EXPECT_EQ(TakeLog(), std::vector<LogLine>());
+    EXPECT_EQ(TakeLog(), Log());
     fake::settings.co_initialize_result = S_OK;
     Session session;
-    EXPECT_NE(session.handle(), nullptr);
     EXPECT_TRUE(session.Start());
     EXPECT_EQ(fake::com_initializations, 3);
   });
 }
 
 TEST_F(FirstSession, ThatIsRefusedLeavesNothingToUndoAtExit) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(0);
+  InProcessOfItsOwn(0, [] {
     fake::settings.co_initialize_result = E_FAIL;
     EXPECT_EQ(ErrorOf([] { wgc_session_create(kWindow); }), E_FAIL);
   });
 }
 
-TEST_F(FirstSession, OfANullMonitorDoesNotExistAndInitialisesNothing) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(0);
+TEST_F(FirstSession, ThatIsNotMadeInitialisesNothing) {
+  InProcessOfItsOwn(0, [] {
+    wgc_register_logger(nullptr);
+    EXPECT_TRUE(is_wgc_session_supported());
     EXPECT_EQ(wgc_session_create2(nullptr), nullptr);
-    EXPECT_EQ(fake::com_initializations, 0);
-  });
-}
-
-TEST_F(FirstSession, WithoutMemoryInitialisesNothing) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(0);
     fake::FailNew(1);
     EXPECT_EQ(wgc_session_create(kWindow), nullptr);
     EXPECT_EQ(fake::com_initializations, 0);
@@ -143,22 +110,12 @@ TEST_F(FirstSession, WithoutMemoryInitialisesNothing) {
 }
 
 TEST_F(FirstSession, OfTwoThreadsAtOnceInitialisesComOnce) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(1);
+  InProcessOfItsOwn(1, [] {
     std::thread first([] { Session session; });
     std::thread second([] { Session session(kMonitor); });
     first.join();
     second.join();
     EXPECT_EQ(fake::com_initializations, 1);
-  });
-}
-
-TEST_F(FirstSession, IsNotNeededByTheProbeOrTheLogger) {
-  InProcessOfItsOwn([] {
-    ExpectUninitializationsAtExit(0);
-    wgc_register_logger(nullptr);
-    EXPECT_TRUE(is_wgc_session_supported());
-    EXPECT_EQ(fake::com_initializations, 0);
   });
 }
 

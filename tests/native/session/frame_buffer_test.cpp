@@ -2,335 +2,186 @@
 // SPDX-License-Identifier: MIT
 
 // The memory that frames are copied to: how large it is, what it holds before a frame is copied,
-// and what becomes of it when there is not enough.
+// and what happens when there is not enough.
 #include <cstring>
 
-#include "native/frames.h"
+#include "native/host.h"
 #include "native/session_state.h"
 
 namespace session_test {
 namespace {
-
-using fake::Fault;
 
 class FrameBuffer : public SessionTest {
  protected:
   // New memory of the C heap is filled with this on the tests' platform.
   static constexpr uint32_t kNeverWritten = 0xA5A5A5A5;
 
-  // A frame whose pixels the GPU keeps to itself: the buffer is made ready for it and not written.
-  static Poll PollWithoutPixels(Session& session, uint32_t width, uint32_t height) {
-    fake::FramePool* const pool = fake::LastPool();
-    EXPECT_TRUE(
-        pool->DeliverTexture(NewFrameTexture(fake::FrameDesc(width, height)).get(), pool->Size()));
-    fake::PlanFaults(fake::EveryCallOf("Map", {Fault::Kind::kNothing}));
-    const Poll poll = session.GetFrame();
+  // A frame whose pixels cannot be read: the buffer is made ready for it and not written.
+  static Poll ShowWithoutPixels(Session& session, uint32_t width, uint32_t height) {
+    FailEveryCall("Map", kGivesNothing);
+    const Poll poll = session.Show(reference::Image(width, height));
     fake::PlanNoFaults();
+    EXPECT_TRUE(poll.available);
+    EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(width, height));
     return poll;
   }
-
-  static Poll PollOf(Session& session, const reference::Image& picture) {
-    DeliverAnySize(picture);
-    return session.GetFrame();
+  static Poll ShowWithoutMemory(Session& session, const reference::Image& picture) {
+    FailEveryCall("malloc", kGivesNothing);
+    const Poll poll = session.Show(picture);
+    fake::PlanNoFaults();
+    EXPECT_FALSE(poll.available);
+    EXPECT_EQ(poll.frame, kUntouched);
+    return poll;
   }
-
-  static std::vector<std::string> HeapCalls(const std::vector<std::string>& recording) {
-    std::vector<std::string> lines;
-    for (const std::string& line : recording) {
-      if (line.starts_with("malloc(") || line.starts_with("free(")) lines.push_back(line);
-    }
-    return lines;
-  }
+  static uint64_t CapacityOf(const Session& session) { return BufferCapacityOf(session.handle()); }
 };
 
-TEST_F(FrameBuffer, DoesNotExistBeforeTheFirstFrame) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  EXPECT_FALSE(session.GetFrame().available);
-  EXPECT_EQ(fake::HeapBytes(), 0);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 0u);
+TEST_F(FrameBuffer, IsAtFirstExactlyAsLargeAsTheFrameAndNotCleared) {
+  for (const auto& [width, height] : {std::pair{1920u, 1080u}, {33u, 7u}}) {
+    Capture session;
+    EXPECT_FALSE(session.GetFrame().available);
+    EXPECT_EQ(fake::HeapBytes(), 0);
+    EXPECT_EQ(Pixels(ShowWithoutPixels(session, width, height)),
+              reference::Image(width, height, kNeverWritten));
+    EXPECT_EQ(CapacityOf(session), width * height * 4);
+    EXPECT_EQ(fake::HeapBytes(), width * height * 4);
+  }
 }
 
-TEST_F(FrameBuffer, IsAtFirstExactlyAsLargeAsTheFrame) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, reference::Image(1920, 1080, 7)).available);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 8294400u);
-  EXPECT_EQ(fake::HeapBytes(), 8294400);
-
-  ContinueOnNewThread();
-  Session other;
-  ASSERT_TRUE(other.Start());
-  ASSERT_TRUE(PollOf(other, Pattern(33, 7)).available);
-  EXPECT_EQ(BufferCapacityOf(other.handle()), 924u);
-}
-
-TEST_F(FrameBuffer, IsNotClearedAtFirst) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  const Poll poll = PollWithoutPixels(session, 64, 48);
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, reference::Image(64, 48, kNeverWritten).pixels);
-}
-
-struct Growth {
-  uint32_t width;
-  uint32_t height;
-  uint64_t capacity;  // bytes
-};
-
-class FrameBufferGrowth : public FrameBuffer, public testing::WithParamInterface<Growth> {};
-
-TEST_P(FrameBufferGrowth, GoesToTheNextLargerScreenAndIsZeroFilled) {
-  const Growth growth = GetParam();
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(64, 48)).available);
-  fake::StartRecording();
-  fake::ResetHeapPeak();
-  Poll poll = PollWithoutPixels(session, growth.width, growth.height);
-  EXPECT_EQ(
-      HeapCalls(fake::TakeRecording()),
-      (std::vector<std::string>{"free(12288)", "malloc(" + std::to_string(growth.capacity) + ")"}));
-  // The old buffer went before the new one came.
-  EXPECT_EQ(fake::HeapPeak(), static_cast<int64_t>(growth.capacity));
-  EXPECT_EQ(BufferCapacityOf(session.handle()), growth.capacity);
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(poll.width, growth.width);
-  EXPECT_EQ(poll.height, growth.height);
-  // All of it, also beyond the frame: the first byte, and each like the one before it.
-  const auto* const bytes = static_cast<const uint8_t*>(poll.frame);
-  EXPECT_EQ(bytes[0], 0);
-  EXPECT_EQ(std::memcmp(bytes, bytes + 1, growth.capacity - 1), 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Tiers, FrameBufferGrowth,
-    testing::Values(Growth{65, 48, 8294400},       // 12,480 bytes
-                    Growth{1920, 1079, 8294400},   // 8,286,720
-                    Growth{1920, 1080, 14745600},  // 8,294,400: as large as a screen
-                    Growth{1921, 1080, 14745600},  // 8,298,720
-                    Growth{2560, 1439, 14745600},  // 14,735,360
-                    Growth{2560, 1440, 23040000},  // 14,745,600
-                    Growth{3200, 1799, 23040000},  // 23,027,200
-                    Growth{3200, 1800, 33177600},  // 23,040,000
-                    Growth{3840, 2159, 33177600},  // 33,162,240
-                    Growth{3840, 2160, 35389440},  // 33,177,600
-                    Growth{4096, 2159, 35389440},  // 35,373,056
-                    Growth{4096, 2160, 35389440},  // 35,389,440: beyond the screens, exact
-                    Growth{4096, 2161, 35405824}, Growth{5120, 2880, 58982400}),
-    [](const auto& info) {
-      return std::to_string(info.param.width) + "x" + std::to_string(info.param.height);
-    });
-
-TEST_F(FrameBuffer, HoldsTheFrameAfterGrowing) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(64, 48)).available);
-  const reference::Image larger = Pattern(100, 90, 2);
-  const Poll poll = PollOf(session, larger);
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, larger.pixels);
+TEST_F(FrameBuffer, GrowsToTheNextLargerScreenAndIsZeroFilled) {
+  const struct {
+    uint32_t width, height;
+    uint64_t capacity;                      // bytes
+  } kGrowths[] = {{65, 48, 8294400},        // 12,480 bytes
+                  {64, 49, 8294400},        // 12,544
+                  {1920, 1080, 14745600},   // 8,294,400: as large as a screen
+                  {2560, 1439, 14745600},   // 14,735,360
+                  {3840, 2160, 35389440},   // 33,177,600
+                  {4096, 2160, 35389440},   // 35,389,440: beyond the screens, exact
+                  {5120, 2880, 58982400}};  // the same
+  for (const auto& [width, height, capacity] : kGrowths) {
+    SCOPED_TRACE(capacity);
+    Capture session;
+    session.Show(Pattern(64, 48));
+    fake::ResetHeapPeak();
+    const Poll poll = ShowWithoutPixels(session, width, height);
+    // The old buffer went before the new one came.
+    EXPECT_EQ(fake::HeapPeak(), static_cast<int64_t>(capacity));
+    EXPECT_EQ(CapacityOf(session), capacity);
+    // All of it, also beyond the frame: the first byte, and each like the one before it.
+    const auto* const bytes = static_cast<const uint8_t*>(poll.frame);
+    EXPECT_EQ(bytes[0], 0);
+    EXPECT_EQ(std::memcmp(bytes, bytes + 1, capacity - 1), 0);
+  }
 }
 
 TEST_F(FrameBuffer, IsReusedWithoutClearingAndNeverShrinks) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, reference::Image(1920, 1080, 1)).available);
+  Capture session;
+  session.Show(reference::Image(1920, 1080, 1));
   const reference::Image large = Pattern(1921, 1080, 2);
-  const void* const address = PollOf(session, large).frame;
-  fake::StartRecording();
-  const Poll poll = PollWithoutPixels(session, 1280, 720);
-  EXPECT_EQ(HeapCalls(fake::TakeRecording()), std::vector<std::string>());
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(poll.width, 1280u);
-  EXPECT_EQ(poll.height, 720u);
+  const void* const address = session.Show(large).frame;
+  const Poll poll = ShowWithoutPixels(session, 1280, 720);
   EXPECT_EQ(poll.frame, address);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 14745600u);
+  EXPECT_EQ(CapacityOf(session), 14745600u);
   // Still the larger frame's first bytes.
-  EXPECT_TRUE(std::equal(large.pixels.begin(), large.pixels.begin() + 1280 * 720,
-                         Pixels(poll).pixels.begin()));
+  EXPECT_EQ(std::memcmp(poll.frame, large.pixels.data(), 1280 * 720 * 4), 0);
 }
 
-TEST_F(FrameBuffer, OfAFrameWithTheSameNumberOfBytesIsKept) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  const void* const address = PollOf(session, Pattern(64, 48)).frame;
-  const Poll poll = PollOf(session, Pattern(48, 64, 2));
+TEST_F(FrameBuffer, IsKeptForAFrameWithTheSameNumberOfBytes) {
+  Capture session;
+  const void* const address = session.Show(Pattern(64, 48)).frame;
+  const Poll poll = session.Show(Pattern(48, 64, 2));
   EXPECT_EQ(poll.frame, address);
-  EXPECT_EQ(poll.width, 48u);
-  EXPECT_EQ(poll.height, 64u);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(48, 64, 2).pixels);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 12288u);
+  EXPECT_EQ(Pixels(poll), Pattern(48, 64, 2));
+  EXPECT_EQ(CapacityOf(session), 12288u);
 }
 
-TEST_F(FrameBuffer, FailedAtFirstIsLoggedAndReportsNoFrame) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  TakeLog();
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
-  fake::PlanFaults(fake::EveryCallOf("malloc", {Fault::Kind::kNothing}));
-  const Poll poll = session.GetFrame();
-  EXPECT_FALSE(poll.available);
-  EXPECT_EQ(poll.frame, kUntouched);
-  EXPECT_EQ(poll.width, 0u);
-  EXPECT_EQ(poll.height, 0u);
-  // Once for each way of reading a frame.
-  EXPECT_EQ(TakeLog(),
-            (std::vector<LogLine>{{3, "Failed to allocate 12KB"}, {3, "Failed to allocate 12KB"}}));
-  // What was wanted is remembered all the same.
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 12288u);
-}
-
-TEST_F(FrameBuffer, FailedAtFirstComesWithALaterFrame) {
+TEST_F(FrameBuffer, WithoutMemoryForTheFirstFrameComesWithALaterOne) {
   // The staging texture is still mapped from the failed attempt: the device drops the next copy.
   ExpectRefusals();
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 1)));
-  fake::PlanFaults(fake::EveryCallOf("malloc", {Fault::Kind::kNothing}));
-  EXPECT_FALSE(session.GetFrame().available);
-  fake::PlanNoFaults();
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 2)));
-  const Poll poll = session.GetFrame();
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(64, 48, 2).pixels);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 12288u);
+  Capture session;
+  const Poll poll = ShowWithoutMemory(session, Pattern(64, 48));
+  EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(0u, 0u));
+  EXPECT_EQ(TakeLog().size(), 2u);  // once for each way of reading a frame
+  EXPECT_EQ(Pixels(session.Show(Pattern(64, 48, 2))), Pattern(64, 48, 2));
+  EXPECT_EQ(CapacityOf(session), 12288u);
 }
 
-TEST_F(FrameBuffer, FailedToGrowIsSilentAndReportsNoFrameWithTheOldSize) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(64, 48)).available);
-  TakeLog();
-  // Each growth fails: the first, and as there is no buffer then, the first allocation of the
-  // simple way. Only the latter is worth a line.
-  DeliverAnySize(Pattern(100, 90));
-  fake::PlanFaults(fake::EveryCallOf("malloc", {Fault::Kind::kNothing}));
-  fake::StartRecording();
-  const Poll poll = session.GetFrame();
-  EXPECT_EQ(HeapCalls(fake::TakeRecording()),
-            (std::vector<std::string>{"free(12288)", "malloc(8294400)", "malloc(36000)"}));
-  EXPECT_FALSE(poll.available);
-  EXPECT_EQ(poll.frame, kUntouched);
-  EXPECT_EQ(poll.width, 64u);
-  EXPECT_EQ(poll.height, 48u);
-  EXPECT_EQ(TakeLog(), (std::vector<LogLine>{{3, "Failed to allocate 35KB"}}));
-}
-
-TEST_F(FrameBuffer, FailedToGrowIsAllocatedExactlyByTheSimpleWay) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(64, 48)).available);
-  TakeLog();
-  DeliverAnySize(Pattern(100, 90, 2));
-  fake::PlanFaults(fake::NthCallOf("malloc", 1, {Fault::Kind::kNothing}));
-  const Poll poll = session.GetFrame();
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(100, 90, 2).pixels);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 36000u);
-  EXPECT_EQ(TakeLog(), std::vector<LogLine>());
-}
-
-TEST_F(FrameBuffer, FailedToGrowLeavesNoCapacityWhenNothingElseCanRead) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(64, 48)).available);
-  DeliverAnySize(Pattern(100, 90));
-  // The simple way has no staging texture then.
-  fake::PlanFaults([creations = 0](const fake::FailableCall& call) mutable {
-    const bool second = call.function == "CreateTexture2D" && ++creations == 2;
-    return second || call.function == "malloc" ? std::optional(Fault{Fault::Kind::kNothing})
-                                               : std::nullopt;
-  });
-  const Poll poll = session.GetFrame();
-  EXPECT_FALSE(poll.available);
-  EXPECT_EQ(poll.width, 64u);
-  EXPECT_EQ(poll.height, 48u);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 0u);
-  EXPECT_EQ(fake::HeapBytes(), 0);
-}
-
-TEST_F(FrameBuffer, FailedToGrowComesBackWithAFrameOfTheOldSize) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(64, 48)).available);
-  DeliverAnySize(Pattern(100, 90));
-  fake::PlanFaults(fake::EveryCallOf("malloc", {Fault::Kind::kNothing}));
-  EXPECT_FALSE(session.GetFrame().available);
-  fake::PlanNoFaults();
+// The growth fails, and as there is no buffer then, so does the first allocation of the simple way.
+// Only the latter is logged.
+TEST_F(FrameBuffer, WithoutMemoryToGrowReportsNoFrameWithTheOldSize) {
+  Capture session;
+  session.Show(Pattern(64, 48));
+  const Poll poll = ShowWithoutMemory(session, Pattern(100, 90));
+  EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(64u, 48u));
+  EXPECT_EQ(TakeLog().size(), 1u);
   // The size is the one that the session last knew, but there is no buffer of it any more.
-  const Poll poll = PollOf(session, Pattern(64, 48, 2));
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(64, 48, 2).pixels);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 12288u);
+  EXPECT_EQ(Pixels(session.Show(Pattern(64, 48, 2))), Pattern(64, 48, 2));
+  EXPECT_EQ(CapacityOf(session), 12288u);
 }
 
-TEST_F(FrameBuffer, IsFreedOnceWithTheSession) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(64, 48)).available);
-  fake::StartRecording();
-  session.Destroy();
-  EXPECT_EQ(HeapCalls(fake::TakeRecording()), std::vector<std::string>{"free(12288)"});
+TEST_F(FrameBuffer, WithoutMemoryToGrowIsAllocatedExactlyByTheSimpleWay) {
+  Capture session;
+  session.Show(Pattern(64, 48));
+  FailCalls("malloc", {1}, kGivesNothing);
+  EXPECT_EQ(Pixels(session.Show(Pattern(100, 90, 2))), Pattern(100, 90, 2));
+  EXPECT_EQ(CapacityOf(session), 36000u);
+  EXPECT_EQ(TakeLog(), Log());
+}
+
+TEST_F(FrameBuffer, WithoutMemoryToGrowAndWithoutTheSimpleWayHasNoCapacity) {
+  Capture session;
+  session.Show(Pattern(64, 48));
+  DeliverAnySize(Pattern(100, 90));
+  fake::PlanFaults([textures = 0](const fake::FailableCall& call) mutable {
+    const bool second = call.function == "CreateTexture2D" && ++textures == 2;
+    return second || call.function == "malloc" ? std::optional(kGivesNothing) : std::nullopt;
+  });
+  EXPECT_FALSE(session.GetFrame().available);
+  EXPECT_EQ(CapacityOf(session), 0u);
   EXPECT_EQ(fake::HeapBytes(), 0);
 }
 
 // Both outputs share the frame's size; only buffer output looks after the buffer.
 
 TEST_F(FrameBuffer, IsLargeEnoughAfterTheSizeGrewInTextureOutput) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(64, 48)).available);
-  session.ToTexture(true);
-  TexturePixels(PollOf(session, Pattern(128, 96, 2)));
-  session.ToTexture(false);
-  const Poll poll = PollOf(session, Pattern(128, 96, 3));
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(128, 96, 3).pixels);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 8294400u);
+  for (const bool simple_way : {false, true}) {
+    Capture session;
+    session.Show(Pattern(64, 48));
+    session.ToTexture(true);
+    Pixels(session.Show(Pattern(128, 96, 2)));
+    session.ToTexture(false);
+    DeliverAnySize(Pattern(128, 96, 3));
+    if (simple_way) FailCalls("CreateTexture2D", {1});
+    EXPECT_EQ(Pixels(session.GetFrame()), Pattern(128, 96, 3));
+    EXPECT_EQ(CapacityOf(session), 8294400u);
+    fake::PlanNoFaults();
+  }
 }
 
 TEST_F(FrameBuffer, IsKeptAfterTheSizeShrankInTextureOutput) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(128, 96)).available);
+  Capture session;
+  session.Show(Pattern(128, 96));
   session.ToTexture(true);
-  TexturePixels(PollOf(session, Pattern(64, 48, 2)));
+  Pixels(session.Show(Pattern(64, 48, 2)));
   session.ToTexture(false);
-  const Poll poll = PollOf(session, Pattern(64, 48, 3));
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(64, 48, 3).pixels);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 49152u);
+  EXPECT_EQ(Pixels(session.Show(Pattern(64, 48, 3))), Pattern(64, 48, 3));
+  EXPECT_EQ(CapacityOf(session), 49152u);
 }
 
 TEST_F(FrameBuffer, ComesWithTheFirstFrameAfterTextureOutput) {
-  Session session;
-  session.ToTexture(true);
-  ASSERT_TRUE(session.Start());
-  TexturePixels(PollOf(session, Pattern(64, 48)));
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 0u);
+  Capture session({.texture = true});
+  Pixels(session.Show(Pattern(64, 48)));
+  EXPECT_EQ(CapacityOf(session), 0u);
   session.ToTexture(false);
-  // The size is known, the buffer is not there.
+  // The size is known, the buffer is not there, and is not made for a map without data.
   EXPECT_FALSE(session.GetFrame().available);
-  const Poll poll = PollOf(session, Pattern(64, 48, 2));
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(64, 48, 2).pixels);
-  EXPECT_EQ(BufferCapacityOf(session.handle()), 12288u);
-}
-
-TEST_F(FrameBuffer, OfTheSimpleWayIsLargeEnoughAfterTheSizeGrewInTextureOutput) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(PollOf(session, Pattern(64, 48)).available);
-  session.ToTexture(true);
-  TexturePixels(PollOf(session, Pattern(128, 96, 2)));
-  session.ToTexture(false);
-  DeliverAnySize(Pattern(128, 96, 3));
-  fake::PlanFaults(fake::NthCallOf("CreateTexture2D", 1, {Fault::Kind::kResult, E_FAIL}));
-  const Poll poll = session.GetFrame();
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(128, 96, 3).pixels);
+  FailEveryCall("Map", kGivesNothing);
+  EXPECT_FALSE(session.Show(Pattern(64, 48)).available);
+  EXPECT_EQ(CapacityOf(session), 0u);
+  fake::PlanNoFaults();
+  EXPECT_EQ(Pixels(session.Show(Pattern(64, 48, 2))), Pattern(64, 48, 2));
+  EXPECT_EQ(CapacityOf(session), 12288u);
 }
 
 }  // namespace

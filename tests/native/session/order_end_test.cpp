@@ -1,307 +1,183 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The end of a session: the stop sequence, and then what destruction lets go of, in its order.
-#include <gtest/gtest.h>
-
+// The end of a session: the stop sequence, and then what destruction releases, in its order.
 #include "native/engine/engine_calls.h"
 #include "native/host.h"
 
 namespace session_test {
 namespace {
 
-using fake::Fault;
-
-Calls StopCalls() {
-  return List(R"(
+const char kStop[] = R"(
 log(1, "Try to exit wgc thread")
 pool.remove_FrameArrived(1)
 item.remove_Closed(1)
 pool.Close()
 session.Close()
 log(1, "Wgc exit.")
-)");
-}
-
-// A stop that has nothing to end.
-Calls EmptyStopCalls() {
-  return List(R"(
+)";
+const char kEmptyStop[] = R"(
 log(1, "Try to exit wgc thread")
 log(1, "Wgc exit.")
-)");
-}
+)";
 
-// The engine forgets what is bound and lets go of context and device first.
-Calls EngineStateCalls() {
-  return List(R"(
-context.ClearState()
-context.Flush()
-context.Release()
-device.Release()
-)");
-}
-
-Calls ProgramCalls() {
-  return List(R"(
-frameDiffCS.Release()
-getBitFlagCS.Release()
-resetDiffRectsCS.Release()
-)");
-}
+// Everything that a session can hold. The engine unbinds its resources and releases context and
+// device before its own resources; the session's references to both go later.
+const char* const kReleases[] = {"frame_texture",
+                                 "context.ClearState()",
+                                 "context.Flush()",
+                                 "context",
+                                 "device",
+                                 "texture",
+                                 "rtv",
+                                 "diffBuff",
+                                 "RamBuff",
+                                 "diffBuffUAV",
+                                 "frameDiffCS",
+                                 "getBitFlagCS",
+                                 "resetDiffRectsCS",
+                                 "oldTex",
+                                 "oldBk",
+                                 "oldSRV",
+                                 "newTex",
+                                 "newBk",
+                                 "newSRV",
+                                 "texBuffer",
+                                 "texInfoBuffer",
+                                 "lightUAV",
+                                 "lightStaging",
+                                 "light",
+                                 "lightTexUAV",
+                                 "lightTexStaging",
+                                 "lightTex",
+                                 "controller",
+                                 "session",
+                                 "pool",
+                                 "output_texture",
+                                 "context",
+                                 "winrt_device",
+                                 "item",
+                                 "adapter",
+                                 "factory",
+                                 "device"};
 
 class EndOrder : public SessionTest {
  protected:
-  void Start(Session& session) {
-    ASSERT_TRUE(session.Start());
-    names.Give("factory1", "factory");
-    names.Give("adapter1", "adapter");
-    names.Give("device1", "device");
-    names.Give("context1", "context");
-    names.Give("shader1", "frameDiffCS");
-    names.Give("shader2", "resetDiffRectsCS");
-    names.Give("shader3", "getBitFlagCS");
-    names.Give("controller1", "controller");
-    names.Give("winrt_device1", "winrt_device");
-    names.Give("item1", "item");
-    names.Give("pool1", "pool");
-    names.Give("session1", "session");
+  // Names the objects of the session's n-th start.
+  void NameObjectsOfStart(int number) {
+    names = Names();
+    const char* const programs[] = {"frameDiffCS", "resetDiffRectsCS", "getBitFlagCS"};
+    for (int i = 0; i < 3; ++i) {
+      names.Give("shader" + std::to_string(3 * number - 2 + i), programs[i]);
+    }
+    for (const std::string name : {"factory", "device", "context", "controller", "winrt_device",
+                                   "item", "pool", "session"}) {
+      names.Give(name + std::to_string(number), name);
+    }
+    names.Give("adapter1", "adapter");  // kept by a second start
   }
 
-  // Up to the last log line the projection asks for interfaces and holds sources for a moment; the
-  // references from there on are the session's and the engine's own.
-  void ExpectEnd(Session& session, const Calls& stop, const Calls& destruction) {
+  // Destruction releases those objects of the list that have a name.
+  void ExpectEnd(Session& session, const Calls& stop) {
     fake::StartRecording(true);
     session.Destroy();
     const Calls recording = WithoutEnds(WithoutProjection(fake::TakeRecording()));
-    Calls stopped;
-    Calls destroyed;
-    for (const std::string& line : recording) {
-      const bool stopping = stopped.empty() || stopped.back() != "log(1, \"Wgc exit.\")";
-      if (!stopping) {
-        destroyed.push_back(line);
-      } else if (!Has(line, ".AddRef()") && !Has(line, ".Release()")) {
-        stopped.push_back(line);
-      }
-    }
+    const auto last_line = std::find(recording.begin(), recording.end(), stop.back());
+    ASSERT_NE(last_line, recording.end());
+    // Up to the last line the projection holds references for a moment.
+    const Calls stopped = Only(Calls(recording.begin(), last_line + 1), [](const auto& line) {
+      return !Has(line, ".AddRef()") && !Has(line, ".Release()");
+    });
     EXPECT_EQ(names.Read(stopped, stop), Text(stop));
-    EXPECT_EQ(names.Read(destroyed, destruction), Text(destruction));
+    const Calls released = Only(Calls(last_line + 1, recording.end()),
+                                [](const auto& line) { return !line.starts_with("free("); });
+    Calls expected;
+    for (const std::string name : kReleases) {
+      const size_t dot = name.find('.');
+      if (!names.Know(name.substr(0, dot))) continue;
+      expected.push_back(dot == std::string::npos ? name + ".Release()" : name);
+    }
+    EXPECT_EQ(names.Read(released, expected), Text(expected));
   }
 
   Names names;
 };
 
-TEST_F(EndOrder, NeverStarted) {
+TEST_F(EndOrder, OfASessionThatWasNeverStarted) {
   Session session;
-  ExpectEnd(session, EmptyStopCalls(), {});
+  ExpectEnd(session, List(kEmptyStop));
 }
 
-TEST_F(EndOrder, StartedWithoutAFrame) {
-  Session session;
-  Start(session);
-  ExpectEnd(session, StopCalls(), Joined({EngineStateCalls(), ProgramCalls(), List(R"(
-controller.Release()
-session.Release()
-pool.Release()
-context.Release()
-winrt_device.Release()
-item.Release()
-adapter.Release()
-factory.Release()
-device.Release()
-)")}));
+TEST_F(EndOrder, IsTheSameWhetherOrNotTheItemHasClosed) {
+  for (const bool closed : {false, true}) {
+    fake::Reset();
+    Capture session;
+    NameObjectsOfStart(1);
+    if (closed) fake::LastItem()->RaiseClosed();
+    ExpectEnd(session, List(kStop));
+  }
 }
 
-// Everything that a session can hold: buffer, staging texture, output texture and a built engine.
-TEST_F(EndOrder, WithEverything) {
-  Session session;
-  Start(session);
-  session.DirtyRect(true);
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
-  const Calls made = Joined({List(R"(
+// A staging texture, an output texture and a built engine.
+TEST_F(EndOrder, ReleasesAllThatFramesNeed) {
+  Capture session({.detect = true});
+  NameObjectsOfStart(1);
+  // "= name" of the calls that make objects.
+  const auto show_and_name = [&](const Calls& made) {
+    const auto makes = [](const std::string& line) { return Has(line, ".Create"); };
+    ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
+    const Calls recording = Only(Recorded([&] { Pixels(session.GetFrame()); }), makes);
+    ASSERT_EQ(names.Read(recording, Only(made, makes)), Text(Only(made, makes)));
+  };
+  show_and_name(Joined({List(R"(
 device.CreateTexture2D(64x48 mips 1 layers 1 format 87 samples 1/0
   staging bind 0x0 cpu 0x20000 misc 0x0, null) = frame_texture
 )"),
-                             ResizeCalls(k64x48)});
-  const auto makes = [](const std::string& line) { return Has(line, ".Create"); };
-  fake::StartRecording();
-  ASSERT_TRUE(session.GetFrame().available);
-  ASSERT_EQ(names.Read(Only(fake::TakeRecording(), makes), Only(made, makes)),
-            Text(Only(made, makes)));
+                        ResizeCalls(k64x48)}));
   session.ToTexture(true);
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 2)));
-  const Calls output = List(R"(
+  show_and_name(List(R"(
 device.CreateTexture2D(64x48 mips 1 layers 1 format 87 samples 1/0
   default bind 0x20 cpu 0x0 misc 0x0, null) = output_texture
-)");
-  fake::StartRecording();
-  const Poll poll = session.GetFrame();
-  ASSERT_TRUE(poll.available);
-  ASSERT_EQ(names.Read(Only(fake::TakeRecording(), makes), output), Text(output));
-  static_cast<ID3D11Texture2D*>(poll.frame)->Release();
-
-  ExpectEnd(session, StopCalls(),
-            Joined({List(R"(
-free(12288)
-frame_texture.Release()
-)"),
-                    EngineStateCalls(), List(R"(
-texture.Release()
-rtv.Release()
-diffBuff.Release()
-RamBuff.Release()
-diffBuffUAV.Release()
-)"),
-                    ProgramCalls(), List(R"(
-oldTex.Release()
-oldBk.Release()
-oldSRV.Release()
-newTex.Release()
-newBk.Release()
-newSRV.Release()
-texBuffer.Release()
-texInfoBuffer.Release()
-lightUAV.Release()
-lightStaging.Release()
-light.Release()
-lightTexUAV.Release()
-lightTexStaging.Release()
-lightTex.Release()
-controller.Release()
-session.Release()
-pool.Release()
-output_texture.Release()
-context.Release()
-winrt_device.Release()
-item.Release()
-adapter.Release()
-factory.Release()
-device.Release()
-)")}));
+)"));
+  ExpectEnd(session, List(kStop));
 }
 
-// The item's event ended the capture; the stop sequence is the same.
-TEST_F(EndOrder, AfterTheItemClosed) {
-  Session session;
-  Start(session);
-  EXPECT_EQ(fake::LastItem()->RaiseClosed(), S_OK);
-  EXPECT_FALSE(session.Running());
-  ExpectEnd(session, StopCalls(), Joined({EngineStateCalls(), ProgramCalls(), List(R"(
-controller.Release()
-session.Release()
-pool.Release()
-context.Release()
-winrt_device.Release()
-item.Release()
-adapter.Release()
-factory.Release()
-device.Release()
-)")}));
-}
-
-// A start that failed at the item: there is nothing to stop, and what was made goes.
 TEST_F(EndOrder, AfterAStartThatFoundNoItem) {
   Session session;
-  fake::PlanFaults(fake::NthCallOf("CreateForWindow", 1, {Fault::Kind::kResult, E_INVALIDARG}));
+  FailEveryCall("CreateForWindow");
   EXPECT_FALSE(session.Start());
-  fake::PlanNoFaults();
-  names.Give("factory1", "factory");
-  names.Give("adapter1", "adapter");
-  names.Give("device1", "device");
-  names.Give("context1", "context");
-  names.Give("shader1", "frameDiffCS");
-  names.Give("shader2", "resetDiffRectsCS");
-  names.Give("shader3", "getBitFlagCS");
-  names.Give("controller1", "controller");
-  ExpectEnd(session, EmptyStopCalls(), Joined({EngineStateCalls(), ProgramCalls(), List(R"(
-controller.Release()
-context.Release()
-adapter.Release()
-factory.Release()
-device.Release()
-)")}));
+  NameObjectsOfStart(1);
+  names.Forget({"winrt_device", "item", "pool", "session"});
+  ExpectEnd(session, List(kEmptyStop));
 }
 
-// A start that failed where the capture begins to run: pool and session are closed all the same,
-// and only the registration that was made is revoked.
+// Pool and session are closed all the same; the registration that was made is revoked.
 TEST_F(EndOrder, AfterAStartThatDidNotRun) {
   Session session;
-  fake::PlanFaults(fake::NthCallOf("StartCapture", 1, {Fault::Kind::kResult, E_ACCESSDENIED}));
+  FailEveryCall("StartCapture");
   EXPECT_FALSE(session.Start());
-  fake::PlanNoFaults();
-  names.Give("pool1", "pool");
-  names.Give("session1", "session");
-  fake::StartRecording();
-  session.Destroy();
-  const Calls stop = List(R"(
-log(1, "Try to exit wgc thread")
-pool.remove_FrameArrived(1)
-pool.Close()
-session.Close()
-log(1, "Wgc exit.")
-)");
-  Calls recording = WithoutEnds(WithoutProjection(fake::TakeRecording()));
-  ASSERT_GE(recording.size(), stop.size());
-  recording.resize(stop.size());
-  EXPECT_EQ(names.Read(recording, stop), Text(stop));
+  NameObjectsOfStart(1);
+  ExpectEnd(session, Only(List(kStop), [](const auto& line) { return !Has(line, "item."); }));
 }
 
-// The second start's objects are those that are stopped and let go of; the adapter is the first's.
+// The objects of the second start are stopped and released, with the adapter of the first.
 TEST_F(EndOrder, AfterASecondStart) {
-  Session session;
-  Start(session);
+  Capture session;
   ContinueOnNewThread();
   ASSERT_TRUE(session.Start());
-  names = Names();
-  names.Give("factory2", "factory");
-  names.Give("adapter1", "adapter");
-  names.Give("device2", "device");
-  names.Give("context2", "context");
-  names.Give("shader4", "frameDiffCS");
-  names.Give("shader5", "resetDiffRectsCS");
-  names.Give("shader6", "getBitFlagCS");
-  names.Give("controller2", "controller");
-  names.Give("winrt_device2", "winrt_device");
-  names.Give("item2", "item");
-  names.Give("pool2", "pool");
-  names.Give("session2", "session");
-  ExpectEnd(session, StopCalls(), Joined({EngineStateCalls(), ProgramCalls(), List(R"(
-controller.Release()
-session.Release()
-pool.Release()
-context.Release()
-winrt_device.Release()
-item.Release()
-adapter.Release()
-factory.Release()
-device.Release()
-)")}));
+  NameObjectsOfStart(2);
+  ExpectEnd(session, List(kStop));
 }
 
-// A pool that cannot be closed ends the sequence: the session is not closed, and destruction comes
-// all the same.
-TEST_F(EndOrder, APoolThatCannotBeClosed) {
-  Session session;
-  Start(session);
-  fake::PlanFaults(fake::NthCallOf("Close", 1, {Fault::Kind::kResult, E_ACCESSDENIED}));
-  ExpectEnd(session, List(R"(
-log(1, "Try to exit wgc thread")
-pool.remove_FrameArrived(1)
-item.remove_Closed(1)
-pool.Close()
-log(3, "Exception catced Access denied.")
-log(1, "Wgc exit.")
-)"),
-            Joined({EngineStateCalls(), ProgramCalls(), List(R"(
-controller.Release()
-session.Release()
-pool.Release()
-context.Release()
-winrt_device.Release()
-item.Release()
-adapter.Release()
-factory.Release()
-device.Release()
-)")}));
+// A pool that cannot be closed ends the stop sequence; destruction comes all the same.
+TEST_F(EndOrder, WithAPoolThatCannotBeClosed) {
+  Capture session;
+  NameObjectsOfStart(1);
+  FailCalls("Close", {1}, Failure(E_ACCESSDENIED));
+  Calls stop = List(kStop);
+  *std::find(stop.begin(), stop.end(), "session.Close()") =
+      "log(3, \"Exception catced Access denied.\")";
+  ExpectEnd(session, stop);
 }
 
 }  // namespace

@@ -4,153 +4,109 @@
 // The host's poll: what it writes, what it pumps, and what may happen inside it.
 #include <cstring>
 #include <future>
-#include <thread>
 
-#include "native/frames.h"
+#include "native/host.h"
 
 namespace session_test {
 namespace {
 
 class Polls : public SessionTest {};
 
-void ExpectNothing(const Poll& poll, bool cursor_enabled) {
-  EXPECT_FALSE(poll.available);
-  EXPECT_EQ(poll.frame, kUntouched);
-  EXPECT_EQ(poll.width, 0u);
-  EXPECT_EQ(poll.height, 0u);
-  EXPECT_EQ(poll.cursor_enabled, cursor_enabled);
-}
-
 // As GetFrame, with results that held something else before.
-Poll PollOverwriting(Session& session) {
+Poll PollOverwriting(Session& session, void* reserved = nullptr) {
   Poll poll;
   poll.frame = kUntouched;
   poll.width = 1234;
   poll.height = 5678;
   poll.cursor_enabled = true;
-  poll.available = wgc_get_recent_frame(session.handle(), &poll.frame, nullptr, &poll.width,
+  poll.available = wgc_get_recent_frame(session.handle(), &poll.frame, reserved, &poll.width,
                                         &poll.height, &poll.cursor_enabled);
   return poll;
 }
 
 TEST_F(Polls, BeforeAnyFrameWriteZerosAndTheCursorSwitchAndLeaveTheFrame) {
   Session session;
-  ExpectNothing(PollOverwriting(session), false);
+  const auto expect_nothing = [&](bool cursor_enabled) {
+    const Poll poll = PollOverwriting(session);
+    EXPECT_FALSE(poll.available);
+    EXPECT_EQ(poll.frame, kUntouched);
+    EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(0u, 0u));
+    EXPECT_EQ(poll.cursor_enabled, cursor_enabled);
+  };
+  expect_nothing(false);
   ASSERT_TRUE(session.Start());
-  ExpectNothing(PollOverwriting(session), false);
+  expect_nothing(false);
   session.ToTexture(true);
-  ExpectNothing(PollOverwriting(session), false);
-  ASSERT_TRUE(wgc_enable_cursor(session.handle(), true));
-  ExpectNothing(session.GetFrame(), true);
+  expect_nothing(false);
+  ASSERT_TRUE(session.EnableCursor(true));
+  expect_nothing(true);
 }
 
-TEST_F(Polls, TwiceWithoutAFrameBetweenReportTheSameBuffer) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
-  const Poll first = session.GetFrame();
-  EXPECT_EQ(session.Ratio(), 1.0f);
-  const Poll second = PollOverwriting(session);
+TEST_F(Polls, ReportTheSameBufferUntilANewerFrameComes) {
+  Capture session;
+  const Poll first = session.Show(Pattern(64, 48));
   ASSERT_TRUE(first.available);
-  ASSERT_TRUE(second.available);
-  EXPECT_EQ(second.frame, first.frame);
-  EXPECT_EQ(second.width, 64u);
-  EXPECT_EQ(second.height, 48u);
-  EXPECT_FALSE(second.cursor_enabled);
-  EXPECT_EQ(Pixels(second).pixels, Pattern(64, 48).pixels);
-  EXPECT_EQ(session.Ratio(), 0.0f);
-}
-
-TEST_F(Polls, KeepTheAddressFromFrameToFrame) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 1)));
-  const Poll first = session.GetFrame();
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 2)));
-  const Poll second = session.GetFrame();
-  EXPECT_EQ(second.frame, first.frame);
-  // What the host kept is the new frame now.
-  EXPECT_EQ(Pixels(first).pixels, Pattern(64, 48, 2).pixels);
-}
-
-TEST_F(Polls, TheThirdArgumentMayBeAnything) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
   uint8_t word[sizeof(void*)];
   std::memset(word, 0x77, sizeof(word));
+  // The third argument may be anything.
   for (void* const reserved :
        {static_cast<void*>(nullptr), static_cast<void*>(word), reinterpret_cast<void*>(0x1)}) {
-    void* frame = nullptr;
-    uint32_t width = 0, height = 0;
-    bool cursor_enabled = true;
-    EXPECT_TRUE(
-        wgc_get_recent_frame(session.handle(), &frame, reserved, &width, &height, &cursor_enabled));
-    EXPECT_NE(frame, nullptr);
-    EXPECT_EQ(width, 64u);
-    EXPECT_EQ(height, 48u);
-    EXPECT_FALSE(cursor_enabled);
+    const Poll again = PollOverwriting(session, reserved);
+    EXPECT_EQ(again.frame, first.frame);
+    EXPECT_FALSE(again.cursor_enabled);
+    EXPECT_EQ(Pixels(again), Pattern(64, 48));
   }
   for (const uint8_t byte : word) EXPECT_EQ(byte, 0x77);
+  EXPECT_EQ(session.Show(Pattern(64, 48, 2)).frame, first.frame);
+  // What the host kept is the new frame now.
+  EXPECT_EQ(Pixels(first), Pattern(64, 48, 2));
 }
 
 TEST_F(Polls, FreeingAFrameHasNoEffect) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
-  const Poll poll = session.GetFrame();
+  Capture session;
+  const Poll poll = session.Show(Pattern(64, 48));
   fake::StartRecording(true);
-  wgc_free_recent_frame(session.handle(), poll.frame);
   wgc_free_recent_frame(session.handle(), poll.frame);
   wgc_free_recent_frame(session.handle(), nullptr);
   wgc_free_recent_frame(nullptr, poll.frame);
-  wgc_free_recent_frame(nullptr, nullptr);
   wgc_free_recent_frame(reinterpret_cast<void*>(1), reinterpret_cast<void*>(2));
   EXPECT_EQ(fake::TakeRecording(), std::vector<std::string>());
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(64, 48).pixels);
+  EXPECT_EQ(Pixels(poll), Pattern(64, 48));
   EXPECT_EQ(session.GetFrame().frame, poll.frame);
 }
 
-TEST_F(Polls, ReportTheCursorSwitchOfTheMomentWhateverTheFrame) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
-  EXPECT_FALSE(session.GetFrame().cursor_enabled);
-  wgc_enable_cursor(session.handle(), true);
-  EXPECT_TRUE(session.GetFrame().cursor_enabled);
-  wgc_enable_cursor(session.handle(), false);
-  EXPECT_FALSE(session.GetFrame().cursor_enabled);
-}
-
-TEST_F(Polls, ReadingTheRatioResetsIt) {
+TEST_F(Polls, ReadingTheRatioResetsItAndPollsDoNot) {
   Session session;
   EXPECT_EQ(session.Ratio(), 0.0f);
   ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
+  DeliverAnySize(Pattern(64, 48));
   EXPECT_EQ(session.Ratio(), 0.0f);
   session.GetFrame();
-  // Polls do not.
   session.GetFrame();
   EXPECT_EQ(session.Ratio(), 1.0f);
   EXPECT_EQ(session.Ratio(), 0.0f);
+}
+
+TEST_F(Polls, AHostThatNeverPollsReceivesNoFrames) {
+  Capture session;
+  DeliverAnySize(Pattern(64, 48));
+  EXPECT_EQ(fake::LastPool()->FramesWaiting(), 1u);
+  EXPECT_EQ(fake::LastPool()->HandlerResult(), S_FALSE);  // not called
 }
 
 // The pump.
 
 constexpr UINT kHostMessage = WM_APP + 1;
 
-TEST_F(Polls, TakeAndDispatchEveryMessageOfTheThreadUnfiltered) {
-  Session session;
-  ASSERT_TRUE(session.Start());
+TEST_F(Polls, DispatchEveryMessageOfTheThreadUnfiltered) {
+  Session session;  // a poll pumps even when nothing was started
   std::vector<UINT> dispatched;
   fake::window_procedure = [&](UINT message) { dispatched.push_back(message); };
-  fake::ThreadQueue()->Post(kHostMessage);
-  fake::ThreadQueue()->Post(WM_QUIT);
-  fake::ThreadQueue()->Post(WM_KEYDOWN);
-  fake::StartRecording();
-  session.GetFrame();
-  // 32769 is the host's own, 18 asks to quit, 256 is a key.
-  EXPECT_EQ(fake::TakeRecording(),
+  for (const UINT message : {kHostMessage, UINT{WM_QUIT}, UINT{WM_KEYDOWN}}) {
+    fake::ThreadQueue()->Post(message);
+  }
+  // 32769 is the host's own, 18 asks to quit and ends nothing, 256 is a key.
+  EXPECT_EQ(Recorded([&] { session.GetFrame(); }),
             (std::vector<std::string>{"PeekMessageW(null, 0, 0, 1)", "TranslateMessage(32769)",
                                       "DispatchMessageW(32769)", "PeekMessageW(null, 0, 0, 1)",
                                       "TranslateMessage(18)", "DispatchMessageW(18)",
@@ -159,20 +115,8 @@ TEST_F(Polls, TakeAndDispatchEveryMessageOfTheThreadUnfiltered) {
   EXPECT_EQ(dispatched, (std::vector<UINT>{kHostMessage, WM_QUIT, WM_KEYDOWN}));
 }
 
-TEST_F(Polls, AQuitMessageIsTakenAndEndsNothing) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  fake::ThreadQueue()->Post(WM_QUIT);
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
-  EXPECT_TRUE(session.GetFrame().available);
-  // The host's own loop will not see it.
-  MSG message;
-  EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
-}
-
-TEST_F(Polls, PumpUntilTheQueueIsEmptyAlsoOfWhatIsPostedMeanwhile) {
-  Session session;
-  ASSERT_TRUE(session.Start());
+TEST_F(Polls, DispatchMessagesThatArePostedMeanwhile) {
+  Capture session;
   int left = 1000;
   fake::window_procedure = [&](UINT message) {
     if (--left > 0) fake::ThreadQueue()->Post(message);
@@ -183,29 +127,20 @@ TEST_F(Polls, PumpUntilTheQueueIsEmptyAlsoOfWhatIsPostedMeanwhile) {
   EXPECT_EQ(fake::ThreadQueue()->Size(), 0u);
 }
 
-TEST_F(Polls, PumpEvenWhenNothingWasStarted) {
-  Session session;
-  fake::ThreadQueue()->Post(kHostMessage);
-  session.GetFrame();
-  EXPECT_EQ(fake::ThreadQueue()->Size(), 0u);
-}
-
 TEST_F(Polls, AWindowProcedureMayReadAndSwitchTheSession) {
-  Session session;
-  ASSERT_TRUE(session.Start());
+  Capture session;
   bool running = false;
   float ratio = -1.0f;
   fake::window_procedure = [&](UINT) {
     running = session.Running();
     ratio = session.Ratio();
     session.ToTexture(true);
-    wgc_enable_cursor(session.handle(), true);
+    session.EnableCursor(true);
   };
   // The first frame goes to the buffer, the second is dropped, as the buffer has one already.
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 1)));
+  DeliverAnySize(Pattern(64, 48, 1));
   fake::ThreadQueue()->Post(kHostMessage);
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 2)));
-  const Poll poll = session.GetFrame();
+  const Poll poll = session.Show(Pattern(64, 48, 2));
   EXPECT_TRUE(running);
   EXPECT_EQ(ratio, 1.0f);
   // What is reported goes by the switches at the end.
@@ -213,89 +148,64 @@ TEST_F(Polls, AWindowProcedureMayReadAndSwitchTheSession) {
   EXPECT_EQ(poll.width, 64u);
   EXPECT_TRUE(poll.cursor_enabled);
   session.ToTexture(false);
-  EXPECT_EQ(Pixels(session.GetFrame()).pixels, Pattern(64, 48, 1).pixels);
+  EXPECT_EQ(Pixels(session.GetFrame()), Pattern(64, 48, 1));
 }
 
 TEST_F(Polls, AWindowProcedureMayPoll) {
-  Session session;
-  ASSERT_TRUE(session.Start());
+  Capture session;
   Poll inner;
   reference::Image inner_pixels;
   fake::window_procedure = [&](UINT) {
     inner = session.GetFrame();
-    if (inner.available) inner_pixels = Pixels(inner);
+    inner_pixels = Pixels(inner);
   };
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 1)));
+  DeliverAnySize(Pattern(64, 48, 1));
   fake::ThreadQueue()->Post(kHostMessage);
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 2)));
-  const Poll outer = session.GetFrame();
+  const Poll outer = session.Show(Pattern(64, 48, 2));
   // The inner poll is one like any other: it takes the next frame.
-  ASSERT_TRUE(inner.available);
-  EXPECT_EQ(inner_pixels.pixels, Pattern(64, 48, 2).pixels);
-  ASSERT_TRUE(outer.available);
+  EXPECT_EQ(inner_pixels, Pattern(64, 48, 2));
   EXPECT_EQ(outer.frame, inner.frame);
-  EXPECT_EQ(Pixels(outer).pixels, Pattern(64, 48, 2).pixels);
+  EXPECT_EQ(Pixels(outer), Pattern(64, 48, 2));
 }
 
 TEST_F(Polls, AWindowProcedureMayCreateStartAndDestroyAnotherSession) {
   fake::settings.several_queues_a_thread = true;
-  Session session;
-  ASSERT_TRUE(session.Start());
+  Capture session;
   fake::FramePool* const pool = fake::LastPool();
-  bool other_available = false;
+  reference::Image other_pixels;
   fake::window_procedure = [&](UINT) {
-    Session other(kMonitor);
-    ASSERT_TRUE(other.Start());
-    ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 5)));
-    other_available = other.GetFrame().available;
+    Capture other;
+    other_pixels = Pixels(other.Show(Pattern(64, 48, 5)));
   };
   fake::ThreadQueue()->Post(kHostMessage);
   ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 1)));
-  const Poll poll = session.GetFrame();
-  EXPECT_TRUE(other_available);
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(64, 48, 1).pixels);
+  EXPECT_EQ(Pixels(session.GetFrame()), Pattern(64, 48, 1));
+  EXPECT_EQ(other_pixels, Pattern(64, 48, 5));
 }
 
 TEST_F(Polls, OfOneSessionDeliverTheFramesOfAllOnTheThread) {
   fake::settings.several_queues_a_thread = true;
-  Session first;
-  ASSERT_TRUE(first.Start());
+  Capture first;
   fake::FramePool* const first_pool = fake::LastPool();
-  Session second(kMonitor);
-  ASSERT_TRUE(second.Start());
+  Capture second;
   ASSERT_TRUE(first_pool->Deliver(Pattern(64, 48, 1)));
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 2)));
-  EXPECT_EQ(Pixels(second.GetFrame()).pixels, Pattern(64, 48, 2).pixels);
-  // The first's frame is there already, and its mark keeps it until its own poll.
+  EXPECT_EQ(Pixels(second.Show(Pattern(64, 48, 2))), Pattern(64, 48, 2));
+  // The first's frame is there already, and is kept until its own poll.
   EXPECT_EQ(first_pool->FramesWaiting(), 0u);
-  EXPECT_EQ(Pixels(first.GetFrame()).pixels, Pattern(64, 48, 1).pixels);
+  EXPECT_EQ(Pixels(first.GetFrame()), Pattern(64, 48, 1));
 }
 
 TEST_F(Polls, OnAnotherThreadBringNoFramesAndReportWhatIsThere) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  fake::FramePool* const pool = fake::LastPool();
-  ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 1)));
+  Capture session;
   const auto poll_elsewhere = [&] {
     return std::async(std::launch::async, [&] { return session.GetFrame(); }).get();
   };
+  DeliverAnySize(Pattern(64, 48, 1));
   EXPECT_FALSE(poll_elsewhere().available);
-  EXPECT_EQ(pool->FramesWaiting(), 1u);
-  EXPECT_TRUE(session.GetFrame().available);
-  ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 2)));
-  const Poll poll = poll_elsewhere();
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, Pattern(64, 48, 1).pixels);
-}
-
-TEST_F(Polls, AHostThatNeverPollsReceivesNoFrames) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
   EXPECT_EQ(fake::LastPool()->FramesWaiting(), 1u);
-  EXPECT_EQ(session.Ratio(), 0.0f);
-  EXPECT_EQ(fake::LastPool()->HandlerResult(), S_FALSE);  // not called
+  EXPECT_TRUE(session.GetFrame().available);
+  DeliverAnySize(Pattern(64, 48, 2));
+  EXPECT_EQ(Pixels(poll_elsewhere()), Pattern(64, 48, 1));
 }
 
 }  // namespace
