@@ -93,6 +93,15 @@ winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const reference::Image& picture,
   return texture;
 }
 
+D3D11_TEXTURE2D_DESC LayeredFrameDesc(DXGI_FORMAT format) {
+  D3D11_TEXTURE2D_DESC desc = fake::FrameDesc(64, 48, format);
+  desc.MipLevels = 3;
+  desc.ArraySize = 2;
+  desc.SampleDesc = {4, 1};
+  desc.MiscFlags = D3D11_RESOURCE_MISC_SHARED;
+  return desc;
+}
+
 void DeliverAnySize(const reference::Image& picture, DXGI_FORMAT format) {
   fake::FramePool* const pool = fake::LastPool();
   ASSERT_TRUE(pool->DeliverTexture(NewFrameTexture(picture, format).get(), pool->Size()));

@@ -125,6 +125,8 @@ winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const D3D11_TEXTURE2D_DESC& desc
 winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const reference::Image& picture,
                                                 DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM,
                                                 D3D11_USAGE usage = D3D11_USAGE_DEFAULT);
+// 64 x 48, with mip levels, layers and samples, and a flag that no copy takes over.
+D3D11_TEXTURE2D_DESC LayeredFrameDesc(DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
 // See Session::Show.
 void DeliverAnySize(const reference::Image& picture,
                     DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);

@@ -51,14 +51,14 @@ class Adapters : public SessionTest {
   std::vector<std::string> recording;
 };
 
-TEST_F(Adapters, TheFirstThatCanDescribeItselfIsChosen) {
+TEST_F(Adapters, FirstAdapterWithADescriptionIsChosen) {
   EXPECT_EQ(Chosen({{kAmd}, {kIntel}, {kIntel}}), "adapter1");
   EXPECT_EQ(Asked(), 4u);
   EXPECT_EQ(Released(), (std::vector<std::string>{"~adapter2", "~adapter3"}));
   EXPECT_EQ(Chosen({{kIntel, E_FAIL}, {kAmd, DXGI_ERROR_NOT_FOUND}, {kIntel}}), "adapter3");
 }
 
-TEST_F(Adapters, TheFirstOfThePreferredVendorIsChosenWherever) {
+TEST_F(Adapters, FirstAdapterOfThePreferredVendorIsChosenAtAnyPosition) {
   EXPECT_EQ(Chosen({{kPreferred}, {kIntel}}), "adapter1");
   EXPECT_EQ(Chosen({{kIntel}, {kAmd}, {kPreferred}}), "adapter3");
   EXPECT_EQ(Chosen({{kIntel, E_FAIL}, {kPreferred}, {kPreferred}}), "adapter2");
@@ -67,30 +67,30 @@ TEST_F(Adapters, TheFirstOfThePreferredVendorIsChosenWherever) {
   EXPECT_EQ(Released(), std::vector<std::string>{"~adapter1"});
 }
 
-TEST_F(Adapters, NeighbouringVendorsAreNotPreferred) {
+TEST_F(Adapters, VendorsWithSimilarIdsAreNotPreferred) {
   EXPECT_EQ(Chosen({{kIntel}, {0x10DD}, {0x10DF}, {0x110DE}, {0xDE10}}), "adapter1");
 }
 
 // Only S_OK counts: other success codes are passed over as failures are, though the description
 // was filled in.
-TEST_F(Adapters, OneWithoutADescriptionIsPassedOver) {
+TEST_F(Adapters, AdapterWithoutADescriptionIsSkipped) {
   EXPECT_EQ(Chosen({{kIntel, S_FALSE}, {kAmd}}), "adapter2");
   EXPECT_EQ(Chosen({{kPreferred, E_FAIL}, {kIntel}}), "adapter2");
   EXPECT_EQ(Chosen({{kIntel}, {kPreferred, S_FALSE}, {kPreferred}}), "adapter3");
 }
 
-TEST_F(Adapters, ASoftwareAdapterCountsLikeAnyOther) {
+TEST_F(Adapters, SoftwareAdapterIsTreatedLikeAnyOther) {
   EXPECT_EQ(Chosen({{kIntel, S_OK, kSoftware}, {kAmd}}), "adapter1");
   EXPECT_EQ(Chosen({{kIntel}, {kPreferred, S_OK, kSoftware}, {kPreferred}}), "adapter2");
 }
 
-TEST_F(Adapters, WithoutOneNoDeviceIsMade) {
+TEST_F(Adapters, NoDeviceIsCreatedWithoutAnAdapter) {
   EXPECT_EQ(Chosen({}), "");
   EXPECT_EQ(Chosen({{kIntel, E_FAIL}, {kPreferred, S_FALSE}}), "");
 }
 
 // Any failure ends the list, not only the one that says that the list is at its end.
-TEST_F(Adapters, AFailedEnumerationEndsTheList) {
+TEST_F(Adapters, FailedEnumerationEndsTheList) {
   for (const Fault fault : {kFails, kGivesNothing, Failure(DXGI_ERROR_DEVICE_REMOVED)}) {
     fake::Reset();
     Session session;
@@ -103,7 +103,7 @@ TEST_F(Adapters, AFailedEnumerationEndsTheList) {
   }
 }
 
-TEST_F(Adapters, ASecondStartKeepsTheAdapterUnlessItFindsOneOfThePreferredVendor) {
+TEST_F(Adapters, SecondStartKeepsTheAdapterUnlessOneOfThePreferredVendorIsFound) {
   Session session;
   // Also that of a start that failed later.
   FailEveryCall("D3D11CreateDevice");

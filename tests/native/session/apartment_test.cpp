@@ -60,7 +60,7 @@ TEST_F(FirstSession, JoinsTheMultithreadedApartmentAndLeavesItAtExit) {
   });
 }
 
-TEST_F(FirstSession, OfAMonitorInitialisesComToo) {
+TEST_F(FirstSession, InitialisesComForAMonitorToo) {
   InProcessOfItsOwn(1, [] {
     Session session(kMonitor);
     Session second;
@@ -68,7 +68,7 @@ TEST_F(FirstSession, OfAMonitorInitialisesComToo) {
   });
 }
 
-TEST_F(FirstSession, MayFindTheThreadInTheApartmentAlready) {
+TEST_F(FirstSession, AcceptsAThreadThatIsInTheApartmentAlready) {
   InProcessOfItsOwn(1, [] {
     fake::settings.co_initialize_result = S_FALSE;
     Session session;
@@ -78,7 +78,7 @@ TEST_F(FirstSession, MayFindTheThreadInTheApartmentAlready) {
   });
 }
 
-TEST_F(FirstSession, OnASingleThreadedApartmentRaisesAndTheNextOneTriesAgain) {
+TEST_F(FirstSession, RaisesOnASingleThreadedApartmentAndTheNextOneTriesAgain) {
   InProcessOfItsOwn(1, [] {
     fake::settings.co_initialize_result = RPC_E_CHANGED_MODE;
     EXPECT_EQ(ErrorOf([] { wgc_session_create(kWindow); }), RPC_E_CHANGED_MODE);
@@ -91,14 +91,14 @@ TEST_F(FirstSession, OnASingleThreadedApartmentRaisesAndTheNextOneTriesAgain) {
   });
 }
 
-TEST_F(FirstSession, ThatIsRefusedLeavesNothingToUndoAtExit) {
+TEST_F(FirstSession, RefusalLeavesNothingToUndoAtExit) {
   InProcessOfItsOwn(0, [] {
     fake::settings.co_initialize_result = E_FAIL;
     EXPECT_EQ(ErrorOf([] { wgc_session_create(kWindow); }), E_FAIL);
   });
 }
 
-TEST_F(FirstSession, ThatIsNotMadeInitialisesNothing) {
+TEST_F(FirstSession, ComIsNotInitialisedWithoutASession) {
   InProcessOfItsOwn(0, [] {
     wgc_register_logger(nullptr);
     EXPECT_TRUE(is_wgc_session_supported());
@@ -109,7 +109,7 @@ TEST_F(FirstSession, ThatIsNotMadeInitialisesNothing) {
   });
 }
 
-TEST_F(FirstSession, OfTwoThreadsAtOnceInitialisesComOnce) {
+TEST_F(FirstSession, TwoThreadsAtOnceInitialiseComOnce) {
   InProcessOfItsOwn(1, [] {
     std::thread first([] { Session session; });
     std::thread second([] { Session session(kMonitor); });

@@ -36,7 +36,7 @@ class FrameBuffer : public SessionTest {
   static uint64_t CapacityOf(const Session& session) { return BufferCapacityOf(session.handle()); }
 };
 
-TEST_F(FrameBuffer, IsAtFirstExactlyAsLargeAsTheFrameAndNotCleared) {
+TEST_F(FrameBuffer, FirstBufferIsExactlyAsLargeAsTheFrameAndNotCleared) {
   for (const auto& [width, height] : {std::pair{1920u, 1080u}, {33u, 7u}}) {
     Capture session;
     EXPECT_FALSE(session.GetFrame().available);
@@ -96,7 +96,7 @@ TEST_F(FrameBuffer, IsKeptForAFrameWithTheSameNumberOfBytes) {
   EXPECT_EQ(CapacityOf(session), 12288u);
 }
 
-TEST_F(FrameBuffer, WithoutMemoryForTheFirstFrameComesWithALaterOne) {
+TEST_F(FrameBuffer, IsAllocatedForALaterFrameIfTheFirstAllocationFails) {
   // The staging texture is still mapped from the failed attempt: the device drops the next copy.
   ExpectRefusals();
   Capture session;
@@ -109,7 +109,7 @@ TEST_F(FrameBuffer, WithoutMemoryForTheFirstFrameComesWithALaterOne) {
 
 // The growth fails, and as there is no buffer then, so does the first allocation of the simple way.
 // Only the latter is logged.
-TEST_F(FrameBuffer, WithoutMemoryToGrowReportsNoFrameWithTheOldSize) {
+TEST_F(FrameBuffer, FailedGrowthReportsNoFrameWithTheOldSize) {
   Capture session;
   session.Show(Pattern(64, 48));
   const Poll poll = ShowWithoutMemory(session, Pattern(100, 90));
@@ -120,7 +120,7 @@ TEST_F(FrameBuffer, WithoutMemoryToGrowReportsNoFrameWithTheOldSize) {
   EXPECT_EQ(CapacityOf(session), 12288u);
 }
 
-TEST_F(FrameBuffer, WithoutMemoryToGrowIsAllocatedExactlyByTheSimpleWay) {
+TEST_F(FrameBuffer, AfterAFailedGrowthTheSimpleWayAllocatesExactly) {
   Capture session;
   session.Show(Pattern(64, 48));
   FailCalls("malloc", {1}, kGivesNothing);
@@ -129,7 +129,7 @@ TEST_F(FrameBuffer, WithoutMemoryToGrowIsAllocatedExactlyByTheSimpleWay) {
   EXPECT_EQ(TakeLog(), Log());
 }
 
-TEST_F(FrameBuffer, WithoutMemoryToGrowAndWithoutTheSimpleWayHasNoCapacity) {
+TEST_F(FrameBuffer, FailedGrowthWithoutTheSimpleWayLeavesNoCapacity) {
   Capture session;
   session.Show(Pattern(64, 48));
   DeliverAnySize(Pattern(100, 90));
@@ -169,7 +169,7 @@ TEST_F(FrameBuffer, IsKeptAfterTheSizeShrankInTextureOutput) {
   EXPECT_EQ(CapacityOf(session), 49152u);
 }
 
-TEST_F(FrameBuffer, ComesWithTheFirstFrameAfterTextureOutput) {
+TEST_F(FrameBuffer, IsAllocatedForTheFirstFrameAfterTextureOutput) {
   Capture session({.texture = true});
   Pixels(session.Show(Pattern(64, 48)));
   EXPECT_EQ(CapacityOf(session), 0u);

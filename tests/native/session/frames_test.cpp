@@ -22,7 +22,7 @@ class Frames : public SessionTest {
   }
 };
 
-TEST_F(Frames, RowsAreTightWhateverThePitchOfTheMappedTexture) {
+TEST_F(Frames, RowsHaveNoPaddingWhateverTheRowPitch) {
   const struct {
     uint32_t width, height, row_padding;
   } kShapes[] = {{64, 48, 0}, {64, 48, 4}, {64, 48, 256}, {1, 1, 60},
@@ -44,7 +44,7 @@ TEST_F(Frames, BytesAreInTheOrderBlueGreenRedAlpha) {
 
 // Which frame a poll reports.
 
-TEST_F(Frames, OfTwoInOnePollTheFirstIsKeptAndTheSecondDropped) {
+TEST_F(Frames, FirstOfTwoInOnePollIsKeptAndTheSecondDropped) {
   Capture session;
   fake::FramePool* const pool = fake::LastPool();
   ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 1)));
@@ -59,7 +59,7 @@ TEST_F(Frames, OfTwoInOnePollTheFirstIsKeptAndTheSecondDropped) {
   EXPECT_EQ(Pixels(session.GetFrame()), Pattern(64, 48, 4));
 }
 
-TEST_F(Frames, OneThatCannotBeReadLeavesThePollToTheNext) {
+TEST_F(Frames, UnreadableFrameLeavesThePollToTheNext) {
   Capture session;
   DeliverAnySize(Pattern(64, 48, 1));
   // Neither the persistent staging texture nor one for this frame alone can be made.
@@ -83,7 +83,7 @@ TEST_F(Frames, AreKeptUntilThePollWhenTheHostPumpsForItself) {
   EXPECT_EQ(Pixels(session.Show(Pattern(64, 48, 3))), Pattern(64, 48, 3));
 }
 
-TEST_F(Frames, AnEventWithoutOneIsIgnored) {
+TEST_F(Frames, EventWithoutAFrameIsIgnored) {
   Capture session;
   fake::LastPool()->RaiseFrameArrived();
   EXPECT_FALSE(session.GetFrame().available);
@@ -128,16 +128,12 @@ TEST_F(Frames, ShareAStagingTextureUntilWidthHeightOrFormatChange) {
 
 TEST_F(Frames, StagingTextureHasTheMipsLayersAndSamplesOfTheFirst) {
   Capture session;
-  D3D11_TEXTURE2D_DESC desc = fake::FrameDesc(64, 48);
-  desc.MipLevels = 2;
-  desc.ArraySize = 3;
-  desc.SampleDesc = {4, 1};
-  desc.MiscFlags = D3D11_RESOURCE_MISC_SHARED;
-  ASSERT_TRUE(fake::LastPool()->DeliverTexture(NewFrameTexture(desc).get(), {64, 48}));
+  ASSERT_TRUE(
+      fake::LastPool()->DeliverTexture(NewFrameTexture(LayeredFrameDesc()).get(), {64, 48}));
   auto made = LinesWith("CreateTexture2D", Recorded([&] { session.GetFrame(); }));
   ASSERT_EQ(made.size(), 1u);
   EXPECT_EQ(made[0].substr(0, made[0].find(" = ")),
-            StagingTexture("64x48 mips 2 layers 3 format 87 samples 4/1"));
+            StagingTexture("64x48 mips 3 layers 2 format 87 samples 4/1"));
   // They are not compared.
   DeliverAnySize(Pattern(64, 48));
   made = LinesWith("CreateTexture2D", Recorded([&] { session.GetFrame(); }));
@@ -146,7 +142,7 @@ TEST_F(Frames, StagingTextureHasTheMipsLayersAndSamplesOfTheFirst) {
 
 // The size of the content.
 
-TEST_F(Frames, OfAShrunkTargetKeepThePoolsSizeUntilThePoolIsRecreated) {
+TEST_F(Frames, ShrunkTargetKeepsThePoolsSizeUntilThePoolIsRecreated) {
   SetTarget(800, 600);
   Capture session;
   // Both buffers of the pool hold this picture then.
@@ -166,7 +162,7 @@ TEST_F(Frames, OfAShrunkTargetKeepThePoolsSizeUntilThePoolIsRecreated) {
   EXPECT_EQ(Pixels(session.GetFrame()), shrunk);
 }
 
-TEST_F(Frames, ThePoolIsRecreatedForAnotherContentSizeOnly) {
+TEST_F(Frames, PoolIsRecreatedForAnotherContentSizeOnly) {
   enum { kBuffer, kTexture, kUnreadable };
   for (const auto path : {kBuffer, kTexture, kUnreadable}) {
     for (const auto& [width, height] : {std::pair{64, 48}, {65, 48}, {64, 47}, {48, 64}}) {
@@ -184,7 +180,7 @@ TEST_F(Frames, ThePoolIsRecreatedForAnotherContentSizeOnly) {
   }
 }
 
-TEST_F(Frames, APoolThatCannotBeRecreatedLeavesThePollToTheNextFrameAndIsTriedAgain) {
+TEST_F(Frames, FailedRecreateLeavesThePollToTheNextFrameAndIsTriedAgain) {
   Capture session;
   fake::FramePool* const pool = fake::LastPool();
   FailCalls("Recreate", {1, 2}, Failure(E_ACCESSDENIED));
@@ -201,7 +197,7 @@ TEST_F(Frames, APoolThatCannotBeRecreatedLeavesThePollToTheNextFrameAndIsTriedAg
   EXPECT_EQ(PoolSize(), std::pair(32, 24));
 }
 
-TEST_F(Frames, AMapWithoutDataLeavesTheBufferAsItIsAndCountsAsRead) {
+TEST_F(Frames, MapWithoutDataLeavesTheBufferAsItIsAndCountsAsRead) {
   Capture session;
   session.Show(Pattern(64, 48, 1));
   DeliverAnySize(Pattern(64, 48, 2));

@@ -48,7 +48,7 @@ const Log kRefusedStart = {{1, "WgcCaptureSession::Start"}, {3, "Winrt exception
 
 class Lifecycle : public SessionTest {};
 
-TEST_F(Lifecycle, ANewSessionHasNothing) {
+TEST_F(Lifecycle, NewSessionHasNothing) {
   Session window(kWindow);
   Session monitor(kMonitor);
   for (Session* const session : {&window, &monitor}) {
@@ -63,13 +63,13 @@ TEST_F(Lifecycle, ANewSessionHasNothing) {
   EXPECT_EQ(TakeLog(), Log());
 }
 
-TEST_F(Lifecycle, ANullMonitorGivesNoSession) {
+TEST_F(Lifecycle, NullMonitorGivesNoSession) {
   fake::FailNew(0);
   EXPECT_EQ(wgc_session_create2(nullptr), nullptr);
   EXPECT_EQ(fake::NewCalls(), 0u);
 }
 
-TEST_F(Lifecycle, ANullWindowGivesASessionThatCannotStart) {
+TEST_F(Lifecycle, NullWindowGivesASessionThatCannotStart) {
   Session session{HWND{nullptr}};
   ASSERT_NE(session.handle(), nullptr);
   const auto recording = Recorded([&] { EXPECT_FALSE(session.Start()); });
@@ -78,7 +78,7 @@ TEST_F(Lifecycle, ANullWindowGivesASessionThatCannotStart) {
   EXPECT_EQ(StateOf(session.handle()), kConstructed);
 }
 
-TEST_F(Lifecycle, WithoutMemoryThereIsNoSession) {
+TEST_F(Lifecycle, NoSessionIsMadeWithoutMemory) {
   fake::FailNew(1);
   EXPECT_EQ(wgc_session_create(kWindow), nullptr);
   fake::FailNew(1);
@@ -118,7 +118,7 @@ TEST_F(Lifecycle, StoppingRequestsTheExitAndLeavesTheStatus) {
   }
 }
 
-TEST_F(Lifecycle, AFailedStartLeavesTheState) {
+TEST_F(Lifecycle, FailedStartLeavesTheState) {
   Session session;
   FailEveryCall("StartCapture");
   EXPECT_FALSE(session.Start());
@@ -132,7 +132,7 @@ TEST_F(Lifecycle, AFailedStartLeavesTheState) {
   EXPECT_EQ(StateOf(session.handle()), kRunning);
 }
 
-TEST_F(Lifecycle, AClosedItemStopsNothingElse) {
+TEST_F(Lifecycle, ClosedItemStopsNothingElse) {
   Capture session;
   ID3D11Device* const device = wgc_get_device(session.handle());
   DeliverAnySize(Pattern(64, 48));
@@ -154,7 +154,7 @@ TEST_F(Lifecycle, AClosedItemStopsNothingElse) {
   EXPECT_TRUE(session.Show(Pattern(64, 48, 2)).available);
 }
 
-TEST_F(Lifecycle, TheDeviceIsBorrowedAndTheSameOnEveryCall) {
+TEST_F(Lifecycle, DeviceIsBorrowedAndTheSameOnEveryCall) {
   Capture session;
   fake::StartRecording(true);
   ID3D11Device* const device = wgc_get_device(session.handle());
@@ -163,7 +163,7 @@ TEST_F(Lifecycle, TheDeviceIsBorrowedAndTheSameOnEveryCall) {
   EXPECT_EQ(device, fake::LastPool()->Direct3DDevice());
 }
 
-TEST_F(Lifecycle, ADeviceThatDoesNotTakeTheProgramsIsAccepted) {
+TEST_F(Lifecycle, DeviceWithoutComputeProgramsIsAccepted) {
   fake::settings.feature_level = D3D_FEATURE_LEVEL_10_0;
   FailEveryCall("CreateComputeShader", Failure(E_INVALIDARG));
   Capture session;
@@ -173,7 +173,7 @@ TEST_F(Lifecycle, ADeviceThatDoesNotTakeTheProgramsIsAccepted) {
 // A second start.
 
 // Direct3D does not let resources of two devices meet.
-TEST_F(Lifecycle, ASecondStartUsesNothingOfTheDeviceBefore) {
+TEST_F(Lifecycle, SecondStartUsesNothingOfTheDeviceBefore) {
   Capture session({.detect = true});
   winrt::com_ptr<ID3D11Device> before;
   before.copy_from(wgc_get_device(session.handle()));
@@ -330,7 +330,7 @@ TEST_F(RefusedSecondStart, LeavesACaptureThatClosedWithItsDevice) {
 }
 
 // A start that failed has nothing to protect: the next one replaces what it made.
-TEST_F(Lifecycle, AStartAfterAFailedOneReplacesTheDevice) {
+TEST_F(Lifecycle, StartAfterAFailedOneReplacesTheDevice) {
   Session session;
   FailEveryCall("StartCapture");
   EXPECT_FALSE(session.Start());
@@ -345,7 +345,7 @@ TEST_F(Lifecycle, AStartAfterAFailedOneReplacesTheDevice) {
 
 // A start that fails with its last step has frames coming all the same; none of their textures may
 // meet the next device.
-TEST_F(Lifecycle, AStartThatFailedLastLeavesNoFramesToTheNext) {
+TEST_F(Lifecycle, StartThatFailedLastLeavesNoFramesToTheNext) {
   for (const bool next_fails : {false, true}) {
     Session session;
     session.DirtyRect(true);
@@ -369,7 +369,7 @@ TEST_F(Lifecycle, AStartThatFailedLastLeavesNoFramesToTheNext) {
 }
 
 // A thread keeps its dispatcher queue when its session is destroyed.
-TEST_F(Lifecycle, AThreadStartsOneSessionInItsLife) {
+TEST_F(Lifecycle, ThreadStartsOneSessionInItsLife) {
   const auto start = [](bool expected) {
     void* const session = wgc_session_create(kWindow);
     TakeLog();
@@ -386,7 +386,7 @@ TEST_F(Lifecycle, AThreadStartsOneSessionInItsLife) {
 }
 
 // Nobody could remove a handler whose registration was lost, and it would outlive the session.
-TEST_F(Lifecycle, ARegistrationThatCannotBeRevokedLaterIsRemovedAtOnce) {
+TEST_F(Lifecycle, RegistrationThatCannotBeRevokedLaterIsRemovedAtOnce) {
   for (const uint64_t number : {1u, 2u}) {
     Session session;
     FailCalls("GetWeakReference", {number});
@@ -400,7 +400,7 @@ TEST_F(Lifecycle, ARegistrationThatCannotBeRevokedLaterIsRemovedAtOnce) {
 
 // Destruction. That nothing is left behind is checked after each test.
 
-TEST_F(Lifecycle, DestructionWithFramesOnTheirWayDropsThem) {
+TEST_F(Lifecycle, DestructionDropsFramesOnTheirWay) {
   Capture session({.detect = true});
   session.Show(Pattern(64, 48, 1));
   DeliverAnySize(Pattern(64, 48, 2));
@@ -409,7 +409,7 @@ TEST_F(Lifecycle, DestructionWithFramesOnTheirWayDropsThem) {
   PumpAsTheHost();
 }
 
-TEST_F(Lifecycle, ARevocationThatFailsIsIgnored) {
+TEST_F(Lifecycle, FailedRevocationIsIgnored) {
   Capture session;
   FailEveryCall("remove_FrameArrived");
   const auto recording = Recorded([&] { session.Destroy(); });
@@ -453,7 +453,7 @@ TEST_F(Lifecycle, SessionsOnTwoThreadsAreIndependent) {
 }
 
 // The counter ticks of 60 milliseconds, which a session keeps.
-TEST_F(Lifecycle, TicksAreComputedAtCreationTruncatedAndStoredIn32Bits) {
+TEST_F(Lifecycle, TicksPer60MillisecondsAreTruncatedAndStoredIn32Bits) {
   const struct {
     int64_t hertz;
     int32_t ticks;

@@ -23,7 +23,7 @@ class LogTexts : public SessionTest {
   }
 };
 
-TEST_F(LogTexts, OfAStart) {
+TEST_F(LogTexts, StartLogsTheSwitches) {
   for (const bool on : {false, true}) {
     Session session;
     if (on) {
@@ -39,7 +39,7 @@ TEST_F(LogTexts, OfAStart) {
   }
 }
 
-TEST_F(LogTexts, OfAStartWithoutCursorAndBorderProperties) {
+TEST_F(LogTexts, StartLogsMissingProperties) {
   SetProperties(false);
   Session session;
   ASSERT_TRUE(session.Start());
@@ -49,7 +49,7 @@ TEST_F(LogTexts, OfAStartWithoutCursorAndBorderProperties) {
                             {kInfo, "Wgc session started."}}));
 }
 
-TEST_F(LogTexts, OfAFailedStart) {
+TEST_F(LogTexts, FailedStartLogsTheCallAndItsResult) {
   const struct {
     const char* function;
     Fault fault;
@@ -87,7 +87,7 @@ TEST_F(LogTexts, OfAFailedStart) {
   }
 }
 
-TEST_F(LogTexts, OfADeviceThatIsNoDxgiDevice) {
+TEST_F(LogTexts, DeviceThatIsNoDxgiDeviceIsLogged) {
   Session session;
   // The first call after the dispatcher queue's.
   fake::PlanFaults([next = false](const fake::FailableCall& call) mutable {
@@ -99,13 +99,13 @@ TEST_F(LogTexts, OfADeviceThatIsNoDxgiDevice) {
                             {kError, "Failed to QueryInterface[IDXGIDevice]. hr:80004002"}}));
 }
 
-TEST_F(LogTexts, OfAnItemThatCloses) {
+TEST_F(LogTexts, ClosedItemIsLogged) {
   Capture session;
   EXPECT_EQ(fake::LastItem()->RaiseClosed(), S_OK);
   EXPECT_EQ(TakeLog(), (Log{{kInfo, "Wgc on_closed"}}));
 }
 
-TEST_F(LogTexts, OfADestruction) {
+TEST_F(LogTexts, DestructionLogsWhatFailed) {
   const struct {
     std::optional<Fault> fault;  // of the pool's Close
     Log line;
@@ -130,7 +130,7 @@ TEST_F(LogTexts, OfADestruction) {
   }
 }
 
-TEST_F(LogTexts, OfAnErrorsMessageAreUtf8) {
+TEST_F(LogTexts, MessageOfAnErrorIsLoggedInUtf8) {
   const std::string words = "Zugriff verweigert: gr\xC3\xBC\xC3\x9F dich \xE2\x82\xAC";
   Capture session;
   FailCalls("Close", {1}, Failure(E_ACCESSDENIED));
@@ -142,7 +142,7 @@ TEST_F(LogTexts, OfAnErrorsMessageAreUtf8) {
   EXPECT_EQ(TakeLog().at(1), (LogLine{kError, "Exception catced " + words}));
 }
 
-TEST_F(LogTexts, OfTheSwitches) {
+TEST_F(LogTexts, SwitchesAreLogged) {
   Session session;
   for (const bool on : {true, false}) {
     EXPECT_TRUE(session.EnableCursor(on));
@@ -161,7 +161,7 @@ TEST_F(LogTexts, OfTheSwitches) {
                             {kInfo, "Set dirtyRect disable"}}));
 }
 
-TEST_F(LogTexts, OfRefusedSwitches) {
+TEST_F(LogTexts, RefusedSwitchesAreWarnings) {
   SetProperties(false);
   Session session;
   EXPECT_FALSE(session.EnableCursor(true));
@@ -170,7 +170,7 @@ TEST_F(LogTexts, OfRefusedSwitches) {
             (Log{{kWarning, "Failed to enable cursor"}, {kWarning, "Failed to  hide border"}}));
 }
 
-TEST_F(LogTexts, OfAFailedAllocationGiveWholeKilobytes) {
+TEST_F(LogTexts, FailedAllocationIsLoggedInWholeKilobytes) {
   const struct {
     uint32_t width, height;
     const char* line;
@@ -190,7 +190,7 @@ TEST_F(LogTexts, OfAFailedAllocationGiveWholeKilobytes) {
 
 class Logger : public SessionTest {};
 
-TEST_F(Logger, MayBeMissing) {
+TEST_F(Logger, CallbackMayBeMissing) {
   wgc_register_logger(nullptr);
   Capture session({.detect = true});
   EXPECT_TRUE(session.Show(Pattern(64, 48)).available);
@@ -199,7 +199,7 @@ TEST_F(Logger, MayBeMissing) {
   EXPECT_EQ(TakeLog(), Log());
 }
 
-TEST_F(Logger, IsReplacedByTheNextOneOrNone) {
+TEST_F(Logger, CallbackIsReplacedByTheNextOneOrNone) {
   static Log other;
   other.clear();
   Session first;
@@ -218,7 +218,7 @@ TEST_F(Logger, IsReplacedByTheNextOneOrNone) {
   EXPECT_EQ(other, (Log{{kInfo, "Set dirtyRect disable"}}));
 }
 
-TEST_F(Logger, NeedsNoAllocation) {
+TEST_F(Logger, LoggingAllocatesNothing) {
   Session session;
   fake::FailNew(0);
   session.DirtyRect(true);

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 // The end of a session: the stop sequence, and then what destruction releases, in its order.
+#include <sstream>
+
 #include "native/engine/engine_calls.h"
 #include "native/host.h"
 
@@ -21,45 +23,15 @@ log(1, "Try to exit wgc thread")
 log(1, "Wgc exit.")
 )";
 
-// Everything that a session can hold. The engine unbinds its resources and releases context and
-// device before its own resources; the session's references to both go later.
-const char* const kReleases[] = {"frame_texture",
-                                 "context.ClearState()",
-                                 "context.Flush()",
-                                 "context",
-                                 "device",
-                                 "texture",
-                                 "rtv",
-                                 "diffBuff",
-                                 "RamBuff",
-                                 "diffBuffUAV",
-                                 "frameDiffCS",
-                                 "getBitFlagCS",
-                                 "resetDiffRectsCS",
-                                 "oldTex",
-                                 "oldBk",
-                                 "oldSRV",
-                                 "newTex",
-                                 "newBk",
-                                 "newSRV",
-                                 "texBuffer",
-                                 "texInfoBuffer",
-                                 "lightUAV",
-                                 "lightStaging",
-                                 "light",
-                                 "lightTexUAV",
-                                 "lightTexStaging",
-                                 "lightTex",
-                                 "controller",
-                                 "session",
-                                 "pool",
-                                 "output_texture",
-                                 "context",
-                                 "winrt_device",
-                                 "item",
-                                 "adapter",
-                                 "factory",
-                                 "device"};
+// The order in which everything that a session can hold is released. The engine unbinds its
+// resources and releases context and device before its own resources; the session's references to
+// both go later.
+const char kReleases[] = R"(
+frame_texture context.ClearState() context.Flush() context device texture rtv diffBuff RamBuff
+diffBuffUAV frameDiffCS getBitFlagCS resetDiffRectsCS oldTex oldBk oldSRV newTex newBk newSRV
+texBuffer texInfoBuffer lightUAV lightStaging light lightTexUAV lightTexStaging lightTex controller
+session pool output_texture context winrt_device item adapter factory device
+)";
 
 class EndOrder : public SessionTest {
  protected:
@@ -92,10 +64,11 @@ class EndOrder : public SessionTest {
     const Calls released = Only(Calls(last_line + 1, recording.end()),
                                 [](const auto& line) { return !line.starts_with("free("); });
     Calls expected;
-    for (const std::string name : kReleases) {
-      const size_t dot = name.find('.');
-      if (!names.Know(name.substr(0, dot))) continue;
-      expected.push_back(dot == std::string::npos ? name + ".Release()" : name);
+    std::istringstream releases(kReleases);
+    for (std::string call; releases >> call;) {
+      const size_t dot = call.find('.');
+      if (!names.Know(call.substr(0, dot))) continue;
+      expected.push_back(dot == std::string::npos ? call + ".Release()" : call);
     }
     EXPECT_EQ(names.Read(released, expected), Text(expected));
   }
@@ -103,7 +76,7 @@ class EndOrder : public SessionTest {
   Names names;
 };
 
-TEST_F(EndOrder, OfASessionThatWasNeverStarted) {
+TEST_F(EndOrder, SessionThatWasNeverStartedReleasesNothing) {
   Session session;
   ExpectEnd(session, List(kEmptyStop));
 }
@@ -119,7 +92,7 @@ TEST_F(EndOrder, IsTheSameWhetherOrNotTheItemHasClosed) {
 }
 
 // A staging texture, an output texture and a built engine.
-TEST_F(EndOrder, ReleasesAllThatFramesNeed) {
+TEST_F(EndOrder, ReleasesTexturesAndEngine) {
   Capture session({.detect = true});
   NameObjectsOfStart(1);
   // "= name" of the calls that make objects.
@@ -142,7 +115,7 @@ device.CreateTexture2D(64x48 mips 1 layers 1 format 87 samples 1/0
   ExpectEnd(session, List(kStop));
 }
 
-TEST_F(EndOrder, AfterAStartThatFoundNoItem) {
+TEST_F(EndOrder, StopsNothingAfterAStartThatFoundNoItem) {
   Session session;
   FailEveryCall("CreateForWindow");
   EXPECT_FALSE(session.Start());
@@ -152,7 +125,7 @@ TEST_F(EndOrder, AfterAStartThatFoundNoItem) {
 }
 
 // Pool and session are closed all the same; the registration that was made is revoked.
-TEST_F(EndOrder, AfterAStartThatDidNotRun) {
+TEST_F(EndOrder, ClosesPoolAndSessionAfterAStartThatDidNotRun) {
   Session session;
   FailEveryCall("StartCapture");
   EXPECT_FALSE(session.Start());
@@ -161,7 +134,7 @@ TEST_F(EndOrder, AfterAStartThatDidNotRun) {
 }
 
 // The objects of the second start are stopped and released, with the adapter of the first.
-TEST_F(EndOrder, AfterASecondStart) {
+TEST_F(EndOrder, ReleasesTheObjectsOfTheSecondStart) {
   Capture session;
   ContinueOnNewThread();
   ASSERT_TRUE(session.Start());
@@ -170,7 +143,7 @@ TEST_F(EndOrder, AfterASecondStart) {
 }
 
 // A pool that cannot be closed ends the stop sequence; destruction comes all the same.
-TEST_F(EndOrder, WithAPoolThatCannotBeClosed) {
+TEST_F(EndOrder, FailedCloseOfThePoolEndsTheStopSequence) {
   Capture session;
   NameObjectsOfStart(1);
   FailCalls("Close", {1}, Failure(E_ACCESSDENIED));

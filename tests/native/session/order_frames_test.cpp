@@ -102,7 +102,7 @@ class FrameOrder : public SessionTest {
   Names names;
 };
 
-TEST_F(FrameOrder, OfTheFirstFrameAndALaterOne) {
+TEST_F(FrameOrder, FirstFrameMakesWhatALaterOneReuses) {
   Capture session;
   ExpectFirstFrame(session, Pattern(64, 48));
   ExpectFrame(session, Pattern(64, 48, 2), {kOpen, kCopy, kMap, kUnmap, kEnd});
@@ -110,7 +110,7 @@ TEST_F(FrameOrder, OfTheFirstFrameAndALaterOne) {
 
 // The first frame builds the engine, becomes the old frame twice, and is read whole. Of an
 // unchanged frame the staging texture is not mapped.
-TEST_F(FrameOrder, OfFramesWithDetection) {
+TEST_F(FrameOrder, DetectionReadsChangedFramesOnly) {
   Capture session;
   const reference::Image picture = Pattern(64, 48);
   ExpectFirstFrame(session, picture);
@@ -120,21 +120,21 @@ TEST_F(FrameOrder, OfFramesWithDetection) {
   ExpectFrame(session, Pattern(64, 48, 2), {kOpen, kCopy, kDetect, kUpdateOld, kMap, kUnmap, kEnd});
 }
 
-TEST_F(FrameOrder, OfTextureOutput) {
+TEST_F(FrameOrder, TextureOutputCopiesToTheOutputTexture) {
   Capture session({.texture = true});
   ExpectFrame(session, Pattern(64, 48), {kOpen, kMakeOutput, kCopyToOutput, kEnd});
   ExpectFrame(session, Pattern(64, 48, 2), {kOpen, kCopyToOutput, kEnd});
 }
 
 // Neither the build nor a detection makes the frame the old one.
-TEST_F(FrameOrder, OfTextureOutputWithDetection) {
+TEST_F(FrameOrder, DetectionInTextureOutputKeepsTheOldFrame) {
   Capture session({.detect = true, .texture = true});
   ExpectFrame(session, Pattern(64, 48), {kOpen, kMakeOutput, kBuild, kCopyToOutput, kEnd});
   ExpectFrame(session, Pattern(64, 48), {kOpen, kDetect, kCopyToOutput, kEnd});
 }
 
 // The pool is recreated once the frame is read, and after the copy to the output texture.
-TEST_F(FrameOrder, OfANewContentSize) {
+TEST_F(FrameOrder, PoolIsRecreatedOnceTheFrameIsRead) {
   Capture session;
   ExpectFirstFrame(session, Pattern(64, 48));
   ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 2), {40, 30}));
@@ -148,7 +148,7 @@ TEST_F(FrameOrder, OfANewContentSize) {
 }
 
 // The first frame of a poll is kept. The next ones are taken and not even asked for their size.
-TEST_F(FrameOrder, OfSeveralFramesInOnePoll) {
+TEST_F(FrameOrder, LaterFramesOfAPollAreTakenAndDropped) {
   Capture session;
   ExpectFirstFrame(session, Pattern(64, 48));
   const auto texture = NewFrameTexture(Pattern(64, 48));
@@ -160,7 +160,7 @@ TEST_F(FrameOrder, OfSeveralFramesInOnePoll) {
 
 // The simple way, for a frame that the usual one could not read.
 
-TEST_F(FrameOrder, OfTheSimpleWayWithAFrameOnTheGpu) {
+TEST_F(FrameOrder, SimpleWayCopiesAFrameOfTheGpuToAStagingTexture) {
   Capture session;
   ExpectFirstFrame(session, Pattern(64, 48));
   FailCalls("Map", {1});
@@ -171,7 +171,7 @@ TEST_F(FrameOrder, OfTheSimpleWayWithAFrameOnTheGpu) {
   EXPECT_EQ(Pixels(poll), Pattern(64, 48, 2));
 }
 
-TEST_F(FrameOrder, OfTheSimpleWayWithAFrameThatTheCpuCanRead) {
+TEST_F(FrameOrder, SimpleWayMapsAFrameThatTheCpuCanRead) {
   Capture session;
   const auto texture =
       NewFrameTexture(Pattern(64, 48), DXGI_FORMAT_B8G8R8A8_UNORM, D3D11_USAGE_STAGING);
@@ -188,7 +188,7 @@ context.Map(source, 0, READ, 0)
 
 // Without memory for the buffer the usual way leaves its texture mapped, and the simple way is
 // tried; if that has no memory either, it leaves its own texture mapped, too.
-TEST_F(FrameOrder, OfBothWaysWithoutMemoryForTheBuffer) {
+TEST_F(FrameOrder, BothWaysLeaveTheirTextureMappedWithoutMemory) {
   Capture session;
   FailEveryCall("malloc", kGivesNothing);
   ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
@@ -200,7 +200,7 @@ TEST_F(FrameOrder, OfBothWaysWithoutMemoryForTheBuffer) {
 
 // Any failure of the frame's map but E_INVALIDARG goes on: the size is adopted, no row is copied,
 // the unmap names no texture, and the frame counts as read.
-TEST_F(FrameOrder, OfTheSimpleWayAfterAnyOtherFailureOfTheMap) {
+TEST_F(FrameOrder, SimpleWayGoesOnAfterAnyOtherFailureOfTheMap) {
   for (const HRESULT result : {E_OUTOFMEMORY, E_FAIL, DXGI_ERROR_DEVICE_REMOVED,
                                DXGI_ERROR_WAS_STILL_DRAWING, DXGI_ERROR_INVALID_CALL}) {
     SCOPED_TRACE(result);
@@ -220,18 +220,13 @@ TEST_F(FrameOrder, OfTheSimpleWayAfterAnyOtherFailureOfTheMap) {
 
 // The staging texture is made on the frame's device, with the frame's layout; the context is the
 // session's.
-TEST_F(FrameOrder, OfTheSimpleWayWithAFrameOfAnotherDevice) {
+TEST_F(FrameOrder, SimpleWayUsesTheDeviceAndTheLayoutOfTheFrame) {
   ExpectRefusals();
   Capture session;
   winrt::com_ptr<ID3D11Device> other;
   other.attach(fake::NewDevice());
-  D3D11_TEXTURE2D_DESC desc = fake::FrameDesc(64, 48, DXGI_FORMAT_R8G8B8A8_UNORM);
-  desc.MipLevels = 3;
-  desc.ArraySize = 2;
-  desc.SampleDesc = {4, 1};
-  desc.MiscFlags = D3D11_RESOURCE_MISC_SHARED;
   winrt::com_ptr<ID3D11Texture2D> texture;
-  texture.attach(fake::NewTexture(other.get(), desc));
+  texture.attach(fake::NewTexture(other.get(), LayeredFrameDesc(DXGI_FORMAT_R8G8B8A8_UNORM)));
   ASSERT_TRUE(fake::LastPool()->DeliverTexture(texture.get(), {64, 48}));
   FailCalls("CreateTexture2D", {1});
   const Calls recording = Recorded([&] { session.GetFrame(); });

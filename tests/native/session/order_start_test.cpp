@@ -58,7 +58,7 @@ class StartOrder : public SessionTest {
   Names names;
 };
 
-TEST_F(StartOrder, CapturesAWindow) {
+TEST_F(StartOrder, WindowIsCaptured) {
   Session session;
   ExpectStart(
       session,
@@ -66,7 +66,7 @@ TEST_F(StartOrder, CapturesAWindow) {
               List(kStarted)}));
 }
 
-TEST_F(StartOrder, CapturesAMonitor) {
+TEST_F(StartOrder, MonitorIsCaptured) {
   fake::settings.item_width = 1920;
   fake::settings.item_height = 1080;
   Session session(kMonitor);
@@ -78,7 +78,7 @@ TEST_F(StartOrder, CapturesAMonitor) {
 }
 
 // No export makes such a session; its monitor is written into it.
-TEST_F(StartOrder, PrefersTheWindowToTheMonitor) {
+TEST_F(StartOrder, WindowIsPreferredToTheMonitor) {
   Session session(kWindow);
   Read(TargetMonitor{}, *static_cast<WgcCaptureSession*>(session.handle())) = kMonitor;
   ASSERT_TRUE(session.Start());
@@ -86,7 +86,7 @@ TEST_F(StartOrder, PrefersTheWindowToTheMonitor) {
 }
 
 // Every step is done again with new objects; only the adapter is kept.
-TEST_F(StartOrder, RepeatsEveryStepInASecondStart) {
+TEST_F(StartOrder, SecondStartRepeatsEveryStep) {
   Capture session;
   ContinueOnNewThread();
   // What is still called by one of these names is then not found in the list.

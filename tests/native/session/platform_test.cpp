@@ -119,7 +119,7 @@ TEST_F(Platform, OnlyStagingTexturesCanBeRead) {
   context_->Unmap(staging.get(), 0);
 }
 
-TEST_F(Platform, ACopyBetweenDifferentTexturesIsDroppedAndReported) {
+TEST_F(Platform, CopyBetweenDifferentTexturesIsDroppedAndReported) {
   const auto narrow = NewTexture(8, 4);
   const auto wide = NewTexture(9, 4);
   fake::Draw(wide.get(), Pattern(9, 4));

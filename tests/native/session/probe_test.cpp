@@ -11,7 +11,7 @@ namespace {
 
 class SupportProbe : public SessionTest {};
 
-TEST_F(SupportProbe, AsksForTheEighthUniversalContractAndMakesNothing) {
+TEST_F(SupportProbe, AsksForTheEighthUniversalContractOnly) {
   const auto recording = Recorded([] { EXPECT_TRUE(is_wgc_session_supported()); });
   EXPECT_EQ(LinesWith("api_information1.Is", recording),
             std::vector<std::string>{"api_information1.IsApiContractPresent("

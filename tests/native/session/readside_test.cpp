@@ -24,7 +24,7 @@ Poll PollOverwriting(Session& session, void* reserved = nullptr) {
   return poll;
 }
 
-TEST_F(Polls, BeforeAnyFrameWriteZerosAndTheCursorSwitchAndLeaveTheFrame) {
+TEST_F(Polls, WriteZerosAndLeaveTheFrameBeforeTheFirst) {
   Session session;
   const auto expect_nothing = [&](bool cursor_enabled) {
     const Poll poll = PollOverwriting(session);
@@ -87,7 +87,7 @@ TEST_F(Polls, ReadingTheRatioResetsItAndPollsDoNot) {
   EXPECT_EQ(session.Ratio(), 0.0f);
 }
 
-TEST_F(Polls, AHostThatNeverPollsReceivesNoFrames) {
+TEST_F(Polls, HostThatNeverPollsReceivesNoFrames) {
   Capture session;
   DeliverAnySize(Pattern(64, 48));
   EXPECT_EQ(fake::LastPool()->FramesWaiting(), 1u);
@@ -127,7 +127,7 @@ TEST_F(Polls, DispatchMessagesThatArePostedMeanwhile) {
   EXPECT_EQ(fake::ThreadQueue()->Size(), 0u);
 }
 
-TEST_F(Polls, AWindowProcedureMayReadAndSwitchTheSession) {
+TEST_F(Polls, WindowProcedureMayReadAndSwitchTheSession) {
   Capture session;
   bool running = false;
   float ratio = -1.0f;
@@ -151,7 +151,7 @@ TEST_F(Polls, AWindowProcedureMayReadAndSwitchTheSession) {
   EXPECT_EQ(Pixels(session.GetFrame()), Pattern(64, 48, 1));
 }
 
-TEST_F(Polls, AWindowProcedureMayPoll) {
+TEST_F(Polls, WindowProcedureMayPoll) {
   Capture session;
   Poll inner;
   reference::Image inner_pixels;
@@ -168,7 +168,7 @@ TEST_F(Polls, AWindowProcedureMayPoll) {
   EXPECT_EQ(Pixels(outer), Pattern(64, 48, 2));
 }
 
-TEST_F(Polls, AWindowProcedureMayCreateStartAndDestroyAnotherSession) {
+TEST_F(Polls, WindowProcedureMayCreateStartAndDestroyAnotherSession) {
   fake::settings.several_queues_a_thread = true;
   Capture session;
   fake::FramePool* const pool = fake::LastPool();
@@ -183,7 +183,7 @@ TEST_F(Polls, AWindowProcedureMayCreateStartAndDestroyAnotherSession) {
   EXPECT_EQ(other_pixels, Pattern(64, 48, 5));
 }
 
-TEST_F(Polls, OfOneSessionDeliverTheFramesOfAllOnTheThread) {
+TEST_F(Polls, DeliverTheFramesOfAllSessionsOfTheThread) {
   fake::settings.several_queues_a_thread = true;
   Capture first;
   fake::FramePool* const first_pool = fake::LastPool();
@@ -195,7 +195,7 @@ TEST_F(Polls, OfOneSessionDeliverTheFramesOfAllOnTheThread) {
   EXPECT_EQ(Pixels(first.GetFrame()), Pattern(64, 48, 1));
 }
 
-TEST_F(Polls, OnAnotherThreadBringNoFramesAndReportWhatIsThere) {
+TEST_F(Polls, BringNoFramesOnAnotherThread) {
   Capture session;
   const auto poll_elsewhere = [&] {
     return std::async(std::launch::async, [&] { return session.GetFrame(); }).get();

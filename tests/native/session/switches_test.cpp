@@ -64,7 +64,7 @@ TEST_F(Switches, ReachACaptureThatHasClosedOrDidNotStart) {
   }
 }
 
-TEST_F(Switches, KeepNoAnswerOfThePlatform) {
+TEST_F(Switches, AskThePlatformEachTime) {
   Session session;
   fake::settings.cursor_property_present = false;
   EXPECT_FALSE(session.EnableCursor(true));
@@ -76,7 +76,7 @@ TEST_F(Switches, KeepNoAnswerOfThePlatform) {
   EXPECT_TRUE(CursorOf(session));
 }
 
-TEST_F(Switches, WithoutTheCursorPropertyRefuseToEnableAndAcceptToDisable) {
+TEST_F(Switches, CursorWithoutThePropertyCanOnlyBeDisabled) {
   fake::settings.cursor_property_present = false;
   Session session;
   EXPECT_FALSE(session.EnableCursor(true));
@@ -91,7 +91,7 @@ TEST_F(Switches, WithoutTheCursorPropertyRefuseToEnableAndAcceptToDisable) {
   EXPECT_EQ(TakeLog().back(), (LogLine{3, "Winrt exception:-2147467262"}));
 }
 
-TEST_F(Switches, WithoutTheBorderPropertyRefuseToHideAndAcceptToShow) {
+TEST_F(Switches, BorderWithoutThePropertyCanOnlyBeShown) {
   fake::settings.border_property_present = false;
   Session session;
   EXPECT_FALSE(session.ShowBorder(false));
@@ -127,7 +127,7 @@ TEST_F(Switches, CaptureToTextureTakesEffectWithTheNextFrameAndPoll) {
   EXPECT_EQ(Pixels(session.Show(Pattern(64, 48, 2))), Pattern(64, 48, 2));
 }
 
-TEST_F(Switches, OfTwoSessionsAreApart) {
+TEST_F(Switches, OfTwoSessionsAreIndependent) {
   Session first;
   Session second;
   EXPECT_TRUE(first.EnableCursor(true));

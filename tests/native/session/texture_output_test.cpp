@@ -21,12 +21,8 @@ class TextureOutput : public SessionTest {
 
 TEST_F(TextureOutput, IsATextureOfTheSessionsDeviceThatCanBeDrawnTo) {
   Capture session({.texture = true});
-  D3D11_TEXTURE2D_DESC desc = fake::FrameDesc(64, 48);
-  desc.MipLevels = 2;
-  desc.ArraySize = 3;
-  desc.SampleDesc = {4, 1};
-  desc.MiscFlags = D3D11_RESOURCE_MISC_SHARED;
-  ASSERT_TRUE(fake::LastPool()->DeliverTexture(NewFrameTexture(desc).get(), {64, 48}));
+  ASSERT_TRUE(
+      fake::LastPool()->DeliverTexture(NewFrameTexture(LayeredFrameDesc()).get(), {64, 48}));
   const Poll poll = session.GetFrame();
   ASSERT_TRUE(poll.available);
   EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(64u, 48u));
@@ -102,7 +98,7 @@ TEST_F(TextureOutput, IsReplacedForAnotherWidthHeightOrFormatOnly) {
   }
 }
 
-TEST_F(TextureOutput, AReplacedTextureStaysTheHostsAndIsNotWrittenAgain) {
+TEST_F(TextureOutput, ReplacedTextureStaysTheHostsAndIsNotWrittenAgain) {
   Capture session({.texture = true});
   const Poll old = session.Show(Pattern(64, 48, 1));
   EXPECT_EQ(Pixels(session.Show(Pattern(32, 24, 2))), Pattern(32, 24, 2));
@@ -111,7 +107,7 @@ TEST_F(TextureOutput, AReplacedTextureStaysTheHostsAndIsNotWrittenAgain) {
   EXPECT_EQ(Pixels(old), Pattern(64, 48, 1));
 }
 
-TEST_F(TextureOutput, TurnedOnReportsTheTextureLeftFromEarlierIfAny) {
+TEST_F(TextureOutput, SwitchedOnReportsTheTextureOfEarlierFramesIfAny) {
   Capture session;
   session.Show(Pattern(64, 48));
   session.ToTexture(true);
@@ -127,7 +123,7 @@ TEST_F(TextureOutput, TurnedOnReportsTheTextureLeftFromEarlierIfAny) {
   EXPECT_EQ(Pixels(session.GetFrame()), Pattern(64, 48, 2));
 }
 
-TEST_F(TextureOutput, TurnedOffReportsTheBufferAsItWasWithTheSizeOfTheLastFrame) {
+TEST_F(TextureOutput, SwitchedOffReportsTheBufferAsItWasWithTheSizeOfTheLastFrame) {
   Capture session;
   const Poll buffer = session.Show(Pattern(64, 48, 1));
   session.ToTexture(true);
