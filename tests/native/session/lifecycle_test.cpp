@@ -163,13 +163,6 @@ TEST_F(Lifecycle, DeviceIsBorrowedAndTheSameOnEveryCall) {
   EXPECT_EQ(device, fake::LastPool()->Direct3DDevice());
 }
 
-TEST_F(Lifecycle, DeviceWithoutComputeProgramsIsAccepted) {
-  fake::settings.feature_level = D3D_FEATURE_LEVEL_10_0;
-  FailEveryCall("CreateComputeShader", Failure(E_INVALIDARG));
-  Capture session;
-  EXPECT_TRUE(session.Show(Pattern(64, 48)).available);
-}
-
 // A second start.
 
 // Direct3D does not let resources of two devices meet.
