@@ -7,12 +7,12 @@
 #include <cstring>
 
 #include "diff/FrameDiffRectsCS.h"
+#include "diff/diff_rects.h"
 #include "wgc_library.h"
 
 namespace bench {
 namespace {
 
-constexpr uint32_t kTile = 32;        // pixels
 constexpr uint32_t kGroup = 16;       // threads along a side of a group
 constexpr uint32_t kWordsPerRow = 4;  // flag words of a row of tiles
 
@@ -30,31 +30,17 @@ BareFrames::BareFrames(const Gpu& gpu, Size size)
     : device_(gpu.device()),
       context_(gpu.context()),
       size_(size),
-      tile_rows_(DivideUp(size.height, kTile)),
+      tile_rows_(DivideUp(size.height, kTileSize)),
       buffer_(static_cast<size_t>(size.width) * size.height) {
-  D3D11_TEXTURE2D_DESC desc = {};
-  desc.Width = size.width;
-  desc.Height = size.height;
-  desc.MipLevels = 1;
-  desc.ArraySize = 1;
-  desc.Format = DXGI_FORMAT_B8G8R8A8_UNORM;
-  desc.SampleDesc.Count = 1;
-  desc.Usage = D3D11_USAGE_STAGING;
-  desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
+  const CD3D11_TEXTURE2D_DESC desc(DXGI_FORMAT_B8G8R8A8_UNORM, size.width, size.height, 1, 1, 0,
+                                   D3D11_USAGE_STAGING, D3D11_CPU_ACCESS_READ);
   Made(device_->CreateTexture2D(&desc, nullptr, staging_.Put()));
   output_ = MakeTexture(DXGI_FORMAT_B8G8R8A8_UNORM, D3D11_BIND_RENDER_TARGET);
   BuildDetection();
 }
 
 Ref<ID3D11Texture2D> BareFrames::MakeTexture(DXGI_FORMAT format, UINT bind_flags) {
-  D3D11_TEXTURE2D_DESC desc = {};
-  desc.Width = size_.width;
-  desc.Height = size_.height;
-  desc.MipLevels = 1;
-  desc.ArraySize = 1;
-  desc.Format = format;
-  desc.SampleDesc.Count = 1;
-  desc.BindFlags = bind_flags;
+  const CD3D11_TEXTURE2D_DESC desc(format, size_.width, size_.height, 1, 1, bind_flags);
   Ref<ID3D11Texture2D> texture;
   Made(device_->CreateTexture2D(&desc, nullptr, texture.Put()));
   return texture;
@@ -95,10 +81,10 @@ void BareFrames::BuildDetection() {
   desc.MiscFlags = 0;
   Made(device_->CreateBuffer(&desc, nullptr, flags_copy_.Put()));
 
-  const uint32_t tile_columns = DivideUp(size_.width, kTile);
-  difference_constants_ = MakeConstants({size_.width, size_.height, kTile, kTile});
+  const uint32_t tile_columns = DivideUp(size_.width, kTileSize);
+  difference_constants_ = MakeConstants({size_.width, size_.height, kTileSize, kTileSize});
   flag_constants_ =
-      MakeConstants({kWordsPerRow, tile_rows_, tile_columns, DivideUp(tile_columns, kTile)});
+      MakeConstants({kWordsPerRow, tile_rows_, tile_columns, DivideUp(tile_columns, kTileSize)});
   Made(device_->CreateComputeShader(szResetDiffRectsCS, sizeof(szResetDiffRectsCS), nullptr,
                                     reset_program_.Put()));
   Made(device_->CreateComputeShader(szFrameDiffRectsCS, sizeof(szFrameDiffRectsCS), nullptr,
@@ -136,8 +122,8 @@ void BareFrames::ReadBack() {
 }
 
 void BareFrames::Detect(ID3D11Texture2D* frame) {
-  const uint32_t groups_across = DivideUp(size_.width, kTile * kGroup);
-  const uint32_t groups_down = DivideUp(size_.height, kTile * kGroup);
+  const uint32_t groups_across = DivideUp(size_.width, kTileSize * kGroup);
+  const uint32_t groups_down = DivideUp(size_.height, kTileSize * kGroup);
   ID3D11UnorderedAccessView* const flags[] = {flags_view_.Get()};
   ID3D11UnorderedAccessView* const measures_and_flags[] = {measures_view_.Get(), flags_view_.Get()};
   ID3D11ShaderResourceView* const frames[] = {new_view_.Get(), old_view_.Get()};

@@ -150,15 +150,8 @@ HRESULT FramePool::Fill(IDirect3DDevice* device, INT32 number_of_buffers, SizeIn
       access->GetInterface(__uuidof(ID3D11Device), reinterpret_cast<void**>(d3d_device.Put()));
   if (FAILED(found)) return found;
 
-  D3D11_TEXTURE2D_DESC desc = {};
-  desc.Width = size.Width;
-  desc.Height = size.Height;
-  desc.MipLevels = 1;
-  desc.ArraySize = 1;
-  desc.Format = DXGI_FORMAT_B8G8R8A8_UNORM;
-  desc.SampleDesc.Count = 1;
-  desc.Usage = D3D11_USAGE_DEFAULT;
-  desc.BindFlags = D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET;
+  const CD3D11_TEXTURE2D_DESC desc(DXGI_FORMAT_B8G8R8A8_UNORM, size.Width, size.Height, 1, 1,
+                                   D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET);
   frames_.clear();
   for (INT32 i = 0; i < number_of_buffers; ++i) {
     Ref<ID3D11Texture2D> texture;

@@ -20,12 +20,16 @@
 #include <stdexcept>
 
 #include "comparison.h"
+#include "diff/diff_rects.h"
 
 namespace shader_bench {
 namespace {
 
 using winrt::check_hresult;
 using winrt::com_ptr;
+
+// The bench on Vulkan cannot read the library's header.
+static_assert(kTileEdge == kTileSize);
 
 class Compiler {
  public:
@@ -94,8 +98,8 @@ class D3d11Device : public Device {
     size_ = size;
     before_ = MakeFrame(before);
     after_ = MakeFrame(after);
-    D3D11_TEXTURE2D_DESC description =
-        Describe({Columns(size), Rows(size)}, DXGI_FORMAT_R32_SINT, D3D11_BIND_UNORDERED_ACCESS);
+    CD3D11_TEXTURE2D_DESC description(DXGI_FORMAT_R32_SINT, Columns(size), Rows(size), 1, 1,
+                                      D3D11_BIND_UNORDERED_ACCESS);
     measures_ = nullptr;
     check_hresult(device_->CreateTexture2D(&description, nullptr, measures_.put()));
     measures_view_ = nullptr;
@@ -134,21 +138,9 @@ class D3d11Device : public Device {
   }
 
  private:
-  static D3D11_TEXTURE2D_DESC Describe(const Size& size, DXGI_FORMAT format, UINT bind_flags) {
-    D3D11_TEXTURE2D_DESC description = {};
-    description.Width = size.width;
-    description.Height = size.height;
-    description.MipLevels = 1;
-    description.ArraySize = 1;
-    description.Format = format;
-    description.SampleDesc.Count = 1;
-    description.BindFlags = bind_flags;
-    return description;
-  }
-
   com_ptr<ID3D11ShaderResourceView> MakeFrame(const Pixels& pixels) {
-    const D3D11_TEXTURE2D_DESC description =
-        Describe(size_, DXGI_FORMAT_B8G8R8A8_UNORM, D3D11_BIND_SHADER_RESOURCE);
+    const CD3D11_TEXTURE2D_DESC description(DXGI_FORMAT_B8G8R8A8_UNORM, size_.width, size_.height,
+                                            1, 1, D3D11_BIND_SHADER_RESOURCE);
     const D3D11_SUBRESOURCE_DATA data = {pixels.data(),
                                          static_cast<UINT>(size_.width * sizeof(uint32_t)), 0};
     com_ptr<ID3D11Texture2D> texture;

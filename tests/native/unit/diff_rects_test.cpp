@@ -17,6 +17,10 @@ namespace {
 
 using reference::FieldsOf;
 
+// The reference has its own numbers. Change them together, and every picture that is worked out by
+// hand with them.
+static_assert(kTileSize == reference::kTileSize);
+
 constexpr uint32_t kRowWords = reference::kWordsPerRow;
 
 uint32_t Bits(uint32_t first, uint32_t last) {
