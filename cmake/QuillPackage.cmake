@@ -1,4 +1,4 @@
-# What is delivered: the layout of an installation, and the zip of it that cpack makes.
+# The layout of an installation, and the zip of it that cpack makes.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS quill-wgc RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
@@ -7,7 +7,7 @@ if(TARGET quill-grab)
 endif()
 if(MINGW)
   install(FILES $<TARGET_FILE:quill-wgc>.debug DESTINATION bin)
-  # The import library in the form that Visual Studio's linker reads.
+  # The import library in the format of Visual Studio's linker.
   find_program(QUILL_WGC_LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14)
   if(QUILL_WGC_LLVM_DLLTOOL)
     set(import_library ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/quill-wgc.lib)
@@ -28,7 +28,7 @@ else()
 endif()
 install(FILES include/libquill_wgc.h DESTINATION include)
 
-# Written by hand, because one installation serves two tool chains: each has its import library.
+# Written by hand, because one installation has import libraries for two tool chains.
 configure_package_config_file(cmake/quill-wgc-config.cmake.in quill-wgc-config.cmake
   INSTALL_DESTINATION lib/cmake/quill-wgc
   NO_CHECK_REQUIRED_COMPONENTS_MACRO)
@@ -43,7 +43,7 @@ install(FILES LICENSE README.md CHANGELOG.md DESTINATION share/doc/quill-wgc)
 install(DIRECTORY docs DESTINATION share/doc/quill-wgc
   FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg)
 
-# quill_license(NAME FILE): the licence of somebody else's code that ends up in our binaries.
+# quill_license(NAME FILE): installs the licence of third-party code that is part of our binaries.
 function(quill_license name file)
   if(EXISTS ${file})
     install(FILES ${file} DESTINATION share/licenses/${name})
@@ -53,7 +53,7 @@ function(quill_license name file)
 endfunction()
 
 if(MINGW)
-  # The C and C++ runtimes are linked in.
+  # The C and C++ runtimes are linked statically.
   quill_license(mingw-w64 /usr/share/doc/mingw-w64-common/copyright)
   quill_license(gcc /usr/share/doc/gcc-mingw-w64-base/copyright)
 endif()
@@ -69,7 +69,7 @@ if(TARGET quill-grab)
   if(QUILL_GRAB_CHART_JS MATCHES "^/usr/share/javascript/")
     quill_license(chart.js /usr/share/doc/libjs-chart.js/copyright)
   elseif(QUILL_GRAB_CHART_JS)
-    # As in the npm package, where the script lies in dist/.
+    # The npm package has the script in dist/ and its licence beside that folder.
     cmake_path(GET QUILL_GRAB_CHART_JS PARENT_PATH chart_js_folder)
     quill_license(chart.js ${chart_js_folder}/../LICENSE.md)
   endif()

@@ -1,6 +1,6 @@
-# Run by cpack behind its own work. With SOURCE_DATE_EPOCH in the environment cpack gives all files
-# one date, but still packs the owner's numbers and the order of the file system: here the same
-# files are packed again without either.
+# cpack runs this after it has packed the files. With SOURCE_DATE_EPOCH in the environment cpack gives
+# all files one date, but still packs the owner's user and group IDs, and the files in the order of the
+# file system. This packs the same files again, sorted and without IDs.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   return()
 endif()

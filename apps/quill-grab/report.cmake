@@ -4,7 +4,7 @@ add_library(quill_grab_json INTERFACE)
 get_target_property(json_include_dir nlohmann_json::nlohmann_json INTERFACE_INCLUDE_DIRECTORIES)
 list(GET json_include_dir 0 json_include_dir)
 if(CMAKE_CROSSCOMPILING)
-  # As with CLI11: nothing else of the build machine's /usr/include.
+  # As with CLI11, keep the other headers of /usr/include out.
   file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/json)
   file(CREATE_LINK ${json_include_dir}/nlohmann ${CMAKE_CURRENT_BINARY_DIR}/json/nlohmann SYMBOLIC)
   set(json_include_dir ${CMAKE_CURRENT_BINARY_DIR}/json)
@@ -29,7 +29,7 @@ if(NOT QUILL_GRAB_CHART_JS)
 endif()
 configure_file(${QUILL_GRAB_CHART_JS} ${CMAKE_CURRENT_BINARY_DIR}/page/chart.min.js COPYONLY)
 
-# A linker takes no resources from a static library, so each program compiles them.
+# Linkers take no resources from static libraries, so each program compiles them.
 target_sources(quill_grab_parts INTERFACE ${CMAKE_CURRENT_SOURCE_DIR}/page/report.rc)
 target_include_directories(quill_grab_parts INTERFACE ${CMAKE_CURRENT_BINARY_DIR}/page)
 set_property(SOURCE ${CMAKE_CURRENT_SOURCE_DIR}/page/report.rc PROPERTY OBJECT_DEPENDS
