@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""scripts/check: reads the sources, runs nothing.
+"""Checks the sources without running them.
 
-Checks the layout of every C and C++ file with clang-format; runs clang-tidy over the library,
-quill-grab, the stand-in and the tools; and has clang read, with warnings as errors, the sources of
-the tests and benches, each for the target that it is built for, and the library's headers one by
-one. Prints only what it finds. A source without findings is read again only when it, a header that
-it includes, .clang-tidy, the flags or clang change.
+clang-format checks the layout of every C and C++ file; clang-tidy checks the library, quill-grab, the
+examples, the stand-in and the tools; clang compiles, with warnings as errors, the sources of the tests
+and benches, each for its own target, and the library's headers one by one. Prints only findings. A
+source without findings is checked again only when it, one of its headers, .clang-tidy, the flags or
+clang change.
 """
 import hashlib
 import json
@@ -17,14 +17,14 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FOLDER = pathlib.Path("build/check")
 GOOGLETEST = "/usr/src/googletest"
-# What only Linux builds: the fake platform and all that runs on it.
+# Built for Linux only: the fake platform and everything that runs on it.
 NATIVE = ("bench/native/", "tests/native/")
-# What Windows builds as well.
+# Built for Windows, too.
 EVERYWHERE = ("tests/native/unit/",)
-# Reading these headers takes longer than reading most tests. As every source is read after them, a
-# source that forgets to include one of them, or what they include, is not found here.
+# Compiling these headers takes longer than compiling most tests. Every source is compiled after them, so
+# the check does not notice a missing include of one of them, or of a header that they include.
 PRECOMPILED = ("gtest/gtest.h", "windows.h", "d3d11.h")
-# Needs headers that nothing else does.
+# Needs headers that nothing else needs.
 LEFT_OUT = ("bench/shaders/vulkan/",)
 
 
@@ -42,8 +42,8 @@ def layout_is_right(files):
 
 
 def configure(preset):
-    """Its commands by source: of each that of the target it belongs to, which CMake names before the
-    tests and benches that compile it once more."""
+    """Configures the preset and returns its commands by source. If tests or benches compile a source
+    again, the command is that of the source's own target, which CMake lists first."""
     done = subprocess.run(["cmake", "--preset", preset], stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, text=True, check=False)
     if done.returncode != 0:
@@ -55,14 +55,14 @@ def configure(preset):
 
 
 def write(path, text):
-    """Leaves a file alone that holds the text already: what was made of it is still good."""
+    """Writes the text unless the file holds it already, so that Ninja rebuilds nothing."""
     path.parent.mkdir(parents=True, exist_ok=True)
     if not path.exists() or path.read_text(encoding="utf-8") != text:
         path.write_text(text, encoding="utf-8")
 
 
 def windows_library():
-    """clang does not find the posix flavour of g++'s library headers by itself."""
+    """The flags for g++'s library headers with POSIX threads, which clang does not find by itself."""
     runtime = output_of("x86_64-w64-mingw32-g++-posix", "-print-libgcc-file-name").strip()
     library = f"{os.path.dirname(runtime)}/include/c++"
     return [f"-isystem{library}", f"-isystem{library}/x86_64-w64-mingw32"]
@@ -73,8 +73,8 @@ def stamp_of(kind, source):
 
 
 def tidy(preset, extra, groups):
-    """Groups of sources by name. clang-tidy takes most of its time for the system's headers, so a
-    group is read at once, as one source that includes the others."""
+    """Yields the readings of clang-tidy. groups: lists of sources by name. clang-tidy spends most of its
+    time on the system's headers, so it reads a group as one source that includes the others."""
     entries = configure(preset)
     database = []
     folder = FOLDER / preset
@@ -89,7 +89,7 @@ def tidy(preset, extra, groups):
         first = entries[paths[0]]
         database.append({**first, "file": str(ROOT / together),
                          "command": first["command"].replace(paths[0], str(ROOT / together))})
-        # Ninja sees by the commands that the build's flags have changed.
+        # The key makes Ninja notice that the build's flags have changed.
         key = digest("".join(entries[path]["command"] for path in paths))
         yield (together, "tidy", f": {key}; clang-tidy -p {folder} --quiet "
                                  f"--config-file=.clang-tidy --checks=-bugprone-suspicious-include "
@@ -109,7 +109,7 @@ def syntax(flags, sources, kind="syntax", needed=""):
 
 
 def after_precompiled(name, flags, sources):
-    """What syntax() gives, after a header that holds PRECOMPILED."""
+    """Yields what syntax() does, with the PRECOMPILED headers in front."""
     header = FOLDER / f"{name}.h"
     write(header, "".join(f"#include <{file}>\n" for file in PRECOMPILED))
     for _, kind, reading, needed in syntax([*flags, "-x c++-header"], [header], "header"):
@@ -119,11 +119,11 @@ def after_precompiled(name, flags, sources):
 
 
 def readings(files):
-    """(source, kind, command, what it needs besides) of everything that clang reads."""
+    """Yields (source, kind, command, further dependency) of everything that clang reads."""
     sources = [name for name in files if name.endswith(".cpp") and not name.startswith(LEFT_OUT)]
     library = windows_library()
     yield from tidy("native", [], {"src": [name for name in sources if name.startswith("src/")]})
-    # The files of apps/, examples/ and tools/ have names in common.
+    # wine/ is read by folder; elsewhere files of one folder define the same names.
     groups = {}
     for name in sources:
         if name.startswith(("apps/", "examples/", "tools/", "wine/")):
@@ -150,7 +150,7 @@ def readings(files):
 
 
 def write_ninja_file(edges):
-    """One edge for each reading, with a log that stays when something was found."""
+    """Writes one edge for each reading, which keeps its log if there are findings."""
     lines = [f"builddir = {FOLDER}",
              "rule read", f"  command = : {digest(output_of('clang++', '--version'))}; "
              "{ $reading; } >$out.log 2>&1 && rm $out.log && touch $out",

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""Tells what of src/ and projection/ the native tests reach.
+"""Shows which lines and branches of src/ and projection/ the native tests reach.
 
 Builds the preset native-coverage, runs its tests and prints, for each file, the share of lines and
-branches that ran, and the lines that did not, or of which a branch was never taken. Fails when a
-test does, and below 98 % of the lines or 90 % of the branches.
+branches that ran, the lines that did not run, and the lines with a branch that was never taken. Fails
+when a test fails, and below 98 % of the lines or 90 % of the branches.
 
-Reads gcov's own JSON. An inline function has a copy in every object, of which the linker keeps one.
-gcovr 5.2 of Debian 12 reads gcov's text instead, which does not tell of code that never ran which
-branches belong to exceptions: --exclude-throw-branches would keep those of all the unused copies.
+Reads gcov's JSON. An inline function has a copy in every object, of which the linker keeps one. gcovr
+5.2 of Debian 12 reads gcov's text instead, which does not say which branches of unexecuted code belong
+to exceptions: --exclude-throw-branches would keep those of all the unused copies.
 """
 
 import collections
@@ -24,7 +24,7 @@ MIN_BRANCH_PERCENT = 90
 
 
 class FileCounts:
-    """Of one source file: how often each line ran, and each branch of each function on a line."""
+    """How often each line of a source file ran, and each branch of each function on a line."""
 
     def __init__(self, path):
         self.source = path.read_text(encoding="utf-8").splitlines()
@@ -33,20 +33,20 @@ class FileCounts:
 
     def add(self, functions, line):
         number = line["line_number"]
-        # A line of braces alone is clean-up, some of it for exceptions only.
+        # A line with only braces is clean-up code, some of it for exceptions only.
         if not any(character.isalnum() for character in self.source[number - 1]):
             return
         self.lines[number] += line["count"]
         taken = []
         for branch in line["branches"]:
             if branch["throw"]:
-                # Every call that may throw is a branch to gcov: on to the code behind it, listed
-                # first, or to the clean-up. The source has no such choice, so neither counts.
+                # For gcov every call that may throw is a branch: to the code that follows, which is
+                # listed first, or to the clean-up. The source has no branch there, so count neither.
                 taken.pop()
             else:
                 taken.append(branch["count"])
-        # The instances of a template begin at the same place and are one piece of source, as long
-        # as they have the same branches. A lambda begins elsewhere than the function around it.
+        # The instances of a template begin at the same place and count as one function if they have
+        # the same branches. A lambda begins at another place than the function around it.
         key = (number, functions.get(line.get("function_name")), len(taken))
         known = self.branches.setdefault(key, [0] * len(taken))
         self.branches[key] = [a + b for a, b in zip(known, taken)]
@@ -71,7 +71,7 @@ def build_and_test():
     run("scripts/setup")
     print("Building for Linux with coverage counters", flush=True)
     run("scripts/build", "native-coverage")
-    # Counters add up over runs, and the objects of sources that are gone would count as unreached.
+    # Counters accumulate over runs, and objects of deleted sources would count as not reached.
     for counters in BUILD.rglob("*.gcda"):
         counters.unlink()
     run("ninja", "-C", BUILD, "--quiet", "-t", "cleandead")
@@ -80,8 +80,8 @@ def build_and_test():
 
 def read_counts():
     notes = [path for path in BUILD.rglob("*.gcno") if path.with_suffix(".o").exists()]
-    # An object that no test program is linked from has notes and no counters; gcov says so and
-    # takes it for not run.
+    # An object that is in no test program has notes but no counters; gcov prints a message and counts
+    # it as not run.
     gcov = subprocess.run(["gcov", "--branch-probabilities", "--json-format", "--stdout", *notes],
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
     counts = {}
@@ -106,7 +106,7 @@ def percent(missed, whole):
 
 
 def ranges(numbers):
-    """12, 13, 14, 20 as "12-14 20"."""
+    """Writes 12, 13, 14, 20 as "12-14 20"."""
     spans = []
     for number in sorted(set(numbers)):
         if spans and spans[-1][1] == number - 1:

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Tells whether the tests notice defects.
+"""Checks that the tests notice defects.
 
-Puts each defect of an area's list, tools/mutations/AREA.toml, into a copy of the sources, one at a
-time, builds the copy and runs the tests that see the area. A defect is noticed when a test fails.
-Reports those that were not; fails when one of them has no reason of its own in the list, or below
-95 % noticed in an area.
+Puts each defect in an area's list, tools/mutations/AREA.toml, into a copy of the sources, one at a time,
+builds the copy and runs the tests of the area. A defect is noticed when a test fails. Prints the defects
+that were not noticed; fails when one of them has no reason in the list, or when less than 95 % of an
+area were noticed.
 """
 
 import argparse
@@ -20,13 +20,13 @@ import tomllib
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 LISTS = ROOT / "tools" / "mutations"
-# Holds a copy of the sources for each preset, with the build folder, and the Wine prefix, inside.
+# Contains a copy of the sources for each preset, with its build folder and Wine prefix.
 TREES = ROOT / "build" / "mutate"
 MIN_NOTICED_PERCENT = 95
 
-# Left without a use, a variable is a warning; that is not how a defect should be found.
+# A defect may leave a variable unused. The warning must not count as noticing the defect.
 CONFIGURATION = {
-    # Nobody looks for the defects with a debugger, and most of the time goes into linking.
+    # Without debug information and with a fast linker, because linking takes most of the time.
     "native": ["-D", "QUILL_WGC_WERROR=OFF", "-D", "CMAKE_CXX_FLAGS_DEBUG=-O1",
                "-D", "CMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold"],
     "mingw": ["-D", "QUILL_WGC_WERROR=OFF"],
@@ -37,15 +37,15 @@ CONFIGURATION = {
 class Area:
     preset: str
     targets: list
-    # The options of ctest that choose the tests that see the area; the second list's tests run only
-    # when the first's notice nothing.
+    # The options of ctest that select the area's tests. The tests of the second list run only when those
+    # of the first notice nothing.
     tests: list
     under_wine: bool
-    test_seconds: int  # A defect may make a loop endless; no sound test takes nearly as long.
+    test_seconds: int  # A defect may cause an endless loop. No correct test takes nearly as long.
 
 
 AREAS = {
-    # Without the soak and the replays of the fuzz programs, which do not name what broke.
+    # Without the soak and the fuzz programs, whose failures do not name the behaviour that broke.
     "src": Area("native", targets=["session_tests", "unit_diff_rects_test",
                                    "unit_frame_buffer_capacity_test", "unit_wgc_log_test"],
                 tests=[["-R", "^(session|unit)_", "-E", "^session_(soak|failures_)"],
@@ -81,7 +81,7 @@ def read_list(area):
     for mutation in mutations:
         count = (ROOT / mutation["file"]).read_text(encoding="utf-8").count(mutation["old"])
         if count != 1:
-            fail(f"{mutation['file']} holds this {count} times instead of once; mend "
+            fail(f"{mutation['file']} contains this {count} times instead of once; correct "
                  f"{path.relative_to(ROOT)}:\n{mutation['old']}")
     return mutations
 
@@ -92,7 +92,7 @@ def copy_sources(tree):
     sources = {name for name in names if (ROOT / name).is_file()}
     for name in sources:
         source, target = ROOT / name, tree / name
-        # What is the same keeps its time stamp, and need not be built again.
+        # Unchanged files keep their time stamps, so that they are not built again.
         if not target.exists() or target.read_bytes() != source.read_bytes():
             target.parent.mkdir(parents=True, exist_ok=True)
             shutil.copyfile(source, target)
@@ -115,10 +115,10 @@ class Copy:
         self.list = list_of(area).relative_to(ROOT)
 
     def run(self, *command):
-        # Neither the prefix nor the stand-in of a with-wine around this one.
+        # Do not use the prefix or the stand-in of an outer with-wine.
         environment = {name: value for name, value in os.environ.items()
                        if not name.startswith("QUILL_WGC_")}
-        # One case that fails is enough.
+        # One failing case is enough.
         environment["GTEST_FAIL_FAST"] = "1"
         return subprocess.run(command, cwd=self.tree, env=environment, stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
@@ -154,7 +154,7 @@ class Copy:
             result = step()
             if result.returncode != 0:
                 print(result.stdout, file=sys.stderr)
-                fail("the sources as they are do not pass their tests")
+                fail("the unchanged sources do not pass their tests")
 
     def is_noticed(self, mutation):
         path = self.tree / mutation["file"]
@@ -164,7 +164,7 @@ class Copy:
             built = self.build()
             if built.returncode != 0:
                 print(built.stdout, file=sys.stderr)
-                fail(f"this does not compile; mend {self.list}:\n{describe(mutation)}")
+                fail(f"this does not compile; correct {self.list}:\n{describe(mutation)}")
             return any(self.test(selection).returncode != 0
                        for selection in self.tests_of(mutation))
         finally:
@@ -178,7 +178,7 @@ def describe(mutation):
 
 
 def try_defects(area, mutations, only, before):
-    """The figures of one area. `before`: those of the run to go on from."""
+    """Returns the figures of one area. before: those of the run to continue."""
     chosen = list(enumerate(mutations, 1))
     noticed_before = 0
     if only:
@@ -206,7 +206,7 @@ def try_defects(area, mutations, only, before):
     noticed = defects - len(survivors)
     print(f"{area}: {noticed} of {defects} defects noticed: {100 * noticed / defects:.1f} %")
     for mutation in survivors:
-        print(f"  {describe(mutation)}\n    {mutation.get('unseen', 'No reason is known.')}")
+        print(f"  {describe(mutation)}\n    {mutation.get('unseen', 'No reason given.')}")
     return {
         "tried": len(chosen),
         "defects": defects,
@@ -220,27 +220,27 @@ def try_defects(area, mutations, only, before):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("areas", nargs="*", metavar="AREA",
-                        help=f"of {', '.join(AREAS)}; all when none is named")
+                        help=f"one of {', '.join(AREAS)}; default: all")
     parser.add_argument("--check", action="store_true",
-                        help="only see whether every defect of the lists still has its place")
+                        help="only check that every defect in the lists matches its file")
     parser.add_argument("--only", metavar="FROM-TO",
-                        help="defects of one area by number, counted from 1")
+                        help="try only these defects of one area, counted from 1")
     parser.add_argument("--json", metavar="FILE", type=pathlib.Path,
-                        help="write each area's figures there; those of other areas stay")
+                        help="write each area's figures to FILE, which keeps those of other areas")
     parser.add_argument("--again", action="store_true",
-                        help="only those that were not noticed by the run that wrote FILE; the "
-                             "others count as they did then. All of an area that FILE lacks")
+                        help="try only the defects that the run that wrote FILE did not notice; the "
+                             "others count as noticed. Try all defects of areas that FILE lacks")
     arguments = parser.parse_args()
     areas = arguments.areas or list(AREAS)
     for area in areas:
         if area not in AREAS:
-            parser.error(f"there is no area {area}, only {', '.join(AREAS)}")
+            parser.error(f"unknown area {area}: use {', '.join(AREAS)}")
     if arguments.only and len(areas) != 1:
-        parser.error("--only needs one AREA, as its numbers are those of one list")
+        parser.error("--only needs one AREA, because the numbers belong to one list")
     if arguments.again and not arguments.json:
-        parser.error("--again needs the --json FILE of the run before")
+        parser.error("--again needs the --json FILE of an earlier run")
 
-    # Of all areas before the first is built, so that a list to mend shows at once.
+    # Read all lists before the first build, so that a mistake in a list shows at once.
     lists = {area: read_list(area) for area in areas}
     figures = {}
     if arguments.json and arguments.json.exists():
@@ -251,7 +251,7 @@ def main():
             print(f"{area}: {list_of(area).relative_to(ROOT)} lists no defect")
             passed = False
         elif arguments.check:
-            print(f"{area}: {len(mutations)} defects, each has its place")
+            print(f"{area}: {len(mutations)} defects, all match")
         else:
             before = figures.get(area) if arguments.again else None
             result = try_defects(area, mutations, arguments.only, before)
@@ -259,7 +259,7 @@ def main():
             passed = passed and not result["unexplained"] and score >= MIN_NOTICED_PERCENT
             figures[area] = result
             if arguments.json:
-                # After each area, as the next one takes long.
+                # Write after each area, because the next one takes long.
                 arguments.json.write_text(json.dumps(figures, indent=1) + "\n", encoding="utf-8")
     return 0 if passed else 1
 
