@@ -1,4 +1,4 @@
-# What the resource is made of counts for the programs of this folder too.
+# A source property applies to one folder only: repeat what the resource depends on.
 set(report_rc ${PROJECT_SOURCE_DIR}/apps/quill-grab/page/report.rc)
 get_property(report_files
   SOURCE ${report_rc} TARGET_DIRECTORY quill_grab_parts PROPERTY OBJECT_DEPENDS)
@@ -17,8 +17,8 @@ target_compile_definitions(quill_grab_report_test
   PRIVATE QUILL_GRAB_TEST_VERSION="${PROJECT_VERSION}")
 add_dependencies(quill_grab_report_test quill-wgc)
 
-# A program without the page's resources, as in a build without Chart.js: it takes the library alone
-# from quill_grab_parts, and not the sources that come with it.
+# A program without the page's resources, as in a build without Chart.js: LINK_ONLY takes the library
+# from quill_grab_parts, but not the sources that come with it.
 quill_test(quill_grab_no_report_test SOURCES no_report_test.cpp
   LIBRARIES $<LINK_ONLY:quill_grab_parts>)
 target_include_directories(quill_grab_no_report_test

@@ -1,6 +1,6 @@
 # cmake -D HEADER=FILE -P check_sources.cmake
-# Fails when an HLSL file beside HEADER is not the one that HEADER was compiled from, by the hashes
-# that HEADER records. Needs no shader compiler.
+# Fails if the hash of an HLSL file beside HEADER differs from the one that HEADER records. Needs no
+# shader compiler.
 get_filename_component(folder ${HEADER} DIRECTORY)
 file(STRINGS ${HEADER} lines REGEX "^//   [0-9a-f]+  [A-Za-z]+\\.hlsl$")
 
