@@ -9,20 +9,21 @@
 #include <atomic>
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 #include <span>
 
-#include "quill-grab/output/video/byte_sink.h"
-#include "quill-grab/session/grabber.h"
+#include "quill-grab/console/progress.h"
+#include "quill-grab/console/text.h"
 #include "quill-grab/output/json/json_lines.h"
-#include "quill-grab/session/log_sink.h"
 #include "quill-grab/output/output_folder.h"
 #include "quill-grab/output/png/png_encoder.h"
 #include "quill-grab/output/png/png_series.h"
-#include "quill-grab/output/report/report.h"
 #include "quill-grab/output/png/screenshot.h"
-#include "quill-grab/console/text.h"
+#include "quill-grab/output/report/report.h"
 #include "quill-grab/output/video/video_stream.h"
+#include "quill-grab/session/grabber.h"
+#include "quill-grab/session/log_sink.h"
 
 namespace {
 
@@ -31,9 +32,9 @@ using namespace quill_grab;
 std::atomic<bool> interrupted{false};
 HANDLE run_is_over;
 
-// Ctrl-C and the like end the run cleanly; a second Ctrl-C ends the program at once, should a write
-// wait for a reader that does not read. When the console is closed, the program is ended as soon as
-// this returns, or after a few seconds.
+// Ctrl-C and the like end the run cleanly. A second Ctrl-C ends the program at once, in case a
+// write waits for a reader that does not read. When the console is closed, Windows ends the program
+// as soon as this returns, or after a few seconds.
 BOOL WINAPI OnConsoleSignal(DWORD signal) {
   const bool is_second = interrupted.exchange(true);
   if (signal == CTRL_C_EVENT || signal == CTRL_BREAK_EVENT) return !is_second;
@@ -41,8 +42,8 @@ BOOL WINAPI OnConsoleSignal(DWORD signal) {
   return TRUE;
 }
 
-// The multithreaded apartment, which the library needs too. Once a session has started, the thread
-// must not have become a single-threaded one.
+// The multithreaded apartment, which the library needs, too: a thread that has started a session
+// must not be in a single-threaded one.
 class ComApartment {
  public:
   ComApartment() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {
@@ -81,7 +82,7 @@ Library LoadSupportedLibrary() {
   const Library library = LoadLibraryFunctions(L"libquill-wgc.dll");
   if (!library.is_wgc_session_supported()) {
     throw GrabError(ExitCode::kUnsupported,
-                    "this Windows cannot capture: it takes Windows 10 version 1903 or later");
+                    "this Windows cannot capture: Windows 10 version 1903 or later is needed");
   }
   return library;
 }
@@ -90,15 +91,15 @@ std::unique_ptr<PngSeries> MakeSeries(const Options& options, const OutputFolder
                                       const PngEncoder& encoder, Console& console) {
   if (const size_t old = folder.CountFrameFiles(); old > 0) {
     console.PrintLine(
-        Format("Notice: %s holds frames of an earlier run (%zu); those of the same name "
-               "are replaced.",
+        Format("Notice: %s contains %zu frames of an earlier run; those of the same name will be "
+               "replaced.",
                options.out->c_str(), old));
   }
   return std::make_unique<PngSeries>(options.all, folder, encoder);
 }
 
-// What puts frames into files of their own comes first, so that JSON lines can name the files, and
-// what may wait for a reader comes last.
+// Outputs that write frames to files of their own come first, so that JSON lines can name the
+// files. Those that may wait for a reader come last.
 Grabber::Outputs MakeOutputs(const Options& options, const std::optional<OutputFolder>& folder,
                              const PngEncoder& encoder, Console& console) {
   const auto sink = [&](const std::string& name, const char* option) {
@@ -113,13 +114,9 @@ Grabber::Outputs MakeOutputs(const Options& options, const std::optional<OutputF
   if (options.json) {
     outputs.push_back(std::make_unique<JsonLines>(options.all, sink(*options.json, "--json")));
   }
-  if (options.raw) {
-    outputs.push_back(std::make_unique<VideoStream>(StreamFormat::kRaw, options,
-                                                    sink(*options.raw, "--raw"), console));
-  }
-  if (options.y4m) {
-    outputs.push_back(std::make_unique<VideoStream>(StreamFormat::kY4m, options,
-                                                    sink(*options.y4m, "--y4m"), console));
+  for (const StreamRequest& stream : options.streams) {
+    outputs.push_back(std::make_unique<VideoStream>(
+        *stream.format, options, sink(stream.file, stream.format->option), console));
   }
   return outputs;
 }
@@ -135,7 +132,7 @@ ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const R
     try {
       output->Finish(result);
     } catch (const GrabError& error) {
-      // The error of an output that ended the run has been told; a full disk is not told twice.
+      // When an output has ended the run, its error was printed; a full disk is not reported twice.
       if (outcome.code != ExitCode::kOutputFailed) console.PrintError(error.what());
       if (code == ExitCode::kOk) code = error.code();
     }
@@ -143,25 +140,26 @@ ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const R
   return code;
 }
 
-// Streams to standard output keep everything else off it.
+// Keeps everything else off a standard output that carries a stream.
 void PrepareConsole(const Options& options, Console& console) {
   if (!options.UsesStandardOutput()) return;
   if (options.json != "-" && console.is_terminal()) {
     throw GrabError(ExitCode::kUsage,
-                    "a stream is no text for a terminal: pipe standard output into a program");
+                    "a terminal cannot show a video stream: pipe standard output into a program");
   }
   console.LeaveStandardOutput();
 }
 
-Target ChooseTarget(const Options& options, Console& console) {
+Target ChooseTarget(const Options& options, Clock& clock, Console& console) {
   if (options.wait_seconds == 0.0) return FindTarget(options);
   console.PrintLine(Format("Waiting up to %g s for the window", options.wait_seconds));
-  return WaitForTarget(options, interrupted);
+  return WaitForTarget(options, clock, interrupted);
 }
 
 ExitCode Capture(const Options& options, Console& console) {
+  Clock clock;
   PrepareConsole(options, console);
-  const Target target = ChooseTarget(options, console);
+  const Target target = ChooseTarget(options, clock, console);
   const Library library = LoadSupportedLibrary();
   const ComApartment apartment;
   const PngEncoder encoder;
@@ -170,11 +168,13 @@ ExitCode Capture(const Options& options, Console& console) {
   const Grabber::Outputs outputs = MakeOutputs(options, folder, encoder, console);
   if (!target.notice.empty()) console.PrintLine("Notice: " + target.notice);
   const LogRoute route(library, console, options.verbose);
-  Grabber grabber(library, options, outputs, console);
-  grabber.Start(target);
+  CaptureSession session(library, options, target, console);
   console.PrintLine("Capturing " + target.description +
                     (options.out ? " into " + *options.out : ""));
+  Progress progress(options, target.window, console);
+  Grabber grabber(session, options, outputs, progress, clock);
   const Outcome outcome = grabber.Run(interrupted);
+  console.ClearProgress();
   const RunResult result{target.description, outcome.text,      grabber.seconds(),
                          options.fps,        grabber.summary(), LoggedLines()};
   return Finish(outputs, outcome, result, console);
@@ -203,6 +203,9 @@ ExitCode RunAndReport(std::span<wchar_t*> arguments) {
   } catch (const GrabError& error) {
     console.PrintError(error.what());
     return error.code();
+  } catch (const std::bad_alloc&) {
+    console.PrintError("out of memory: close other programs or capture a smaller window");
+    return ExitCode::kCaptureFailed;
   } catch (const std::exception& error) {
     console.PrintError(std::string("unexpected failure: ") + error.what());
     return ExitCode::kCaptureFailed;
@@ -211,13 +214,13 @@ ExitCode RunAndReport(std::span<wchar_t*> arguments) {
 
 }  // namespace
 
-// Wide, so that titles in any script arrive intact.
+// wmain receives titles in any script intact.
 int wmain(int argc, wchar_t** argv) {
   run_is_over = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   SetConsoleCtrlHandler(OnConsoleSignal, TRUE);
-  // Sizes in the list are then pixels of the capture, whatever the scaling of the display.
+  // Makes the sizes in the list those of the capture, whatever the scaling of the display.
   SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
-  // Sleeps are else up to 16 ms too long, which is a frame at 60 a second.
+  // Without this, sleeps are up to 16 ms too long, which is a frame at 60 a second.
   timeBeginPeriod(1);
   const ExitCode code = RunAndReport({argv + 1, static_cast<size_t>(argc - 1)});
   SetEvent(run_is_over);

@@ -26,25 +26,22 @@ std::string WithCarriageReturns(std::string_view text) {
   return result;
 }
 
-// To fewer than columns characters, as the last column would wrap.
+// Cut to fewer than columns characters, because a character in the last column wraps the line.
 std::string Shortened(std::string_view text, int columns) {
   return std::string(text.substr(0, static_cast<size_t>(std::max(columns - 1, 0))));
 }
 
 }  // namespace
 
-std::string ProgressLine(double share, std::string_view text, int columns) {
+std::string ProgressLine(double completion, std::string_view text, int columns) {
   constexpr int kCells = 24;
-  const int full = static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * kCells));
+  const int full = static_cast<int>(std::lround(std::clamp(completion, 0.0, 1.0) * kCells));
   std::string line = "[";
   line.append(full, '#').append(kCells - full, '.').append("] ").append(text);
   return Shortened(line, columns);
 }
 
-Console::Console()
-    : out_(GetStdHandle(STD_OUTPUT_HANDLE)),
-      err_(GetStdHandle(STD_ERROR_HANDLE)),
-      is_terminal_(IsTerminal(out_)) {}
+Console::Console(HANDLE out, HANDLE err) : out_(out), err_(err), is_terminal_(IsTerminal(out)) {}
 
 void Console::PrintLine(std::string_view text) {
   const std::lock_guard lock(mutex_);
@@ -61,13 +58,13 @@ void Console::PrintError(std::string_view text) {
 }
 
 void Console::LeaveStandardOutput() {
-  // JSON lines on a terminal would run into a progress line below them.
+  // On a terminal, JSON lines would run into the progress line below them.
   is_terminal_ = !is_terminal_ && IsTerminal(err_);
   out_ = err_;
 }
 
-void Console::ShowProgress(double share, std::string_view text) {
-  if (is_terminal_) DrawProgress(ProgressLine(share, text, Columns()));
+void Console::ShowProgress(double completion, std::string_view text) {
+  if (is_terminal_) DrawProgress(ProgressLine(completion, text, Columns()));
 }
 
 void Console::ShowStatus(std::string_view text) {
@@ -77,7 +74,7 @@ void Console::ShowStatus(std::string_view text) {
 void Console::DrawProgress(const std::string& line) {
   const std::lock_guard lock(mutex_);
   if (line == progress_) return;
-  // In one write and over the old line, so that it does not flicker.
+  // Overwrites the old line in one write, which does not flicker.
   std::string drawn = "\r" + line;
   if (progress_.size() > line.size()) drawn.append(progress_.size() - line.size(), ' ');
   progress_ = line;
@@ -103,7 +100,7 @@ int Console::Columns() const {
   return info.srWindow.Right - info.srWindow.Left + 1;
 }
 
-// A terminal takes UTF-16 whatever its code page; a file or pipe gets UTF-8.
+// A terminal shows UTF-16 correctly whatever its code page. A file or pipe gets UTF-8.
 void Console::Write(HANDLE stream, std::string_view lines) {
   const std::string bytes = WithCarriageReturns(lines);
   std::string_view text = bytes;

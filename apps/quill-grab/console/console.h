@@ -12,25 +12,27 @@
 namespace quill_grab {
 
 // Standard output and error in UTF-8, with a progress line that stays below the text on a terminal.
-// Any thread: log lines come from threads of the platform's too.
+// For any thread: log lines come from the platform's threads, too.
 class Console {
  public:
-  Console();
+  // For the standard streams, or others in tests.
+  explicit Console(HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE),
+                   HANDLE err = GetStdHandle(STD_ERROR_HANDLE));
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
 
   bool is_terminal() const { return is_terminal_; }
 
-  // What is printed goes to standard error from here on, as standard output carries a stream.
+  // Prints to standard error from here on, because standard output carries a stream.
   void LeaveStandardOutput();
 
   void PrintLine(std::string_view text);
-  // The line appears on standard error as "quill-grab: TEXT".
+  // Prints "quill-grab: TEXT" on standard error.
   void PrintError(std::string_view text);
 
-  // Replaces the progress line; without a terminal nothing is shown. share is 0 to 1.
-  void ShowProgress(double share, std::string_view text);
-  // The same without a bar, for what has no end.
+  // Replaces the progress line. Shows nothing without a terminal. completion is 0 to 1.
+  void ShowProgress(double completion, std::string_view text);
+  // The same without a bar, for a run without an end.
   void ShowStatus(std::string_view text);
   void ClearProgress();
 
@@ -48,6 +50,6 @@ class Console {
 };
 
 // "[#####.....] TEXT", cut to fewer than columns characters, as the last column would wrap.
-std::string ProgressLine(double share, std::string_view text, int columns);
+std::string ProgressLine(double completion, std::string_view text, int columns);
 
 }  // namespace quill_grab

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <windows.h>
+
 #include <stdexcept>
 #include <string>
 
@@ -21,8 +23,8 @@ enum class ExitCode {
   kReaderGone = 9,
 };
 
-// Ends the run: one line for the user, which names the remedy where one is known, and the exit
-// code. UTF-8.
+// Ends the run: the exit code and one line for the user, which says what to do where that is known.
+// UTF-8.
 class GrabError : public std::runtime_error {
  public:
   GrabError(ExitCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
@@ -30,6 +32,17 @@ class GrabError : public std::runtime_error {
 
  private:
   ExitCode code_;
+};
+
+// Turns failed calls of one task into errors.
+struct ResultCheck {
+  ExitCode code;
+  const char* task;    // "a PNG file could not be encoded"
+  const char* remedy;  // what the user can do, or empty
+
+  // Throws std::bad_alloc for E_OUTOFMEMORY, and for other failures the GrabError
+  // "TASK: CALL: the system's text: REMEDY".
+  void operator()(HRESULT result, const char* call) const;
 };
 
 }  // namespace quill_grab

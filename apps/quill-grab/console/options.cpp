@@ -10,41 +10,84 @@
 #include <cstdio>
 #include <limits>
 #include <map>
+#include <span>
 #include <sstream>
 #include <utility>
 
+#include "quill-grab/console/text.h"
 #include "quill-grab/console/version.h"
+#include "quill-grab/output/byte_sink.h"
 
 namespace quill_grab {
 
 namespace {
 
-constexpr char kStandardOutput[] = "-";
+// --help before and after the lines of the streams.
+constexpr char kHelpBegin[] = R"(Usage: quill-grab --list
+       quill-grab TARGET [OUTPUT...] [OPTION...]
 
-// Laid out by hand, as all of it is to fit on one screen.
-constexpr char kHelp[] = R"(Usage: quill-grab --list | TARGET [OUTPUT...] [OPTION...]
-Targets: --title TEXT --class NAME  a window by part of its title, its class
-         --window N --monitor N     by its handle or number, as --list shows it
-         --wait T               wait up to T seconds for the window to appear
-Outputs: --out FOLDER           PNG files of new frames, summary.txt (default)
-         --screenshot FILE      the first frame as a PNG file, and end
-         --raw FILE             a video stream: bytes blue, green, red, alpha
-         --y4m FILE             a video stream: YUV4MPEG2, which players take
-         --json FILE            a JSON object a line for each new frame
-         --report FILE          a page about the run, for a browser
-         --watch                only a status line
-Streams: FILE is a file, a pipe \\.\pipe\NAME, or - for standard output
-         --size WxH             the stream's size (default: the first frame's)
-         --on-resize RULE       other sizes: letterbox (default), crop or stop
-Run:     --frames N --seconds T     end after N written frames, T seconds
-         --fps RATE             ask for a frame RATE times a second (def. 30)
-         --all                  PNG files and JSON of repeated frames, too
-Capture: --cursor --border      draw the mouse cursor; show Windows' border
-         --detect --texture     find changes; take frames as textures
-Others:  --list --help --version --verbose (the library's log lines)
+Target:
+  --title TEXT       the window whose title contains TEXT
+  --class NAME       the window whose class is NAME
+  --window N         the window with this handle, as --list shows it
+  --monitor N        the monitor with this number, as --list shows it
+  --wait T           wait up to T seconds for the window to appear
+
+Output:
+  --out FOLDER       new frames as PNG files, and summary.txt (default)
+  --screenshot FILE  the first frame as a PNG file; then end
+)";
+constexpr char kHelpEnd[] = R"(  --json FILE        a line with a JSON object for each new frame
+  --report FILE      a page about the run, for a browser
+  --watch            only a status line
+  FILE is a path. For a video stream or --json it can also be a pipe,
+  \\.\pipe\NAME, or standard output, -.
+
+Video stream:
+  --size WxH         its size (default: that of the first frame)
+  --on-resize RULE   what to do with frames of another size:
+                     letterbox (default), crop or stop
+
+Run:
+  --frames N         end after N written frames
+  --seconds T        end after T seconds
+  --fps RATE         poll for a frame RATE times a second (default: 30)
+  --all              write repeated frames to PNG files and JSON, too
+
+Capture:
+  --cursor           show the mouse cursor
+  --border           show the border that Windows draws around the target
+  --detect           find out what share of the picture changed
+  --texture          take the frames as textures
+
+Other:
+  --list             list the windows and monitors
+  --verbose          print the library's log lines
+  --version          print the version
+  --help             print this help
+
 Exit codes: 0 done, 1 usage, 2 no such target, 3 unsupported or no library,
   4 capture failed, 5 output not writable, 6 target closed early, 7 no frame,
   8 stream stopped by a change of size, 9 reader of the stream gone)";
+
+std::string Help() {
+  std::string help = kHelpBegin;
+  for (const StreamFormat& format : StreamFormats()) {
+    help += Format("  %-19s%s\n", (std::string(format.option) + " FILE").c_str(), format.help);
+  }
+  return help + kHelpEnd;
+}
+
+// "--raw, --y4m or --nv12"
+std::string StreamOptionNames() {
+  std::string names;
+  const std::span<const StreamFormat> formats = StreamFormats();
+  for (const StreamFormat& format : formats) {
+    if (!names.empty()) names += &format == &formats.back() ? " or " : ", ";
+    names += format.option;
+  }
+  return names;
+}
 
 void AddTargetOptions(CLI::App& app, Options& options) {
   app.add_flag("--list", options.list);
@@ -89,8 +132,11 @@ OnResize ParseOnResize(const std::string& text) {
 void AddOutputOptions(CLI::App& app, Options& options) {
   app.add_option("--out", options.out);
   app.add_option("--screenshot", options.screenshot);
-  app.add_option("--raw", options.raw);
-  app.add_option("--y4m", options.y4m);
+  for (const StreamFormat& format : StreamFormats()) {
+    app.add_option_function<std::string>(format.option, [&](const std::string& file) {
+      options.streams.push_back({&format, file});
+    });
+  }
   app.add_option("--json", options.json);
   app.add_option("--report", options.report);
   app.add_flag("--watch", options.watch);
@@ -122,8 +168,9 @@ std::vector<std::pair<std::string, std::string>> Files(const Options& options) {
     if (file) files.emplace_back(name, *file);
   };
   add("--screenshot", options.screenshot);
-  add("--raw", options.raw);
-  add("--y4m", options.y4m);
+  for (const StreamRequest& stream : options.streams) {
+    files.emplace_back(stream.format->option, stream.file);
+  }
   add("--json", options.json);
   add("--report", options.report);
   return files;
@@ -144,9 +191,10 @@ std::string InvalidFile(const Options& options) {
   return "";
 }
 
-// What the parser lets through: an empty --title would match every window, and NaN is in any range.
+// What the parser accepts but makes no sense: an empty --title matches every window, and NaN is in
+// every range.
 std::string InvalidValue(const Options& options) {
-  if (options.title == "") return "--title needs a text";
+  if (options.title == "") return "--title needs some text";
   if (options.class_name == "") return "--class needs a name";
   if (options.out == "") return "--out needs a folder";
   if (std::isnan(options.fps)) return "--fps needs a number";
@@ -162,17 +210,19 @@ std::string InvalidCombination(const Options& options, const CLI::App& app) {
   }
   const auto is_given = [&](const char* name) { return app.count(name) > 0; };
   if (options.screenshot) {
-    for (const char* other :
-         {"--out", "--raw", "--y4m", "--report", "--watch", "--frames", "--all"}) {
+    std::vector<const char*> others = {"--out", "--report", "--watch", "--frames", "--all"};
+    for (const StreamRequest& stream : options.streams) others.push_back(stream.format->option);
+    for (const char* other : others) {
       if (is_given(other)) {
-        return std::string("--screenshot takes one frame and ends: leave ") + other + " out";
+        return std::string("--screenshot writes one frame and ends: leave out ") + other;
       }
     }
   }
   if (!options.HasStream()) {
     for (const char* other : {"--size", "--on-resize"}) {
-      if (is_given(other))
-        return std::string(other) + " is for streams: use it with --raw or --y4m";
+      if (is_given(other)) {
+        return std::string(other) + " is for streams: use it with " + StreamOptionNames();
+      }
     }
   }
   if (options.all && !options.out && !options.json) {
@@ -185,8 +235,8 @@ bool HasOutput(const Options& options) {
   return !Files(options).empty() || options.watch;
 }
 
-// Long enough for the frames at the given rate, and ten seconds for the target to start changing.
-// What others read or look at has no end of its own.
+// Enough for the frames at the given rate, and ten seconds for the target to start changing. What
+// another program reads or somebody watches has no time limit.
 double DefaultSeconds(const Options& options) {
   constexpr double kSeconds = 10.0;
   const bool is_endless = options.frames == 0 && (options.json || options.watch);
@@ -221,7 +271,7 @@ ParseResult ParseOptions(std::vector<std::string> arguments) {
     std::reverse(arguments.begin(), arguments.end());
     app.parse(std::move(arguments));
   } catch (const CLI::CallForHelp&) {
-    return {std::nullopt, kHelp, false};
+    return {std::nullopt, Help(), false};
   } catch (const CLI::CallForVersion& version) {
     return {std::nullopt, version.what(), false};
   } catch (const CLI::ExtrasError&) {

@@ -8,15 +8,21 @@
 #include <string>
 #include <vector>
 
-#include "quill-grab/console/summary.h"
+#include "quill-grab/output/video/stream_format.h"
 
 namespace quill_grab {
 
 // What a stream does with frames of another size than its own.
 enum class OnResize {
-  kLetterbox,  // in the middle of black, shrunk to fit where it is larger
-  kCrop,       // at the top left corner of black, the rest cut off
-  kStop,       // the stream ends
+  kLetterbox,  // puts them in the middle of black, shrunk to fit where they are larger
+  kCrop,       // puts them at the top left corner of black and cuts the rest off
+  kStop,       // ends
+};
+
+// A stream of the command line.
+struct StreamRequest {
+  const StreamFormat* format;
+  std::string file;
 };
 
 // The command line. Texts are UTF-8.
@@ -30,8 +36,7 @@ struct Options {
 
   std::optional<std::string> out;  // filled in by ParseOptions when there is no other output
   std::optional<std::string> screenshot;
-  std::optional<std::string> raw;
-  std::optional<std::string> y4m;
+  std::vector<StreamRequest> streams;
   std::optional<std::string> json;
   std::optional<std::string> report;
   bool watch = false;
@@ -49,13 +54,12 @@ struct Options {
   bool texture = false;
   bool verbose = false;
 
-  bool HasStream() const { return raw || y4m; }
+  bool HasStream() const { return !streams.empty(); }
   // Whether standard output carries a stream or JSON lines.
   bool UsesStandardOutput() const;
 };
 
-// The options, or else what to print instead of running: the help or version (no error) or an
-// error.
+// The options, or what to print instead of running: the help or the version, or an error.
 struct ParseResult {
   std::optional<Options> options;
   std::string text;

@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,11 @@ __attribute__((format(__MINGW_PRINTF_FORMAT, 1, 2)))
 #endif
 std::string
 Format(const char* format, ...);
+
+// A 64-bit number for Format's %llu.
+inline unsigned long long Number(uint64_t value) {
+  return value;
+}
 
 // The system's text for a Win32 error or an HRESULT, with its number: "Access denied (5)".
 std::string DescribeError(DWORD error);

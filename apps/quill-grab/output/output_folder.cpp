@@ -59,7 +59,7 @@ void OutputFolder::Write(const std::string& name, std::span<const uint8_t> bytes
 }
 
 std::string FrameFileName(uint64_t number) {
-  return Format("frame-%04llu.png", static_cast<unsigned long long>(number));
+  return Format("frame-%04llu.png", Number(number));
 }
 
 }  // namespace quill_grab

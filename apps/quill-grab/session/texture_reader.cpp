@@ -4,18 +4,13 @@
 #include "quill-grab/session/texture_reader.h"
 
 #include "quill-grab/console/error.h"
-#include "quill-grab/console/text.h"
 
 namespace quill_grab {
 
 namespace {
 
-void Check(HRESULT result, const char* what) {
-  if (SUCCEEDED(result)) return;
-  throw GrabError(ExitCode::kCaptureFailed,
-                  std::string("a texture could not be read back: ") + what + ": " +
-                      DescribeError(static_cast<DWORD>(result)) + ": try it without --texture");
-}
+constexpr ResultCheck kCheck{ExitCode::kCaptureFailed, "a texture could not be read back",
+                             "try it without --texture"};
 
 }  // namespace
 
@@ -23,16 +18,16 @@ TextureReader::TextureReader(ID3D11Device* device) : device_(device) {
   device->GetImmediateContext(&context_);
 }
 
-MappedPixels TextureReader::Read(ID3D11Texture2D* texture) {
+FramePixels TextureReader::Read(ID3D11Texture2D* texture) {
   D3D11_TEXTURE2D_DESC source;
   texture->GetDesc(&source);
   EnsureStaging(source);
   context_->CopyResource(staging_.Get(), texture);
   D3D11_MAPPED_SUBRESOURCE mapped{};
-  Check(context_->Map(staging_.Get(), 0, D3D11_MAP_READ, 0, &mapped), "Map");
-  return MappedPixels(
-      context_.Get(), staging_.Get(),
-      {static_cast<const uint8_t*>(mapped.pData), source.Width, source.Height, mapped.RowPitch});
+  kCheck(context_->Map(staging_.Get(), 0, D3D11_MAP_READ, 0, &mapped), "Map");
+  return FramePixels(
+      {static_cast<const uint8_t*>(mapped.pData), source.Width, source.Height, mapped.RowPitch},
+      context_.Get(), staging_.Get());
 }
 
 void TextureReader::EnsureStaging(const D3D11_TEXTURE2D_DESC& source) {
@@ -46,7 +41,7 @@ void TextureReader::EnsureStaging(const D3D11_TEXTURE2D_DESC& source) {
   description_.BindFlags = 0;
   description_.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
   description_.MiscFlags = 0;
-  Check(device_->CreateTexture2D(&description_, nullptr, &staging_), "CreateTexture2D");
+  kCheck(device_->CreateTexture2D(&description_, nullptr, &staging_), "CreateTexture2D");
 }
 
 }  // namespace quill_grab

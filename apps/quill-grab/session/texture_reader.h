@@ -8,38 +8,42 @@
 #include <d3d11.h>
 #include <wrl/client.h>
 
-#include "quill-grab/output/pixel_view.h"
+#include "quill-grab/output/frame.h"
 
 namespace quill_grab {
 
-// A mapped staging texture; unmapped at the end of its life.
-class MappedPixels {
+// The pixels of a frame: those of a mapped staging texture, which is unmapped at the end of the
+// object's life, or borrowed ones.
+class FramePixels {
  public:
-  MappedPixels(ID3D11DeviceContext* context, ID3D11Texture2D* staging, const PixelView& view)
-      : context_(context), staging_(staging), view_(view) {}
-  ~MappedPixels() { context_->Unmap(staging_.Get(), 0); }
-  MappedPixels(const MappedPixels&) = delete;
-  MappedPixels& operator=(const MappedPixels&) = delete;
+  explicit FramePixels(const PixelView& view) : view_(view) {}
+  FramePixels(const PixelView& view, ID3D11DeviceContext* context, ID3D11Texture2D* staging)
+      : view_(view), context_(context), staging_(staging) {}
+  ~FramePixels() {
+    if (context_) context_->Unmap(staging_.Get(), 0);
+  }
+  FramePixels(const FramePixels&) = delete;
+  FramePixels& operator=(const FramePixels&) = delete;
 
   const PixelView& view() const { return view_; }
 
  private:
+  PixelView view_;
   Microsoft::WRL::ComPtr<ID3D11DeviceContext> context_;
   Microsoft::WRL::ComPtr<ID3D11Texture2D> staging_;
-  PixelView view_;
 };
 
-// Reads BGRA textures of one device back to the CPU. For the thread that uses the device's
-// immediate context.
+// Copies BGRA textures of one device to the CPU. For the thread that uses the device's immediate
+// context.
 class TextureReader {
  public:
   explicit TextureReader(ID3D11Device* device);
 
   // Waits for the GPU. Throws GrabError.
-  MappedPixels Read(ID3D11Texture2D* texture);
+  FramePixels Read(ID3D11Texture2D* texture);
 
  private:
-  // Keeps one staging texture, which is made anew when the size or format changes.
+  // Keeps one staging texture and replaces it when the size or format changes.
   void EnsureStaging(const D3D11_TEXTURE2D_DESC& source);
 
   Microsoft::WRL::ComPtr<ID3D11Device> device_;

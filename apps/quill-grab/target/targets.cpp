@@ -6,9 +6,7 @@
 #include <dwmapi.h>
 
 #include <algorithm>
-#include <chrono>
 #include <optional>
-#include <thread>
 
 #include "quill-grab/console/error.h"
 #include "quill-grab/console/text.h"
@@ -17,8 +15,8 @@ namespace quill_grab {
 
 namespace {
 
-// A title may hold anything: a line break would tear a line apart, an escape character commands a
-// terminal.
+// A title may contain anything: line breaks would split the line, and escape characters would
+// control the terminal.
 std::string Printable(std::wstring_view text) {
   std::wstring printable(text);
   const auto is_control = [](wchar_t c) { return c < 0x20 || (c >= 0x7f && c < 0xa0); };
@@ -45,7 +43,7 @@ bool IsCloaked(HWND window) {
          cloaked != 0;
 }
 
-// A pseudo-console's window is hidden; the terminal's own window is its root owner.
+// The window of a pseudo-console is hidden. Its root owner is the terminal's window.
 HWND OwnTerminal() {
   const HWND console = GetConsoleWindow();
   return console == nullptr ? nullptr : GetAncestor(console, GA_ROOTOWNER);
@@ -149,12 +147,12 @@ Target FindBySearch(const Options& options) {
   const std::vector<WindowInfo> matches = MatchWindows(ListWindows(), options);
   if (matches.empty()) {
     throw GrabError(ExitCode::kTargetNotFound, "there is no window" + DescribeSearch(options) +
-                                                   ": run quill-grab --list for what is there");
+                                                   ": run quill-grab --list to see what is there");
   }
   Target target = TargetOf(matches.front());
   if (matches.size() > 1) {
-    target.notice = Format("%zu windows match; taking the topmost. --window N chooses another:",
-                           matches.size());
+    target.notice = Format(
+        "%zu windows match; the topmost is captured. --window N chooses another:", matches.size());
     for (const WindowInfo& window : matches) target.notice += "\n  " + DescribeWindow(window);
   }
   return target;
@@ -216,16 +214,15 @@ Target FindTarget(const Options& options) {
   return FindBySearch(options);
 }
 
-Target WaitForTarget(const Options& options, const std::atomic<bool>& interrupted) {
-  constexpr std::chrono::milliseconds kSlice{50};
-  const auto end =
-      std::chrono::steady_clock::now() + std::chrono::duration<double>(options.wait_seconds);
+Target WaitForTarget(const Options& options, Clock& clock, const std::atomic<bool>& interrupted) {
+  constexpr double kSliceSeconds = 0.05;
+  const double end = clock.Now() + options.wait_seconds;
   const bool by_search = options.title || options.class_name;
-  while (by_search && !interrupted && std::chrono::steady_clock::now() < end &&
-         MatchWindows(ListWindows(), options).empty()) {
-    std::this_thread::sleep_for(kSlice);
+  const auto is_missing = [&] { return MatchWindows(ListWindows(), options).empty(); };
+  while (by_search && !interrupted && clock.Now() < end && is_missing()) {
+    clock.Sleep(kSliceSeconds);
   }
-  if (by_search && interrupted && MatchWindows(ListWindows(), options).empty()) {
+  if (by_search && interrupted && is_missing()) {
     throw GrabError(ExitCode::kTargetNotFound,
                     "interrupted before a window" + DescribeSearch(options) + " appeared");
   }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "quill-grab/console/options.h"
+#include "quill-grab/session/clock.h"
 
 namespace quill_grab {
 
@@ -20,8 +21,8 @@ struct WindowInfo {
   long width;
   long height;
   bool minimised;
-  // The terminal that runs this program. Its title often quotes the command line, and with it the
-  // very text that is searched for.
+  // The terminal that this program runs in. Its title often repeats the command line, and so the
+  // text that is searched for.
   bool own_terminal;
 };
 
@@ -49,15 +50,16 @@ std::vector<MonitorInfo> ListMonitors();
 std::string FormatLists(const std::vector<WindowInfo>& windows,
                         const std::vector<MonitorInfo>& monitors);
 
-// The windows of the list that options.title and options.class_name select, without regard to case,
-// in the order of the list; never the own terminal.
+// The windows that options.title and options.class_name select, ignoring case, in the order of the
+// list; never the own terminal.
 std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
                                      const Options& options);
 
-// Finds what options name; throws GrabError.
+// What options name. Throws GrabError.
 Target FindTarget(const Options& options);
 
-// The same after at most options.wait_seconds for a window to appear, or until interrupted is true.
-Target WaitForTarget(const Options& options, const std::atomic<bool>& interrupted);
+// First waits until the window appears, for at most options.wait_seconds or until interrupted is
+// true. Throws GrabError.
+Target WaitForTarget(const Options& options, Clock& clock, const std::atomic<bool>& interrupted);
 
 }  // namespace quill_grab

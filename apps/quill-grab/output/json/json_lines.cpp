@@ -19,7 +19,7 @@ std::string JsonLine(const FrameRecord& record, uint64_t missed) {
       {"missed", missed},
   };
   if (!record.file.empty()) line["file"] = record.file;
-  constexpr bool kAscii = true;  // whatever code page a shell reads a pipe with
+  constexpr bool kAscii = true;  // readable in any code page that a shell reads a pipe with
   return line.dump(-1, ' ', kAscii) + "\n";
 }
 

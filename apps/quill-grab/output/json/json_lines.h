@@ -6,12 +6,12 @@
 #include <memory>
 #include <string>
 
-#include "quill-grab/output/video/byte_sink.h"
+#include "quill-grab/output/byte_sink.h"
 #include "quill-grab/output/output.h"
 
 namespace quill_grab {
 
-// One JSON object a line for each new frame, or for the frame of each poll.
+// Writes a JSON object a line for each new frame, or for the frame of each poll.
 class JsonLines : public Output {
  public:
   JsonLines(bool all, std::unique_ptr<ByteSink> sink);
@@ -26,7 +26,7 @@ class JsonLines : public Output {
   uint64_t missed_ = 0;  // since the last line
 };
 
-// With the line feed. "missed" is the given number.
+// The line with its line feed. "missed" is the given number.
 std::string JsonLine(const FrameRecord& record, uint64_t missed);
 
 }  // namespace quill_grab

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "quill-grab/console/error.h"
-#include "quill-grab/console/text.h"
+#include "quill-grab/output/scaler.h"
 
 namespace quill_grab {
 
@@ -14,11 +14,7 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-void Check(HRESULT result, const char* what) {
-  if (SUCCEEDED(result)) return;
-  throw GrabError(ExitCode::kOutputFailed, std::string("a PNG file could not be encoded: ") + what +
-                                               ": " + DescribeError(static_cast<DWORD>(result)));
-}
+constexpr ResultCheck kCheck{ExitCode::kOutputFailed, "a PNG file could not be encoded", ""};
 
 void DropAlpha(const uint8_t* bgra, uint8_t* bgr, uint32_t pixels) {
   for (uint32_t i = 0; i < pixels; ++i) {
@@ -26,7 +22,7 @@ void DropAlpha(const uint8_t* bgra, uint8_t* bgr, uint32_t pixels) {
   }
 }
 
-// In bands of rows, so that a large picture is not held twice.
+// Writes bands of rows, so that a large picture is not in memory twice.
 void WriteRows(IWICBitmapFrameEncode* frame, const PixelView& view) {
   constexpr uint32_t kBandRows = 64;
   const size_t stride = size_t{view.width} * 3;
@@ -37,54 +33,50 @@ void WriteRows(IWICBitmapFrameEncode* frame, const PixelView& view) {
       DropAlpha(view.pixels + (size_t{top} + row) * view.row_pitch, band.data() + row * stride,
                 view.width);
     }
-    Check(frame->WritePixels(rows, static_cast<UINT>(stride), static_cast<UINT>(rows * stride),
-                             band.data()),
-          "WritePixels");
+    kCheck(frame->WritePixels(rows, static_cast<UINT>(stride), static_cast<UINT>(rows * stride),
+                              band.data()),
+           "WritePixels");
   }
 }
 
 ComPtr<IWICBitmapFrameEncode> BeginFrame(IWICBitmapEncoder* encoder, const PixelView& view) {
   ComPtr<IWICBitmapFrameEncode> frame;
-  Check(encoder->CreateNewFrame(&frame, nullptr), "CreateNewFrame");
-  Check(frame->Initialize(nullptr), "Initialize");
-  Check(frame->SetSize(view.width, view.height), "SetSize");
+  kCheck(encoder->CreateNewFrame(&frame, nullptr), "CreateNewFrame");
+  kCheck(frame->Initialize(nullptr), "Initialize");
+  kCheck(frame->SetSize(view.width, view.height), "SetSize");
   WICPixelFormatGUID format = GUID_WICPixelFormat24bppBGR;
-  Check(frame->SetPixelFormat(&format), "SetPixelFormat");
+  kCheck(frame->SetPixelFormat(&format), "SetPixelFormat");
   if (format != GUID_WICPixelFormat24bppBGR) {
-    Check(WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT, "24 bits a pixel");
+    kCheck(WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT, "24 bits a pixel");
   }
   return frame;
 }
 
 std::vector<uint8_t> Contents(IStream* stream) {
   STATSTG info{};
-  Check(stream->Stat(&info, STATFLAG_NONAME), "Stat");
+  kCheck(stream->Stat(&info, STATFLAG_NONAME), "Stat");
   std::vector<uint8_t> bytes(static_cast<size_t>(info.cbSize.QuadPart));
-  Check(stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr), "Seek");
+  kCheck(stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr), "Seek");
   ULONG read = 0;
-  Check(stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &read), "Read");
+  kCheck(stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &read), "Read");
   bytes.resize(read);
   return bytes;
 }
 
 }  // namespace
 
-PngEncoder::PngEncoder() {
-  Check(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
-                         IID_PPV_ARGS(&factory_)),
-        "Windows Imaging Component");
-}
+PngEncoder::PngEncoder() : factory_(MakeImagingFactory()) {}
 
 std::vector<uint8_t> PngEncoder::Encode(const PixelView& view) const {
   ComPtr<IStream> stream;
-  Check(CreateStreamOnHGlobal(nullptr, TRUE, &stream), "CreateStreamOnHGlobal");
+  kCheck(CreateStreamOnHGlobal(nullptr, TRUE, &stream), "CreateStreamOnHGlobal");
   ComPtr<IWICBitmapEncoder> encoder;
-  Check(factory_->CreateEncoder(GUID_ContainerFormatPng, nullptr, &encoder), "CreateEncoder");
-  Check(encoder->Initialize(stream.Get(), WICBitmapEncoderNoCache), "Initialize");
+  kCheck(factory_->CreateEncoder(GUID_ContainerFormatPng, nullptr, &encoder), "CreateEncoder");
+  kCheck(encoder->Initialize(stream.Get(), WICBitmapEncoderNoCache), "Initialize");
   const ComPtr<IWICBitmapFrameEncode> frame = BeginFrame(encoder.Get(), view);
   WriteRows(frame.Get(), view);
-  Check(frame->Commit(), "Commit of the frame");
-  Check(encoder->Commit(), "Commit");
+  kCheck(frame->Commit(), "Commit of the frame");
+  kCheck(encoder->Commit(), "Commit");
   return Contents(stream.Get());
 }
 

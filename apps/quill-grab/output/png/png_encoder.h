@@ -10,7 +10,7 @@
 
 #include <vector>
 
-#include "quill-grab/output/pixel_view.h"
+#include "quill-grab/output/frame.h"
 
 namespace quill_grab {
 

@@ -13,13 +13,13 @@ namespace quill_grab {
 // The first frame as a PNG file.
 class Screenshot : public Output {
  public:
-  // path is UTF-8; encoder must outlive the object. Throws GrabError when there can be no such
-  // file.
+  // path is UTF-8; encoder must outlive the object. Throws GrabError when no such file can be
+  // written.
   Screenshot(const std::string& path, const PngEncoder& encoder);
 
   bool NeedsPixels(const FrameRecord&) const override { return !is_written_; }
   void Take(FrameRecord& record, const PixelView* pixels) override;
-  double Share() const override { return is_written_ ? 1.0 : 0.0; }
+  double Completion() const override { return is_written_ ? 1.0 : 0.0; }
   void Finish(const RunResult&) override {}
 
  private:

@@ -94,7 +94,7 @@ Json FiguresJson(const RunResult& result) {
       {"frames", summary.frames()},
       {"newFrames", summary.new_frames()},
       {"pollsWithoutFrame", summary.polls() - summary.frames()},
-      {"droppedPolls", summary.missed()},
+      {"missedPolls", summary.missed()},
       {"ratioMin", Round(summary.min_ratio())},
       {"ratioMean", Round(summary.mean_ratio())},
       {"ratioMax", Round(summary.max_ratio())},

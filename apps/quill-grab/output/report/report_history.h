@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "quill-grab/console/summary.h"
+#include "quill-grab/output/frame.h"
 
 namespace quill_grab {
 
@@ -21,7 +21,7 @@ struct SeriesBin {
 };
 
 // Polls over time in bins of equal width, from second 0 on. When a run outlasts max_bins bins,
-// neighbours are merged and the width doubles. Polls left out are spread evenly over the time since
+// neighbours are merged and the width doubles. Missed polls are spread evenly over the time since
 // the frame before, in which they came due.
 class BinnedSeries {
  public:

@@ -7,32 +7,9 @@
 #include <cmath>
 #include <limits>
 
-#include "quill-grab/console/error.h"
-#include "quill-grab/console/text.h"
-
 namespace quill_grab {
 
 namespace {
-
-using Microsoft::WRL::ComPtr;
-
-void Check(HRESULT result, const char* what) {
-  if (SUCCEEDED(result)) return;
-  throw GrabError(ExitCode::kOutputFailed, std::string("a picture could not be made smaller: ") +
-                                               what + ": " +
-                                               DescribeError(static_cast<DWORD>(result)));
-}
-
-// Within kMaxSide both ways, never enlarged.
-FrameSize ShrunkSize(const PixelView& frame) {
-  const uint32_t longest = std::max(frame.width, frame.height);
-  if (longest <= ThumbnailPicker::kMaxSide) return {frame.width, frame.height};
-  const double scale = static_cast<double>(ThumbnailPicker::kMaxSide) / longest;
-  const auto shrink = [&](uint32_t side) {
-    return std::max(1u, static_cast<uint32_t>(std::lround(side * scale)));
-  };
-  return {shrink(frame.width), shrink(frame.height)};
-}
 
 long Percent(float ratio) {
   return std::lround(ratio * 100.0f);
@@ -48,11 +25,7 @@ double DistanceToNearest(const Thumbnail& candidate, const std::vector<const Thu
 
 }  // namespace
 
-ThumbnailPicker::ThumbnailPicker() {
-  Check(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
-                         IID_PPV_ARGS(&factory_)),
-        "Windows Imaging Component");
-}
+ThumbnailPicker::ThumbnailPicker() : scaler_("leave out --report") {}
 
 void ThumbnailPicker::Offer(double seconds, float ratio, const PixelView& frame) {
   while (seconds >= span_seconds_ * kSpans) HalveSpans();
@@ -103,23 +76,9 @@ std::vector<Thumbnail> ThumbnailPicker::Picked() const {
 }
 
 Thumbnail ThumbnailPicker::Shrink(double seconds, float ratio, const PixelView& frame) const {
-  Thumbnail small{seconds, ratio, {frame.width, frame.height}, ShrunkSize(frame), {}};
-  const UINT stride = small.size.width * 4;
-  small.pixels.resize(size_t{stride} * small.size.height);
-  ComPtr<IWICBitmap> bitmap;
-  Check(factory_->CreateBitmapFromMemory(frame.width, frame.height, GUID_WICPixelFormat32bppBGR,
-                                         static_cast<UINT>(frame.row_pitch),
-                                         static_cast<UINT>(frame.row_pitch * frame.height),
-                                         const_cast<BYTE*>(frame.pixels), &bitmap),
-        "CreateBitmapFromMemory");
-  ComPtr<IWICBitmapScaler> scaler;
-  Check(factory_->CreateBitmapScaler(&scaler), "CreateBitmapScaler");
-  Check(scaler->Initialize(bitmap.Get(), small.size.width, small.size.height,
-                           WICBitmapInterpolationModeFant),
-        "Initialize of the scaler");
-  Check(scaler->CopyPixels(nullptr, stride, static_cast<UINT>(small.pixels.size()),
-                           small.pixels.data()),
-        "CopyPixels");
+  Thumbnail small{
+      seconds, ratio, frame.size(), ShrunkToFit(frame.size(), {kMaxSide, kMaxSide}), {}};
+  scaler_.Shrink(frame, small.size, small.pixels);
   return small;
 }
 

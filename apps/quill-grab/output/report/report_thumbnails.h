@@ -3,16 +3,11 @@
 
 #pragma once
 
-#include <windows.h>
-
-#include <wincodec.h>
-#include <wrl/client.h>
-
 #include <cstdint>
 #include <vector>
 
-#include "quill-grab/output/pixel_view.h"
-#include "quill-grab/console/summary.h"
+#include "quill-grab/output/frame.h"
+#include "quill-grab/output/scaler.h"
 
 namespace quill_grab {
 
@@ -25,7 +20,7 @@ struct Thumbnail {
   std::vector<uint8_t> pixels;  // BGRA without gaps
 
   PixelView view() const {
-    return {pixels.data(), size.width, size.height, size_t{size.width} * 4};
+    return {pixels.data(), size.width, size.height, size.width * kPixelBytes};
   }
 };
 
@@ -51,7 +46,7 @@ class ThumbnailPicker {
   void HalveSpans();
   Thumbnail Shrink(double seconds, float ratio, const PixelView& frame) const;
 
-  Microsoft::WRL::ComPtr<IWICImagingFactory> factory_;
+  Scaler scaler_;
   double span_seconds_ = 0.5;
   std::vector<Thumbnail> best_;  // of each span that had a frame, in the order of time
 };

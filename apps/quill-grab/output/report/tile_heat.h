@@ -6,8 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "quill-grab/output/pixel_view.h"
-#include "quill-grab/console/summary.h"
+#include "quill-grab/output/frame.h"
 
 namespace quill_grab {
 

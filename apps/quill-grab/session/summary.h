@@ -4,28 +4,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "quill-grab/output/frame.h"
+
 namespace quill_grab {
-
-struct FrameSize {
-  uint32_t width;
-  uint32_t height;
-  bool operator==(const FrameSize&) const = default;
-};
-
-// One poll that reported a frame.
-struct FrameRecord {
-  double seconds;  // since the start of the run
-  FrameSize size;
-  float ratio;       // what wgc_get_update_ratio gave after the poll
-  bool is_new;       // see IsNewFrame
-  uint64_t missed;   // polls since the previous frame that were left out, as they came due while
-                     // it was handled, or that gave none
-  std::string file;  // empty when the frame was not written
-};
 
 // Figures of one run.
 class Summary {
@@ -39,6 +25,12 @@ class Summary {
   uint64_t written() const { return written_; }
   uint64_t missed() const { return missed_; }
 
+  // Of the last frame; none before the first one.
+  const std::optional<FrameSize>& last_size() const { return last_size_; }
+  // Of the last new frame; 0 before the first one.
+  double last_new_seconds() const { return last_new_seconds_; }
+  float last_new_ratio() const { return last_new_ratio_; }
+
   // Of all polls with a frame; 0 when there was none.
   float min_ratio() const { return min_ratio_; }
   float max_ratio() const { return max_ratio_; }
@@ -50,7 +42,7 @@ class Summary {
   // Each size with its number of polls, in the order of first appearance.
   const std::vector<std::pair<FrameSize, uint64_t>>& sizes() const { return sizes_; }
 
-  // The figures as lines, with at most max_changes of the frames whose ratio is above 0.
+  // The figures as lines, with at most max_changes of the frames with a ratio above 0.
   std::string Text(size_t max_changes) const;
 
  private:
@@ -66,6 +58,9 @@ class Summary {
   double ratio_sum_ = 0.0;
   float min_ratio_ = 0.0f;
   float max_ratio_ = 0.0f;
+  std::optional<FrameSize> last_size_;
+  double last_new_seconds_ = 0.0;
+  float last_new_ratio_ = 0.0f;
   std::vector<std::pair<FrameSize, uint64_t>> sizes_;
   std::vector<FrameRecord> changes_;  // the first kKeptChanges of them
 };

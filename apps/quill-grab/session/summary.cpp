@@ -1,7 +1,7 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/console/summary.h"
+#include "quill-grab/session/summary.h"
 
 #include <algorithm>
 
@@ -11,12 +11,8 @@ namespace quill_grab {
 
 namespace {
 
-// More are counted but not listed, so that a run of days stays small.
+// Further changes are counted but not listed, so that a run of days stays small.
 constexpr size_t kKeptChanges = 1000;
-
-unsigned long long Number(uint64_t value) {
-  return value;
-}
 
 }  // namespace
 
@@ -27,7 +23,12 @@ void Summary::AddFrame(const FrameRecord& frame) {
   ratio_sum_ += frame.ratio;
   ++frames_;
   missed_ += frame.missed;
-  if (frame.is_new) ++new_frames_;
+  last_size_ = frame.size;
+  if (frame.is_new) {
+    ++new_frames_;
+    last_new_seconds_ = frame.seconds;
+    last_new_ratio_ = frame.ratio;
+  }
   if (!frame.file.empty()) ++written_;
   if (frame.ratio == 0.0f) ++zero_ratios_;
   if (frame.ratio > 0.0f && changes_.size() < kKeptChanges) changes_.push_back(frame);
@@ -45,7 +46,7 @@ void Summary::CountSize(const FrameSize& size) {
 }
 
 std::string Summary::Text(size_t max_changes) const {
-  std::string text = Format("Polls: %llu, of which %llu gave a frame; %llu dropped", Number(polls_),
+  std::string text = Format("Polls: %llu, of which %llu gave a frame; %llu missed", Number(polls_),
                             Number(frames_), Number(missed_));
   text += Format("\nFrames: %llu new, %llu written as PNG", Number(new_frames_), Number(written_));
   text += "\nSizes:";

@@ -1,0 +1,21 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "quill-grab/console/error.h"
+
+#include <new>
+
+#include "quill-grab/console/text.h"
+
+namespace quill_grab {
+
+void ResultCheck::operator()(HRESULT result, const char* call) const {
+  if (SUCCEEDED(result)) return;
+  if (result == E_OUTOFMEMORY) throw std::bad_alloc();
+  std::string text = std::string(task) + ": " + call + ": ";
+  text += DescribeError(static_cast<DWORD>(result));
+  if (*remedy != '\0') text += std::string(": ") + remedy;
+  throw GrabError(code, text);
+}
+
+}  // namespace quill_grab

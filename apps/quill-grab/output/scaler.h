@@ -1,0 +1,39 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+#include <wincodec.h>
+#include <wrl/client.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "quill-grab/output/frame.h"
+
+namespace quill_grab {
+
+// The Windows Imaging Component. The thread must have initialised COM. Throws GrabError.
+Microsoft::WRL::ComPtr<IWICImagingFactory> MakeImagingFactory();
+
+// The picture's own size where it fits into bounds, else that size shrunk until it fits, with its
+// aspect ratio kept.
+FrameSize ShrunkToFit(const FrameSize& picture, const FrameSize& bounds);
+
+// Shrinks pictures. The thread must have initialised COM.
+class Scaler {
+ public:
+  explicit Scaler(const char* remedy);  // ends the text of errors. Throws GrabError.
+
+  // Fills bgra with the picture at that size, rows without gaps. Its alpha is undefined. Throws
+  // GrabError.
+  void Shrink(const PixelView& picture, const FrameSize& size, std::vector<uint8_t>& bgra) const;
+
+ private:
+  const char* remedy_;
+  Microsoft::WRL::ComPtr<IWICImagingFactory> factory_;
+};
+
+}  // namespace quill_grab

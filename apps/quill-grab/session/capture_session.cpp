@@ -1,0 +1,72 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "quill-grab/session/capture_session.h"
+
+#include "quill-grab/console/error.h"
+#include "quill-grab/session/log_sink.h"
+
+namespace quill_grab {
+
+void FrameReleaser::operator()(void* frame) const {
+  if (is_texture) static_cast<ID3D11Texture2D*>(frame)->Release();
+  library->wgc_free_recent_frame(session, frame);
+}
+
+CaptureSession::CaptureSession(const Library& library, const Options& options, const Target& target,
+                               Console& console)
+    : library_(library),
+      is_texture_(options.texture),
+      session_(target.window != nullptr ? library.wgc_session_create(target.window)
+                                        : library.wgc_session_create2(target.monitor),
+               library.wgc_session_destroy) {
+  if (!session_) {
+    throw GrabError(ExitCode::kCaptureFailed,
+                    "no capture session could be created: out of memory: close other programs");
+  }
+  ApplySwitches(options, console);
+  if (!library_.wgc_session_start(session_.get())) {
+    const std::string reason = LastLoggedError();
+    throw GrabError(ExitCode::kCaptureFailed,
+                    "capture could not start: " + (reason.empty() ? "no reason given" : reason) +
+                        ": try another target of quill-grab --list, or see the log with --verbose");
+  }
+  if (is_texture_) texture_reader_.emplace(library_.wgc_get_device(session_.get()));
+}
+
+void CaptureSession::ApplySwitches(const Options& options, Console& console) {
+  void* session = session_.get();
+  if (options.cursor && !library_.wgc_enable_cursor(session, true)) {
+    console.PrintLine(
+        "Notice: this Windows cannot switch the cursor on or off, so it may be missing.");
+  }
+  if (options.border) library_.wgc_show_border(session, true);
+  if (options.detect) library_.wgc_set_dirty_rect(session, true);
+  if (options.texture) library_.wgc_set_capture_to_texture(session, true);
+}
+
+bool CaptureSession::is_running() const {
+  return library_.wgc_get_status(session_.get());
+}
+
+std::optional<CapturedFrame> CaptureSession::Poll() {
+  void* data = nullptr;
+  FrameSize size{};
+  bool cursor;
+  if (!library_.wgc_get_recent_frame(session_.get(), &data, nullptr, &size.width, &size.height,
+                                     &cursor)) {
+    return std::nullopt;
+  }
+  return CapturedFrame{{data, FrameReleaser{&library_, session_.get(), is_texture_}},
+                       size,
+                       library_.wgc_get_update_ratio(session_.get())};
+}
+
+FramePixels CaptureSession::Read(const CapturedFrame& frame) {
+  void* data = frame.data.get();
+  if (texture_reader_) return texture_reader_->Read(static_cast<ID3D11Texture2D*>(data));
+  return FramePixels({static_cast<const uint8_t*>(data), frame.size.width, frame.size.height,
+                      frame.size.width * kPixelBytes});
+}
+
+}  // namespace quill_grab
