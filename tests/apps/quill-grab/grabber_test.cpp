@@ -4,30 +4,136 @@
 #include "quill-grab/session/grabber.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <limits>
-#include <thread>
-#include <vector>
+#include <new>
 
 #include "apps/quill-grab/decode_png.h"
-#include "apps/quill-grab/test_support.h"
-#include "quill-grab/session/log_sink.h"
+#include "apps/quill-grab/grab_error.h"
+#include "apps/quill-grab/grab_test.h"
 #include "quill-grab/output/png/png_series.h"
+#include "quill-grab/output/video/video_stream.h"
+#include "quill-grab/session/log_sink.h"
 
 namespace quill_grab {
 namespace {
 
-// A session that reports what a test has written down, one step a poll. After the last step it goes
-// on reporting that frame, with the ratio 0, as the library does when nothing new arrives.
+constexpr double kForever = std::numeric_limits<double>::infinity();
+
+TEST(ScheduleTest, PunctualPollsMissNoTick) {
+  Schedule schedule(5.0, 4.0);
+  for (int tick = 0; tick < 1000; ++tick) {
+    ASSERT_EQ(schedule.next(), 5.0 + tick * 0.25);
+    ASSERT_EQ(schedule.Take(schedule.next()), 0u);
+  }
+}
+
+TEST(ScheduleTest, PollThatIsLateByLessThanATickMissesNone) {
+  Schedule schedule(0.0, 4.0);
+  for (int tick = 0; tick < 100; ++tick) {
+    EXPECT_EQ(schedule.Take(tick * 0.25 + 0.24), 0u);
+    EXPECT_EQ(schedule.next(), (tick + 1) * 0.25);
+  }
+}
+
+TEST(ScheduleTest, LatePollCountsTheTicksItMissed) {
+  Schedule schedule(5.0, 10.0);
+  EXPECT_EQ(schedule.Take(5.0), 0u);
+  EXPECT_EQ(schedule.Take(5.55), 4u);  // stands for tick 5; 1 to 4 are missed
+  EXPECT_DOUBLE_EQ(schedule.next(), 5.6);
+  EXPECT_EQ(schedule.Take(5.6), 0u);
+}
+
+TEST(ScheduleTest, RoundingErrorsDoNotAddUpOverADay) {
+  constexpr int kTicks = 2589408;  // 86400 s at 29.97 a second
+  Schedule schedule(0.1, 29.97);
+  uint64_t missed = 0;
+  for (int tick = 0; tick < kTicks; ++tick) missed += schedule.Take(schedule.next());
+  EXPECT_EQ(missed, 0u);
+  EXPECT_NEAR(schedule.next(), 0.1 + 86400.0, 1e-6);
+}
+
+// What is expected of RunEnd: no code while the run goes on.
+struct EndCase {
+  const char* what;
+  uint64_t frames_option;
+  double seconds_option;
+  bool has_stream;
+  RunState state;
+  std::optional<ExitCode> code;
+  bool is_error;
+  const char* text;
+};
+
+RunState At(double seconds, double next_poll, uint64_t frames, uint64_t counted = 0,
+            double outputs = 0.0) {
+  return {seconds, next_poll, frames, counted, outputs, true, false};
+}
+
+RunState Closed(uint64_t frames, uint64_t counted = 0) {
+  return {1.0, 1.1, frames, counted, 0.0, false, false};
+}
+
+RunState Interrupted(uint64_t frames) {
+  return {1.0, 1.1, frames, 0, 0.0, true, true};
+}
+
+TEST(RunEndTest, FramesTimeTargetAndInterruptionEndARun) {
+  const std::vector<EndCase> cases = {
+      {"in the middle", 3, 5.0, false, At(1, 1.1, 2, 2), {}, false, ""},
+      {"enough frames", 3, 5.0, false, At(1, 1.1, 3, 3), ExitCode::kOk, false, "all frames"},
+      {"enough frames, closed", 1, 5.0, false, Closed(1, 1), ExitCode::kOk, false, "all frames"},
+      {"an output has enough", 0, 5.0, false, At(1, 1.1, 9, 9, 1.0), ExitCode::kOk, false, "all"},
+      {"a stream counts its own", 3, 5.0, true, At(1, 1.1, 9, 9, 0.5), {}, false, ""},
+      {"time over", 0, 5.0, false, At(5, 5.1, 9), ExitCode::kOk, false, "the time is over"},
+      {"a tick before the end is missed", 0, 5.0, false, At(6, 4.9, 9), {}, false, ""},
+      {"time over, no frame", 0, 5.0, false, At(5, 5.1, 0), ExitCode::kNoFrame, true, "in 5.0 s"},
+      {"too few frames", 9, 5.0, false, At(5, 5.1, 40, 2), ExitCode::kOk, false, "2 of 9 frames"},
+      {"a stream with too few", 9, 5.0, true, At(5, 5.1, 4, 2), ExitCode::kOk, false, "before 9"},
+      {"closed early", 9, kForever, false, Closed(2), ExitCode::kTargetClosed, true, "are kept"},
+      {"closed before the time", 0, 5.0, false, Closed(2), ExitCode::kTargetClosed, true, "kept"},
+      {"closed, no other end", 0, kForever, false, Closed(2), ExitCode::kOk, false, "was closed"},
+      {"closed, no frame", 0, kForever, false, Closed(0), ExitCode::kNoFrame, true, "before any"},
+      {"interrupted", 9, 5.0, false, Interrupted(1), ExitCode::kOk, false, "interrupted"},
+      {"interrupted, no frame", 0, 5.0, false, Interrupted(0), ExitCode::kNoFrame, true,
+       "interrupted before any frame"},
+  };
+  for (const EndCase& each : cases) {
+    SCOPED_TRACE(each.what);
+    Options options;
+    options.frames = each.frames_option;
+    options.seconds = each.seconds_option;
+    if (each.has_stream) options.streams = {{StreamFormats().data(), "-"}};
+    const std::optional<Outcome> end = RunEnd(options, each.state);
+    ASSERT_EQ(end.has_value(), each.code.has_value());
+    if (!end) continue;
+    EXPECT_EQ(end->code, *each.code);
+    EXPECT_EQ(end->is_error, each.is_error);
+    EXPECT_TRUE(Contains(end->text, each.text));
+  }
+}
+
+constexpr FrameSize kNone{0, 0};
+constexpr FrameSize kSmall{8, 6};
+constexpr FrameSize kLarge{16, 12};
+
+TEST(IsNewFrameTest, RatioFirstFrameAndSizeMakeAFrameNew) {
+  EXPECT_TRUE(IsNewFrame(0.01f, kSmall, kSmall));
+  EXPECT_FALSE(IsNewFrame(0.0f, kSmall, kSmall));
+  EXPECT_TRUE(IsNewFrame(0.0f, kSmall, std::nullopt));
+  EXPECT_TRUE(IsNewFrame(0.0f, kSmall, kLarge));
+}
+
+// What the library reports at one poll. The size kNone means no frame.
 struct Step {
-  bool has_frame;
   FrameSize size;
   float ratio;
-  uint8_t colour;       // all bytes of the frame
+  uint8_t colour;       // every byte of the frame
   bool closes = false;  // the target closes during this poll
 };
 
+// A library that reports what a test has written down, one step a poll. After the last step it goes
+// on reporting that frame with the ratio 0, as the library does when no other frame arrives.
 struct Script {
   std::vector<Step> steps;
   bool start_succeeds = true;
@@ -35,7 +141,7 @@ struct Script {
 
   size_t polls = 0;
   bool running = false;
-  bool ratio_is_fresh = false;
+  bool ratio_is_unread = false;
   int alive = 0;
   std::vector<uint8_t> bytes;
   Microsoft::WRL::ComPtr<ID3D11Device> device;
@@ -47,31 +153,18 @@ struct Script {
 
 Script script;
 
-bool FakeSupported() {
-  return true;
-}
-void FakeRegisterLogger(WgcLogCallback) {}
-void* FakeCreate(HWND) {
-  return ++script.alive, &script;
-}
-void* FakeCreateMonitor(HMONITOR) {
-  return ++script.alive, &script;
-}
-bool FakeStart(void*) {
+bool Start(void*) {
   if (!script.start_succeeds) {
     OnLogLine(WGC_LOG_ERROR, "no capture today, hr:80070057", 29);
     OnLogLine(WGC_LOG_WARNING, "no cursor either", 16);
   }
   return script.running = script.start_succeeds;
 }
-void FakeDestroy(void*) {
-  --script.alive;
-}
-bool FakeGetRecentFrame(void*, void** frame, void*, uint32_t* width, uint32_t* height,
-                        bool* cursor) {
+
+bool GetRecentFrame(void*, void** frame, void*, uint32_t* width, uint32_t* height, bool* cursor) {
   ++script.polls;
   const Step& step = script.Current();
-  script.ratio_is_fresh = script.polls <= script.steps.size();
+  script.ratio_is_unread = script.polls <= script.steps.size();
   if (step.closes) script.running = false;
   if (script.interrupt_at_end != nullptr && script.polls == script.steps.size()) {
     *script.interrupt_at_end = true;
@@ -79,77 +172,73 @@ bool FakeGetRecentFrame(void*, void** frame, void*, uint32_t* width, uint32_t* h
   *width = step.size.width;
   *height = step.size.height;
   *cursor = false;
-  if (!step.has_frame) return false;
-  if (script.texture) {
-    *frame = Microsoft::WRL::ComPtr<ID3D11Texture2D>(script.texture).Detach();
-    return true;
-  }
+  if (step.size == kNone) return false;
   script.bytes.assign(size_t{step.size.width} * step.size.height * 4, step.colour);
   *frame = script.bytes.data();
+  if (script.texture) *frame = Microsoft::WRL::ComPtr<ID3D11Texture2D>(script.texture).Detach();
   return true;
 }
-void FakeFree(void*, void*) {}
-float FakeRatio(void*) {
-  const float ratio = script.ratio_is_fresh ? script.Current().ratio : 0.0f;
-  script.ratio_is_fresh = false;
-  return ratio;
-}
-bool FakeStatus(void*) {
-  return script.running;
-}
-ID3D11Device* FakeDevice(void*) {
-  return script.device.Get();
-}
-bool FakeCursor(void*, bool) {
-  return script.switches.push_back("cursor"), true;
-}
-bool FakeBorder(void*, bool) {
-  return script.switches.push_back("border"), true;
-}
-void FakeDirtyRect(void*, bool) {
-  script.switches.push_back("detect");
-}
-void FakeTexture(void*, bool) {
-  script.switches.push_back("texture");
+
+float GetUpdateRatio(void*) {
+  return std::exchange(script.ratio_is_unread, false) ? script.Current().ratio : 0.0f;
 }
 
-const Library kLibrary = {FakeSupported, FakeRegisterLogger, FakeCreate,         FakeCreateMonitor,
-                          FakeStart,     FakeDestroy,        FakeGetRecentFrame, FakeFree,
-                          FakeRatio,     FakeStatus,         FakeDevice,         FakeCursor,
-                          FakeBorder,    FakeDirtyRect,      FakeTexture};
+Library ScriptedLibrary() {
+  Library library{};
+  library.wgc_session_create = [](HWND) -> void* { return ++script.alive, &script; };
+  library.wgc_session_create2 = [](HMONITOR) -> void* { return ++script.alive, &script; };
+  library.wgc_session_start = Start;
+  library.wgc_session_destroy = [](void*) { --script.alive; };
+  library.wgc_get_recent_frame = GetRecentFrame;
+  library.wgc_free_recent_frame = [](void*, void*) {};
+  library.wgc_get_update_ratio = GetUpdateRatio;
+  library.wgc_get_status = [](void*) { return script.running; };
+  library.wgc_get_device = [](void*) { return script.device.Get(); };
+  library.wgc_enable_cursor = [](void*, bool) {
+    script.switches.emplace_back("cursor");
+    return true;
+  };
+  library.wgc_show_border = [](void*, bool) {
+    script.switches.emplace_back("border");
+    return true;
+  };
+  library.wgc_set_dirty_rect = [](void*, bool) { script.switches.emplace_back("detect"); };
+  library.wgc_set_capture_to_texture = [](void*, bool) { script.switches.emplace_back("texture"); };
+  return library;
+}
 
-constexpr FrameSize kSmall{8, 6};
-constexpr FrameSize kLarge{16, 12};
+// Time passes only while the program sleeps or an output takes its time. As in reality, a sleep
+// takes a little longer than it should.
+struct FakeClock : Clock {
+  double Now() override { return now; }
+  void Sleep(double seconds) override { now += seconds + 1e-9; }
+  double now = 100.0;
+};
 
-// Keeps what it is given. At the frame that stall_at names it blocks as a slow reader does.
-class Recorder : public Output {
- public:
+// An output that keeps what it is given.
+struct Recorder : Output {
   struct Given {
     FrameRecord record;
     bool has_pixels;
     uint8_t colour;
   };
 
-  Recorder(std::vector<Given>& given, bool needs_pixels) : given_(given), needs_(needs_pixels) {}
-
-  bool NeedsPixels(const FrameRecord&) const override { return needs_; }
+  bool NeedsPixels(const FrameRecord&) const override { return needs_pixels; }
   void Take(FrameRecord& record, const PixelView* pixels) override {
-    given_.push_back(
+    given->push_back(
         {record, pixels != nullptr, pixels != nullptr ? pixels->pixels[0] : uint8_t{0}});
-    if (given_.size() == stall_at) std::this_thread::sleep_for(stall);
+    if (given->size() == special_frame) special();
   }
-  double Share() const override {
-    return enough == 0 ? 0.0 : static_cast<double>(given_.size()) / static_cast<double>(enough);
+  double Completion() const override {
+    return enough == 0 ? 0.0 : static_cast<double>(given->size()) / static_cast<double>(enough);
   }
   void Finish(const RunResult&) override {}
 
+  std::vector<Given>* given = nullptr;
+  bool needs_pixels = true;
   size_t enough = 0;
-  size_t stall_at = 0;
-  std::chrono::milliseconds stall{0};
-
- private:
-  std::vector<Given>& given_;
-  bool needs_;
+  size_t special_frame = 0;  // counted from 1
+  std::function<void()> special;
 };
 
 class GrabberTest : public ComTest {
@@ -157,213 +246,260 @@ class GrabberTest : public ComTest {
   void SetUp() override {
     ComTest::SetUp();
     script = Script();
-    options_.fps = 240.0;
-    options_.seconds = 0.3;
+    options_.fps = 20.0;
+    options_.seconds = 0.5;
   }
 
-  Outcome RunScript(std::vector<Step> steps) {
+  Recorder& AddRecorder() {
+    auto recorder = std::make_unique<Recorder>();
+    recorder->given = &given_;
+    Recorder& added = *recorder;
+    outputs_.push_back(std::move(recorder));
+    return added;
+  }
+
+  // With PNG files as the output if the test has added none.
+  Outcome Run(std::vector<Step> steps) {
     const OutputFolder folder(temporary_.path().string());
     const PngEncoder encoder;
-    Grabber::Outputs outputs;
-    outputs.push_back(std::make_unique<PngSeries>(options_.all, folder, encoder));
-    return RunScript(std::move(steps), outputs);
-  }
-
-  Outcome RunScript(std::vector<Step> steps, const Grabber::Outputs& outputs) {
+    Grabber::Outputs png;
+    png.push_back(std::make_unique<PngSeries>(options_.all, folder, encoder));
     script.steps = std::move(steps);
-    Grabber grabber(kLibrary, options_, outputs, console_);
     Target target;
     target.monitor = reinterpret_cast<HMONITOR>(1);
-    grabber.Start(target);
+    CaptureSession session(library_, options_, target, console_);
+    Progress progress(options_, nullptr, console_);
+    Grabber grabber(session, options_, outputs_.empty() ? png : outputs_, progress, clock_);
     const Outcome outcome = grabber.Run(interrupted_);
     summary_ = grabber.summary();
     return outcome;
   }
 
-  // The size and colour of a written frame; a size of 0 when it is not a whole PNG file.
-  DecodedPng Written(const char* name) const {
-    return DecodePng(ReadWholeFile((temporary_.path() / name).wstring().c_str()));
+  // The colour of a written frame of this size; -1 if there is no such file.
+  int Written(const char* name, FrameSize size = kSmall) const {
+    const Picture picture = DecodePng(ReadBytes(temporary_ / name));
+    const bool has_size = static_cast<uint32_t>(picture.width) == size.width &&
+                          static_cast<uint32_t>(picture.height) == size.height;
+    return has_size ? static_cast<int>(picture.pixels[0] & 0xFF) : -1;
   }
 
+  // The ticks of the schedule from the first frame to the end of the run.
+  double Ticks(double end) const {
+    return std::ceil((end - given_[0].record.seconds) * options_.fps - 1e-6);
+  }
+
+  const Library library_ = ScriptedLibrary();
   Options options_;
   Console console_;
+  FakeClock clock_;
+  Grabber::Outputs outputs_;
+  std::vector<Recorder::Given> given_;
   TemporaryFolder temporary_;
   std::atomic<bool> interrupted_{false};
   Summary summary_;
 };
 
-TEST(IsNewFrameTest, GoesByTheRatioTheFirstFrameAndTheSize) {
-  EXPECT_TRUE(IsNewFrame(0.01f, kSmall, kSmall));
-  EXPECT_FALSE(IsNewFrame(0.0f, kSmall, kSmall));
-  EXPECT_TRUE(IsNewFrame(0.0f, kSmall, std::nullopt));
-  EXPECT_TRUE(IsNewFrame(0.0f, kSmall, kLarge));
-}
-
-TEST_F(GrabberTest, WritesNewFramesOnly) {
-  const Outcome outcome = RunScript({{false, {0, 0}, 0, 0},
-                                     {true, kSmall, 1.0f, 10},
-                                     {true, kSmall, 0.0f, 10},
-                                     {true, kSmall, 0.25f, 20},
-                                     {true, kLarge, 0.0f, 30}});
+TEST_F(GrabberTest, OnlyNewFramesAreWritten) {
+  const Outcome outcome = Run({{kNone, 0, 0},
+                               {kSmall, 1.0f, 10},
+                               {kSmall, 0.0f, 10},
+                               {kSmall, 0.25f, 20},
+                               {kLarge, 0.0f, 30}});
   EXPECT_EQ(outcome.code, ExitCode::kOk);
   EXPECT_FALSE(outcome.is_error);
   EXPECT_EQ(summary_.written(), 3u);
   EXPECT_EQ(summary_.new_frames(), 3u);
   EXPECT_EQ(temporary_.CountFiles(), 3u);
-  EXPECT_EQ(Written("frame-0001.png").bgra[0], 10);
-  EXPECT_EQ(Written("frame-0002.png").bgra[0], 20);
-  EXPECT_EQ(Written("frame-0003.png").bgra[0], 30);
-  EXPECT_EQ(Written("frame-0003.png").width, kLarge.width);
-  EXPECT_EQ(Written("frame-0003.png").height, kLarge.height);
+  EXPECT_EQ(Written("frame-0001.png"), 10);
+  EXPECT_EQ(Written("frame-0002.png"), 20);
+  EXPECT_EQ(Written("frame-0003.png", kLarge), 30);
   EXPECT_EQ(script.alive, 0);
 }
 
-TEST_F(GrabberTest, WritesRepeatsWhenAskedForAll) {
+TEST_F(GrabberTest, RepeatedFramesAreWrittenAndCountedWithAll) {
   options_.all = true;
   options_.frames = 5;
-  const Outcome outcome = RunScript({{true, kSmall, 1.0f, 10}});
-  EXPECT_EQ(outcome.code, ExitCode::kOk);
+  EXPECT_EQ(Run({{kSmall, 1.0f, 10}}).code, ExitCode::kOk);
   EXPECT_EQ(summary_.written(), 5u);
   EXPECT_EQ(summary_.new_frames(), 1u);
   EXPECT_EQ(script.polls, 5u);
   EXPECT_EQ(temporary_.CountFiles(), 5u);
 }
 
-TEST_F(GrabberTest, EndsWithTheLastWantedFrame) {
+TEST_F(GrabberTest, RunEndsWithTheLastWantedNewFrame) {
   options_.frames = 2;
-  const Outcome outcome =
-      RunScript({{true, kSmall, 1, 1}, {true, kSmall, 1, 2}, {true, kSmall, 1, 3}});
-  EXPECT_EQ(outcome.code, ExitCode::kOk);
+  EXPECT_EQ(Run({{kSmall, 1, 1}, {kSmall, 0, 1}, {kSmall, 1, 2}, {kSmall, 1, 3}}).code,
+            ExitCode::kOk);
   EXPECT_EQ(summary_.written(), 2u);
-  EXPECT_EQ(script.polls, 2u);
+  EXPECT_EQ(script.polls, 3u);
 }
 
-TEST_F(GrabberTest, EndsInTimeWhenFramesAreMissing) {
-  options_.frames = 50;
-  const Outcome outcome = RunScript({{true, kSmall, 1, 1}});
-  EXPECT_EQ(outcome.code, ExitCode::kOk);
-  EXPECT_NE(outcome.text.find("1 of 50 frames"), std::string::npos) << outcome.text;
+TEST_F(GrabberTest, RunEndsWhenAnOutputHasEnough) {
+  AddRecorder().enough = 4;
+  options_.seconds = kForever;
+  EXPECT_EQ(Run({{kSmall, 1, 1}}).code, ExitCode::kOk);
+  EXPECT_EQ(given_.size(), 4u);
 }
 
-TEST_F(GrabberTest, ReportsThatNoFrameArrived) {
-  const Outcome outcome = RunScript({{false, {0, 0}, 0, 0}});
-  EXPECT_EQ(outcome.code, ExitCode::kNoFrame);
-  EXPECT_TRUE(outcome.is_error);
-  EXPECT_EQ(temporary_.CountFiles(), 0u);
-}
-
-// A rate of one frame in ten seconds must not delay the first one.
-TEST_F(GrabberTest, FindsTheFirstFrameAtOnceWhateverTheRate) {
+TEST_F(GrabberTest, FirstFrameIsNotDelayedByALowRate) {
   options_.fps = 0.1;
   options_.frames = 1;
-  options_.seconds = 5.0;
-  RunScript({{false, {0, 0}, 0, 0}, {false, {0, 0}, 0, 0}, {true, kSmall, 1, 1}});
+  options_.seconds = 60.0;
+  Run({{kNone, 0, 0}, {kNone, 0, 0}, {kSmall, 1, 1}});
   EXPECT_EQ(summary_.written(), 1u);
+  EXPECT_NEAR(clock_.now, 100.1, 1e-6);  // two polls a twentieth of a second apart
 }
 
-// Two polls, a quarter of a second apart, and what the library is given to see between them: the
-// second poll has the last picture and the greatest ratio.
-TEST_F(GrabberTest, LetsFramesInBetweenSlowPolls) {
-  std::vector<Recorder::Given> given;
-  Grabber::Outputs outputs;
-  outputs.push_back(std::make_unique<Recorder>(given, true));
+// Between two polls, a quarter of a second apart, the library is called four times.
+TEST_F(GrabberTest, LowRatePollHasTheLatestFrameAndTheGreatestRatioSinceThePollBefore) {
+  AddRecorder().enough = 3;
   options_.fps = 4.0;
-  options_.frames = 2;
-  options_.seconds = 5.0;
-  RunScript({{true, kSmall, 1.0f, 1}, {true, kSmall, 0.5f, 2}, {true, kSmall, 0.25f, 3}}, outputs);
-  ASSERT_EQ(given.size(), 2u);
-  EXPECT_GE(given[1].record.seconds, 0.24);
-  EXPECT_EQ(given[1].record.ratio, 0.5f);
-  EXPECT_TRUE(given[1].record.is_new);
-  EXPECT_EQ(given[1].record.missed, 0u);
-  EXPECT_EQ(given[1].colour, 3);
-  EXPECT_EQ(summary_.polls(), 2u);
+  options_.seconds = 60.0;
+  Run({{kSmall, 1.0f, 1}, {kSmall, 0.5f, 2}, {kSmall, 0.25f, 3}});
+  ASSERT_EQ(given_.size(), 3u);
+  EXPECT_NEAR(given_[1].record.seconds, 0.25, 1e-6);
+  EXPECT_EQ(given_[1].record.ratio, 0.5f);
+  EXPECT_TRUE(given_[1].record.is_new);
+  EXPECT_EQ(given_[1].record.missed, 0u);
+  EXPECT_EQ(given_[1].colour, 3);
+  EXPECT_FALSE(given_[2].record.is_new) << "the ratio of a frame between polls counts once";
+  EXPECT_EQ(summary_.polls(), 3u);
 }
 
-TEST_F(GrabberTest, AFrameBetweenSlowPollsCountsOnce) {
-  std::vector<Recorder::Given> given;
-  auto recorder = std::make_unique<Recorder>(given, false);
-  recorder->enough = 3;
-  Grabber::Outputs outputs;
-  outputs.push_back(std::move(recorder));
-  options_.fps = 8.0;
-  options_.seconds = 5.0;
-  RunScript({{true, kSmall, 1.0f, 1}, {true, kSmall, 0.5f, 2}}, outputs);
-  ASSERT_EQ(given.size(), 3u);
-  EXPECT_TRUE(given[1].record.is_new);
-  EXPECT_FALSE(given[2].record.is_new);
-}
-
-TEST_F(GrabberTest, KeepsTheFramesOfATargetThatCloses) {
-  options_.seconds = 30.0;
-  const Outcome outcome =
-      RunScript({{true, kSmall, 1, 1}, {true, kSmall, 1, 2}, {true, kSmall, 0, 2, true}});
+TEST_F(GrabberTest, FramesOfATargetThatClosesAreKept) {
+  const Outcome outcome = Run({{kSmall, 1, 1}, {kSmall, 1, 2}, {kSmall, 0, 2, true}});
   EXPECT_EQ(outcome.code, ExitCode::kTargetClosed);
   EXPECT_TRUE(outcome.is_error);
   EXPECT_EQ(script.polls, 3u);
-  EXPECT_EQ(Written("frame-0001.png").width, kSmall.width);
-  EXPECT_EQ(Written("frame-0002.png").width, kSmall.width);
+  EXPECT_EQ(Written("frame-0001.png"), 1);
+  EXPECT_EQ(Written("frame-0002.png"), 2);
   EXPECT_EQ(temporary_.CountFiles(), 2u);
 }
 
-TEST_F(GrabberTest, AFinishedRunIsDoneEvenIfTheTargetCloses) {
-  options_.frames = 1;
-  EXPECT_EQ(RunScript({{true, kSmall, 1, 1, true}}).code, ExitCode::kOk);
-}
-
-TEST_F(GrabberTest, EndsCleanlyWhenInterrupted) {
-  options_.seconds = 30.0;
+TEST_F(GrabberTest, InterruptionEndsTheRunWithinAMoment) {
+  options_.fps = 0.1;
+  options_.seconds = kForever;
   script.interrupt_at_end = &interrupted_;
-  const std::vector<Step> steps = {{true, kSmall, 1, 1}, {true, kSmall, 1, 2}};
-  const Outcome outcome = RunScript(steps);
+  const Outcome outcome = Run({{kSmall, 1, 1}, {kSmall, 1, 2}});
   EXPECT_EQ(outcome.code, ExitCode::kOk);
   EXPECT_EQ(outcome.text, "interrupted");
-  EXPECT_EQ(temporary_.CountFiles(), 2u);
+  EXPECT_EQ(temporary_.CountFiles(), 1u);
+  EXPECT_LE(clock_.now, 100.1 + 1e-6);
 }
 
-TEST_F(GrabberTest, ReportsAnInterruptionBeforeAnyFrame) {
-  options_.seconds = 30.0;
-  script.interrupt_at_end = &interrupted_;
-  const Outcome outcome = RunScript({{false, {0, 0}, 0, 0}});
-  EXPECT_EQ(outcome.code, ExitCode::kNoFrame);
-  EXPECT_TRUE(outcome.is_error);
-  EXPECT_EQ(outcome.text, "interrupted before any frame arrived");
-}
-
-// The third file's name is taken by a folder, so that it cannot be written.
-TEST_F(GrabberTest, KeepsWrittenFramesWhenOneCannotBeWritten) {
-  options_.seconds = 30.0;
-  std::filesystem::create_directory(temporary_.path() / "frame-0003.png");
-  const Outcome outcome =
-      RunScript({{true, kSmall, 1, 1}, {true, kSmall, 1, 2}, {true, kSmall, 1, 3}});
+TEST_F(GrabberTest, FramesBeforeOneThatCannotBeWrittenAreKept) {
+  std::filesystem::create_directory(temporary_ / "frame-0003.png");
+  const Outcome outcome = Run({{kSmall, 1, 1}, {kSmall, 1, 2}, {kSmall, 1, 3}});
   EXPECT_EQ(outcome.code, ExitCode::kOutputFailed);
   EXPECT_TRUE(outcome.is_error);
   EXPECT_EQ(summary_.frames(), 3u);
   EXPECT_EQ(summary_.written(), 2u);
-  EXPECT_EQ(Written("frame-0001.png").bgra[0], 1);
-  EXPECT_EQ(Written("frame-0002.png").bgra[0], 2);
+  EXPECT_EQ(Written("frame-0001.png"), 1);
+  EXPECT_EQ(Written("frame-0002.png"), 2);
   EXPECT_EQ(temporary_.CountFiles(), 3u);
 }
 
-TEST_F(GrabberTest, GivesTheLoggedErrorWhenCaptureCannotStart) {
+TEST_F(GrabberTest, OutOfMemoryNamesTheFrameAndWhatToDo) {
+  Recorder& recorder = AddRecorder();
+  recorder.special_frame = 2;
+  recorder.special = [] { throw std::bad_alloc(); };
+  const Outcome outcome = Run({{kSmall, 1, 1}, {kLarge, 1, 2}});
+  EXPECT_EQ(outcome.code, ExitCode::kCaptureFailed);
+  EXPECT_TRUE(outcome.is_error);
+  EXPECT_TRUE(Contains(outcome.text, "out of memory: the frame of 16 x 12"));
+  EXPECT_TRUE(Contains(outcome.text, "capture a smaller window"));
+  EXPECT_EQ(summary_.frames(), 2u);
+}
+
+TEST_F(GrabberTest, CaptureThatCannotStartReportsTheLoggedError) {
   script.start_succeeds = false;
   SetLogSink(nullptr, false);
-  try {
-    RunScript({{false, {0, 0}, 0, 0}});
-    ADD_FAILURE() << "started";
-  } catch (const GrabError& error) {
-    EXPECT_EQ(error.code(), ExitCode::kCaptureFailed);
-    EXPECT_NE(std::string(error.what()).find("start: no capture today, hr:80070057:"),
-              std::string::npos)
-        << error.what();
-  }
+  const GrabError error = ErrorOf([&] { Run({{kNone, 0, 0}}); });
+  EXPECT_EQ(error.code(), ExitCode::kCaptureFailed);
+  EXPECT_TRUE(Contains(error.what(), "start: no capture today, hr:80070057:"));
   EXPECT_EQ(script.alive, 0);
 }
 
-class GrabberTextureTest : public GrabberTest {
- protected:
-  void SetUp() override {
-    GrabberTest::SetUp();
+TEST_F(GrabberTest, PixelsAreReadOnlyForAnOutputThatNeedsThem) {
+  for (const bool needed : {false, true}) {
+    script = Script();
+    given_.clear();
+    outputs_.clear();
+    AddRecorder().needs_pixels = false;
+    AddRecorder().needs_pixels = needed;
+    options_.frames = 2;
+    Run({{kSmall, 1, 7}, {kSmall, 1, 8}});
+    ASSERT_EQ(given_.size(), 4u);
+    for (const size_t second_frame : {2u, 3u}) {
+      EXPECT_EQ(given_[second_frame].has_pixels, needed);
+      EXPECT_EQ(given_[second_frame].colour, needed ? 8 : 0);
+    }
+  }
+}
+
+TEST_F(GrabberTest, EveryTickOfTheRunIsAFrameOrMissed) {
+  Recorder& recorder = AddRecorder();
+  recorder.special_frame = 2;
+  recorder.special = [&] { clock_.now += 0.27; };  // five ticks, and a bit
+  options_.seconds = 0.6;
+  Run({{kNone, 0, 0}, {kSmall, 1, 1}});
+  ASSERT_GE(given_.size(), 3u);
+  EXPECT_EQ(given_[2].record.missed, 4u);
+  uint64_t ticks = 0;
+  for (const Recorder::Given& each : given_) ticks += 1 + each.record.missed;
+  EXPECT_EQ(static_cast<double>(ticks), Ticks(0.6));
+  EXPECT_EQ(summary_.missed(), 4u);
+}
+
+TEST_F(GrabberTest, OneMorePollStandsForTheTicksThatASlowOutputTookFromTheEnd) {
+  Recorder& recorder = AddRecorder();
+  recorder.special_frame = 1;
+  recorder.special = [&] { clock_.now += 0.7; };
+  EXPECT_EQ(Run({{kNone, 0, 0}, {kSmall, 1, 1}}).code, ExitCode::kOk);
+  ASSERT_EQ(given_.size(), 2u);
+  EXPECT_EQ(static_cast<double>(given_[1].record.missed), Ticks(0.5) - 2.0);
+}
+
+// 1.5 s at 20 frames a second, of which an output beside the stream takes 0.33 s.
+TEST_F(GrabberTest, StreamHasAFrameForEachTickOfTheRun) {
+  Recorder& recorder = AddRecorder();
+  recorder.special_frame = 5;
+  recorder.special = [&] { clock_.now += 0.33; };
+  options_.streams = {{StreamFormats().data(), (temporary_ / "stream").string()}};
+  options_.seconds = 1.5;
+  outputs_.push_back(std::make_unique<VideoStream>(
+      *options_.streams[0].format, options_,
+      std::make_unique<ByteSink>(options_.streams[0].file, "--raw", console_, interrupted_),
+      console_));
+  Run({{kNone, 0, 0}, {kSmall, 1, 1}});
+  EXPECT_EQ(static_cast<double>(std::filesystem::file_size(temporary_ / "stream")),
+            Ticks(1.5) * kSmall.width * kSmall.height * 4);
+}
+
+TEST_F(GrabberTest, PollWithoutFrameCountsAsMissedAfterTheFirstFrame) {
+  AddRecorder();
+  options_.frames = 2;
+  Run({{kNone, 0, 0}, {kSmall, 1, 1}, {kNone, 0, 0}, {kNone, 0, 0}, {kSmall, 1, 2}});
+  ASSERT_EQ(given_.size(), 2u);
+  EXPECT_EQ(given_[0].record.missed, 0u);
+  EXPECT_EQ(given_[1].record.missed, 2u);
+}
+
+TEST_F(GrabberTest, OnlyTheSwitchesThatWereAskedForAreSet) {
+  options_.frames = 1;
+  Run({{kSmall, 1, 1}});
+  EXPECT_TRUE(script.switches.empty());
+  script = Script();
+  options_.cursor = options_.border = options_.detect = true;
+  Run({{kSmall, 1, 1}});
+  EXPECT_EQ(script.switches, (std::vector<std::string>{"cursor", "border", "detect"}));
+}
+
+// Each poll hands out a reference, also those between the ticks of a low rate.
+TEST_F(GrabberTest, EveryTextureIsReadAndReleased) {
+  for (const double fps : {20.0, 1.0}) {
+    SCOPED_TRACE(fps);
+    script = Script();
     ASSERT_TRUE(
         SUCCEEDED(D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, 0, nullptr, 0,
                                     D3D11_SDK_VERSION, &script.device, nullptr, nullptr)));
@@ -373,160 +509,19 @@ class GrabberTextureTest : public GrabberTest {
                                             1, 1, D3D11_BIND_RENDER_TARGET);
     ASSERT_TRUE(SUCCEEDED(script.device->CreateTexture2D(&description, &data, &script.texture)));
     options_.texture = true;
-    options_.seconds = 30.0;
+    options_.fps = fps;
+    options_.seconds = kForever;
+    interrupted_ = false;
     script.interrupt_at_end = &interrupted_;
-  }
-
-  // Drops the test's reference, which should be the last.
-  static ULONG OtherReferences() {
+    EXPECT_EQ(Run(std::vector<Step>(5, {kSmall, 0.0f, 0})).code, ExitCode::kOk);
+    EXPECT_EQ(summary_.frames(), fps == 20.0 ? 5u : 1u);
+    EXPECT_EQ(DecodePng(ReadBytes(temporary_ / "frame-0001.png")).pixels,
+              std::vector<uint32_t>(pixels.size(), 0xFF112233));
     Microsoft::WRL::ComPtr<ID3D11DeviceContext> context;
     script.device->GetImmediateContext(&context);
     context->Flush();
-    return script.texture.Detach()->Release();
+    EXPECT_EQ(script.texture.Detach()->Release(), 0u);
   }
-};
-
-// Five polls of which one is written: each hands out a reference.
-TEST_F(GrabberTextureTest, GivesEveryReferenceBack) {
-  const std::vector<Step> steps(5, {true, kSmall, 0.0f, 0});
-  EXPECT_EQ(RunScript(steps).code, ExitCode::kOk);
-  EXPECT_EQ(summary_.frames(), 5u);
-  EXPECT_EQ(summary_.written(), 1u);
-  const DecodedPng written = Written("frame-0001.png");
-  ASSERT_EQ(written.width, kSmall.width);
-  EXPECT_EQ(written.bgra[0], 0x33);
-  EXPECT_EQ(written.bgra[1], 0x22);
-  EXPECT_EQ(written.bgra[2], 0x11);
-  EXPECT_EQ(OtherReferences(), 0u);
-}
-
-TEST_F(GrabberTextureTest, GivesReferencesBetweenSlowPollsBack) {
-  options_.fps = 1.0;
-  const std::vector<Step> steps(5, {true, kSmall, 0.0f, 0});
-  EXPECT_EQ(RunScript(steps).code, ExitCode::kOk);
-  EXPECT_EQ(summary_.frames(), 1u);
-  EXPECT_EQ(OtherReferences(), 0u);
-}
-
-TEST_F(GrabberTest, ReadsPixelsOnlyWhenAnOutputWantsThem) {
-  for (const bool wanted : {false, true}) {
-    script = Script();
-    std::vector<Recorder::Given> first;
-    std::vector<Recorder::Given> second;
-    Grabber::Outputs outputs;
-    outputs.push_back(std::make_unique<Recorder>(first, false));
-    outputs.push_back(std::make_unique<Recorder>(second, wanted));
-    options_.frames = 2;
-    RunScript({{true, kSmall, 1, 7}, {true, kSmall, 1, 8}}, outputs);
-    ASSERT_EQ(first.size(), 2u);
-    ASSERT_EQ(second.size(), 2u);
-    EXPECT_EQ(first[1].has_pixels, wanted);
-    EXPECT_EQ(second[1].has_pixels, wanted);
-    EXPECT_EQ(second[1].colour, wanted ? 8 : 0);
-  }
-}
-
-TEST_F(GrabberTest, EndsWhenAnOutputHasEnough) {
-  std::vector<Recorder::Given> given;
-  auto recorder = std::make_unique<Recorder>(given, false);
-  recorder->enough = 4;
-  Grabber::Outputs outputs;
-  outputs.push_back(std::move(recorder));
-  options_.seconds = 30.0;
-  EXPECT_EQ(RunScript({{true, kSmall, 1, 1}}, outputs).code, ExitCode::kOk);
-  EXPECT_EQ(given.size(), 4u);
-}
-
-// A stream counts frames of its own, which are not those that are new.
-TEST_F(GrabberTest, TheFramesOfAStreamAreCountedInTheStream) {
-  std::vector<Recorder::Given> given;
-  auto recorder = std::make_unique<Recorder>(given, false);
-  recorder->enough = 4;
-  Grabber::Outputs outputs;
-  outputs.push_back(std::move(recorder));
-  options_.raw = "-";
-  options_.frames = 2;
-  options_.seconds = 30.0;
-  const std::vector<Step> steps(4, {true, kSmall, 1.0f, 1});
-  EXPECT_EQ(RunScript(steps, outputs).code, ExitCode::kOk);
-  EXPECT_EQ(given.size(), 4u);
-}
-
-// How many beats there are from a time on to another.
-double BeatsOf(double from, double to, double fps) {
-  return std::ceil((to - from) * fps);
-}
-
-// 20 polls a second for 0.6 s, and the second frame blocks for 0.27 s: five beats or more. However
-// late single polls are, all beats of the run are accounted for.
-TEST_F(GrabberTest, AccountsForEveryBeatOfTheRun) {
-  std::vector<Recorder::Given> given;
-  auto recorder = std::make_unique<Recorder>(given, false);
-  recorder->stall_at = 2;
-  recorder->stall = std::chrono::milliseconds(270);
-  Grabber::Outputs outputs;
-  outputs.push_back(std::move(recorder));
-  options_.fps = 20.0;
-  options_.seconds = 0.6;
-  RunScript({{true, kSmall, 1, 1}}, outputs);
-  ASSERT_GE(given.size(), 3u);
-  EXPECT_GE(given[2].record.missed, 4u);
-  uint64_t beats = 0;
-  for (const Recorder::Given& each : given) beats += 1 + each.record.missed;
-  EXPECT_EQ(static_cast<double>(beats), BeatsOf(given[0].record.seconds, 0.6, 20.0));
-  EXPECT_EQ(summary_.missed(), beats - given.size());
-}
-
-// The block goes on beyond the end of the run.
-TEST_F(GrabberTest, MakesUpForTheBeatsThatABlockTookFromTheEnd) {
-  std::vector<Recorder::Given> given;
-  auto recorder = std::make_unique<Recorder>(given, false);
-  recorder->stall_at = 1;
-  recorder->stall = std::chrono::milliseconds(700);
-  Grabber::Outputs outputs;
-  outputs.push_back(std::move(recorder));
-  options_.fps = 20.0;
-  options_.seconds = 0.5;
-  const Outcome outcome = RunScript({{true, kSmall, 1, 1}}, outputs);
-  EXPECT_EQ(outcome.code, ExitCode::kOk);
-  ASSERT_EQ(given.size(), 2u);
-  EXPECT_EQ(static_cast<double>(given[1].record.missed),
-            BeatsOf(given[0].record.seconds, 0.5, 20.0) - 2.0);
-}
-
-TEST_F(GrabberTest, CountsAPollWithoutFrameAsMissed) {
-  std::vector<Recorder::Given> given;
-  Grabber::Outputs outputs;
-  outputs.push_back(std::make_unique<Recorder>(given, false));
-  options_.frames = 2;
-  RunScript({{false, {0, 0}, 0, 0},
-             {true, kSmall, 1, 1},
-             {false, {0, 0}, 0, 0},
-             {false, {0, 0}, 0, 0},
-             {true, kSmall, 1, 2}},
-            outputs);
-  ASSERT_EQ(given.size(), 2u);
-  EXPECT_EQ(given[0].record.missed, 0u);
-  EXPECT_GE(given[1].record.missed, 2u);
-}
-
-TEST_F(GrabberTest, AClosingTargetIsTheEndOfARunWithoutAnother) {
-  options_.seconds = std::numeric_limits<double>::infinity();
-  const Outcome outcome = RunScript({{true, kSmall, 1, 1}, {true, kSmall, 0, 1, true}});
-  EXPECT_EQ(outcome.code, ExitCode::kOk);
-  EXPECT_EQ(outcome.text, "the target was closed");
-  script = Script();
-  EXPECT_EQ(RunScript({{false, {0, 0}, 0, 0, true}}).code, ExitCode::kNoFrame);
-}
-
-TEST_F(GrabberTest, SetsTheSwitchesThatWereAskedForAndNoOthers) {
-  options_.frames = 1;
-  RunScript({{true, kSmall, 1, 1}});
-  EXPECT_TRUE(script.switches.empty());
-  script = Script();
-  options_.cursor = options_.border = options_.detect = true;
-  RunScript({{true, kSmall, 1, 1}});
-  EXPECT_EQ(script.switches, (std::vector<std::string>{"cursor", "border", "detect"}));
 }
 
 }  // namespace

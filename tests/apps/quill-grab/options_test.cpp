@@ -3,185 +3,194 @@
 
 #include "quill-grab/console/options.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <limits>
 #include <sstream>
+
+#include "apps/quill-grab/grab_test.h"
 
 namespace quill_grab {
 namespace {
 
-Options Parsed(const std::vector<std::string>& arguments) {
-  const ParseResult result = ParseOptions(arguments);
-  EXPECT_TRUE(result.options) << result.text;
+constexpr double kForever = std::numeric_limits<double>::infinity();
+
+// The words of a command line, which are separated by single spaces.
+std::vector<std::string> Words(const std::string& line) {
+  std::istringstream stream(line);
+  std::vector<std::string> words;
+  for (std::string word; std::getline(stream, word, ' ');) words.push_back(word);
+  return words;
+}
+
+Options Parsed(const std::string& line) {
+  const ParseResult result = ParseOptions(Words(line));
+  EXPECT_TRUE(result.options) << line << ": " << result.text;
   return result.options.value_or(Options{});
 }
 
 void ExpectError(const std::vector<std::string>& arguments, const std::string& part) {
-  std::string command;
-  for (const std::string& argument : arguments) command += " " + argument;
-  SCOPED_TRACE("quill-grab" + command);
+  std::string line;
+  for (const std::string& argument : arguments) line += " " + argument;
+  SCOPED_TRACE("quill-grab" + line);
   const ParseResult result = ParseOptions(arguments);
   EXPECT_FALSE(result.options);
   EXPECT_TRUE(result.is_error);
-  EXPECT_NE(result.text.find(part), std::string::npos) << result.text;
-  EXPECT_NE(result.text.find("quill-grab --help"), std::string::npos) << result.text;
+  EXPECT_TRUE(Contains(result.text, part));
+  EXPECT_TRUE(Contains(result.text, "quill-grab --help"));
   EXPECT_EQ(result.text.find('\n'), std::string::npos) << result.text;
 }
 
 TEST(OptionsTest, DefaultsAreAsDocumented) {
-  const Options options = Parsed({"--title", "Mine"});
-  EXPECT_EQ(options.title, "Mine");
+  const Options options = Parsed("--title \u65e5\u672c");
+  EXPECT_EQ(options.title, "\u65e5\u672c");
   EXPECT_FALSE(options.class_name || options.window || options.monitor);
   EXPECT_EQ(options.frames, 0u);
   EXPECT_EQ(options.seconds, 10.0);
   EXPECT_EQ(options.fps, 30.0);
   EXPECT_EQ(options.out, "quill-grab-frames");
+  EXPECT_EQ(options.wait_seconds, 0.0);
+  EXPECT_EQ(options.on_resize, OnResize::kLetterbox);
+  EXPECT_FALSE(options.size || options.screenshot || options.json || options.report);
+  EXPECT_FALSE(options.HasStream() || options.UsesStandardOutput() || options.watch);
   EXPECT_FALSE(options.all || options.cursor || options.border || options.detect ||
-               options.texture || options.verbose || options.list);
+               options.texture || options.verbose);
 }
 
-TEST(OptionsTest, TakesEveryOption) {
-  const Options options = Parsed({"--class", "C", "--title", "T", "--frames", "5", "--seconds",
-                                  "2.5", "--fps", "0.5", "--out", "a b", "--all", "--cursor",
-                                  "--border", "--detect", "--texture", "--verbose"});
+TEST(OptionsTest, EveryOptionIsTaken) {
+  const Options options = Parsed(
+      "--class C --title T --frames 5 --seconds 2.5 --fps 0.5 --out o --all --cursor --border "
+      "--detect --texture --verbose --raw - --y4m \\\\.\\pipe\\p --nv12 n --json j --report r "
+      "--watch --size 640x480 --on-resize crop --wait 3");
   EXPECT_EQ(options.class_name, "C");
   EXPECT_EQ(options.title, "T");
   EXPECT_EQ(options.frames, 5u);
   EXPECT_EQ(options.seconds, 2.5);
   EXPECT_EQ(options.fps, 0.5);
-  EXPECT_EQ(options.out, "a b");
-  EXPECT_TRUE(options.all && options.cursor && options.border && options.detect &&
-              options.texture && options.verbose);
-}
-
-TEST(OptionsTest, TakesEveryOutput) {
-  const Options options = Parsed({"--title", "T", "--out", "o", "--raw", "-", "--y4m",
-                                  "\\\\.\\pipe\\p", "--json", "j", "--report", "r", "--watch",
-                                  "--size", "640x480", "--on-resize", "crop", "--wait", "3"});
   EXPECT_EQ(options.out, "o");
-  EXPECT_EQ(options.raw, "-");
-  EXPECT_EQ(options.y4m, "\\\\.\\pipe\\p");
+  EXPECT_TRUE(options.all && options.cursor && options.border && options.detect &&
+              options.texture && options.verbose && options.watch);
+  ASSERT_EQ(options.streams.size(), 3u);
+  const char* const expected[][2] = {{"--raw", "-"}, {"--y4m", "\\\\.\\pipe\\p"}, {"--nv12", "n"}};
+  for (size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(options.streams[i].format->option, std::string(expected[i][0]));
+    EXPECT_EQ(options.streams[i].file, expected[i][1]);
+  }
   EXPECT_EQ(options.json, "j");
   EXPECT_EQ(options.report, "r");
-  EXPECT_TRUE(options.watch);
   EXPECT_EQ(options.size, (FrameSize{640, 480}));
   EXPECT_EQ(options.on_resize, OnResize::kCrop);
   EXPECT_EQ(options.wait_seconds, 3.0);
   EXPECT_TRUE(options.HasStream());
   EXPECT_TRUE(options.UsesStandardOutput());
+  EXPECT_EQ(Parsed("--window 0x3004e").window, 0x3004eu);
+  EXPECT_EQ(Parsed("--window 42").window, 42u);
+  EXPECT_EQ(Parsed("--monitor 0").monitor, 0u);
 }
 
-TEST(OptionsTest, WritesPngFilesOnlyWhenNothingElseIsAskedFor) {
-  for (const char* output : {"--raw", "--y4m", "--screenshot", "--json", "--report"}) {
-    EXPECT_FALSE(Parsed({"--title", "T", output, "file"}).out) << output;
+TEST(OptionsTest, PngFilesAreWrittenOnlyWithoutAnotherOutput) {
+  for (const char* output :
+       {"--raw f", "--y4m f", "--nv12 f", "--screenshot f", "--json f", "--report f", "--watch"}) {
+    EXPECT_FALSE(Parsed(std::string("--title T ") + output).out) << output;
   }
-  EXPECT_FALSE(Parsed({"--title", "T", "--watch"}).out);
-  EXPECT_EQ(Parsed({"--title", "T", "--watch", "--out", "o"}).out, "o");
+  EXPECT_EQ(Parsed("--title T --watch --out o").out, "o");
 }
 
-TEST(OptionsTest, WhatOthersReadHasNoEndOfItsOwn) {
-  constexpr double kForever = std::numeric_limits<double>::infinity();
-  EXPECT_EQ(Parsed({"--title", "T", "--raw", "f"}).seconds, kForever);
-  EXPECT_EQ(Parsed({"--title", "T", "--y4m", "f", "--frames", "5"}).seconds, kForever);
-  EXPECT_EQ(Parsed({"--title", "T", "--json", "f"}).seconds, kForever);
-  EXPECT_EQ(Parsed({"--title", "T", "--watch"}).seconds, kForever);
-  EXPECT_EQ(Parsed({"--title", "T", "--json", "f", "--frames", "60"}).seconds, 12.0);
-  EXPECT_EQ(Parsed({"--title", "T", "--json", "f", "--screenshot", "s"}).seconds, 10.0);
-  EXPECT_EQ(Parsed({"--title", "T", "--report", "f"}).seconds, 10.0);
-  EXPECT_EQ(Parsed({"--title", "T", "--raw", "f", "--seconds", "4"}).seconds, 4.0);
+// Ten seconds and as long as the frames take, but no limit for what others read or look at.
+TEST(OptionsTest, TimeLimitFollowsFromTheOutputsAndTheNumberOfFrames) {
+  for (const auto& [line, seconds] : {std::pair{"--raw f", kForever},
+                                      {"--y4m f --frames 5", kForever},
+                                      {"--json f", kForever},
+                                      {"--watch", kForever},
+                                      {"--frames 60", 12.0},
+                                      {"--frames 60 --seconds 1", 1.0},
+                                      {"--json f --frames 60", 12.0},
+                                      {"--json f --screenshot s", 10.0},
+                                      {"--report f", 10.0},
+                                      {"--raw f --seconds 4", 4.0}}) {
+    EXPECT_EQ(Parsed(std::string("--title T ") + line).seconds, seconds) << line;
+  }
 }
 
-TEST(OptionsTest, RatesHaveThreeDecimals) {
-  EXPECT_EQ(Parsed({"--title", "T", "--fps", "29.97"}).fps, 29.97);
-  EXPECT_EQ(Parsed({"--title", "T", "--fps", "23.97602"}).fps, 23.976);
-  EXPECT_EQ(Parsed({"--title", "T", "--fps", "23.9766"}).fps, 23.977);
-  // A thousand times 1.001 is less than 1001 in floating point.
-  EXPECT_EQ(Parsed({"--title", "T", "--fps", "1.001"}).fps, 1.001);
+// A thousand times 1.001 is less than 1001 in floating point.
+TEST(OptionsTest, RatesAreRoundedToThreeDecimals) {
+  for (const auto& [text, fps] :
+       {std::pair{"29.97", 29.97}, {"23.97602", 23.976}, {"23.9766", 23.977}, {"1.001", 1.001}}) {
+    EXPECT_EQ(Parsed(std::string("--title T --fps ") + text).fps, fps);
+  }
 }
 
-TEST(OptionsTest, TakesHandlesAsTheListShowsThem) {
-  EXPECT_EQ(Parsed({"--window", "0x3004e"}).window, 0x3004eu);
-  EXPECT_EQ(Parsed({"--window", "42"}).window, 42u);
-  EXPECT_EQ(Parsed({"--monitor", "0"}).monitor, 0u);
-}
-
-TEST(OptionsTest, TimeFollowsTheNumberOfFrames) {
-  EXPECT_EQ(Parsed({"--title", "T", "--frames", "60"}).seconds, 12.0);
-  EXPECT_EQ(Parsed({"--title", "T", "--frames", "60", "--seconds", "1"}).seconds, 1.0);
-}
-
-TEST(OptionsTest, KeepsTitlesOfAnyScript) {
-  EXPECT_EQ(Parsed({"--title", "\u65e5\u672c"}).title, "\u65e5\u672c");
-}
-
-TEST(OptionsTest, RefusesWhatMakesNoSense) {
-  ExpectError({}, "no target");
-  ExpectError({"--frames", "3"}, "no target");
-  ExpectError({"--title", "T", "--monitor", "0"}, "--monitor");
-  ExpectError({"--window", "1", "--class", "C"}, "--class");
-  ExpectError({"--window", "1", "--monitor", "1"}, "--monitor");
-  ExpectError({"--window", "mine"}, "--window");
-  ExpectError({"--monitor", "-1"}, "--monitor");
-  ExpectError({"--title", "T", "--fps", "0"}, "--fps");
-  ExpectError({"--title", "T", "--fps", "1000"}, "--fps");
-  ExpectError({"--title", "T", "--fps", "nan"}, "--fps");
-  ExpectError({"--title", "T", "--seconds", "nan"}, "--seconds");
-  ExpectError({"--title", "T", "--seconds", "0"}, "--seconds");
-  ExpectError({"--title", "T", "--seconds", "-3"}, "--seconds");
-  ExpectError({"--title", "T", "--frames", "0"}, "--frames");
-  ExpectError({"--title", "T", "--frames", "-1"}, "--frames");
-  ExpectError({"--title", "T", "--frames", "1.5"}, "--frames");
-  ExpectError({"--title"}, "--title");
-  ExpectError({"--title", ""}, "--title");
-  ExpectError({"--class", ""}, "--class");
-  ExpectError({"--title", "T", "--out", ""}, "--out");
-  ExpectError({"--title", "T", "--raw", "-", "--y4m", "-"}, "both write to standard output");
-  ExpectError({"--title", "T", "--raw", "-", "--json", "-"}, "both write to standard output");
-  ExpectError({"--title", "T", "--raw", "a", "--json", "a"}, "both write to a");
-  ExpectError({"--title", "T", "--raw", ""}, "--raw needs a file");
-  ExpectError({"--title", "T", "--report", "-"}, "--report needs a file");
-  ExpectError({"--title", "T", "--screenshot", "-"}, "--screenshot needs a file");
-  ExpectError({"--title", "T", "--size", "640x480"}, "--raw or --y4m");
-  ExpectError({"--title", "T", "--json", "j", "--on-resize", "crop"}, "--raw or --y4m");
-  ExpectError({"--title", "T", "--raw", "f", "--on-resize", "stretch"}, "letterbox, crop or stop");
+TEST(OptionsTest, CommandLinesThatMakeNoSenseAreRefused) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"--frames 3", "no target"},
+      {"--title T --monitor 0", "--monitor"},
+      {"--window 1 --class C", "--class"},
+      {"--window 1 --monitor 1", "--monitor"},
+      {"--window mine", "--window"},
+      {"--monitor -1", "--monitor"},
+      {"--title T --fps 0", "--fps"},
+      {"--title T --fps 1000", "--fps"},
+      {"--title T --fps nan", "--fps"},
+      {"--title T --seconds nan", "--seconds"},
+      {"--title T --seconds 0", "--seconds"},
+      {"--title T --seconds -3", "--seconds"},
+      {"--title T --frames 0", "--frames"},
+      {"--title T --frames -1", "--frames"},
+      {"--title T --frames 1.5", "--frames"},
+      {"--title", "--title"},
+      {"--title T --raw - --y4m -", "--raw and --y4m both write to standard output"},
+      {"--title T --nv12 - --json -", "both write to standard output"},
+      {"--title T --raw a --json a", "both write to a"},
+      {"--title T --raw a --raw b", "--raw"},
+      {"--title T --report -", "--report needs a file"},
+      {"--title T --screenshot -", "--screenshot needs a file"},
+      {"--title T --size 640x480", "use it with --raw, --y4m or --nv12"},
+      {"--title T --json j --on-resize crop", "--on-resize is for streams"},
+      {"--title T --raw f --on-resize stretch", "letterbox, crop or stop"},
+      {"--title T --screenshot s --out 1", "--out"},
+      {"--title T --screenshot s --raw 1", "--raw"},
+      {"--title T --screenshot s --nv12 1", "--nv12"},
+      {"--title T --screenshot s --report 1", "--report"},
+      {"--title T --screenshot s --frames 1", "--frames"},
+      {"--title T --screenshot s --watch", "--watch"},
+      {"--title T --raw f --all", "--all"},
+      {"--title T --wait nan", "--wait"},
+      {"--title T --wait -1", "--wait"},
+      {"--window 1 --wait 1", "--wait"},
+      {"--monitor 0 --wait 1", "--wait"},
+      {"--bogus", "--bogus"},
+      {"--title T stray", "unknown: stray"},
+      {"--title T --tilte stray", "unknown: --tilte stray"},
+      {"--title T --raw --detect", "--raw needs a file"},
+  };
+  for (const auto& [line, part] : cases) ExpectError(Words(line), part);
   for (const char* size : {"640", "640x", "x480", "0x480", "640x480x2", "640x16385", "-1x480"}) {
     ExpectError({"--title", "T", "--raw", "f", "--size", size}, "--size");
   }
-  for (const char* other : {"--out", "--raw", "--y4m", "--report", "--frames"}) {
-    ExpectError({"--title", "T", "--screenshot", "s", other, "1"}, other);
-  }
-  ExpectError({"--title", "T", "--screenshot", "s", "--watch"}, "--watch");
-  ExpectError({"--title", "T", "--raw", "f", "--all"}, "--all");
-  ExpectError({"--title", "T", "--wait", "nan"}, "--wait");
-  ExpectError({"--title", "T", "--wait", "-1"}, "--wait");
-  ExpectError({"--window", "1", "--wait", "1"}, "--wait");
-  ExpectError({"--monitor", "0", "--wait", "1"}, "--wait");
-  ExpectError({"--bogus"}, "--bogus");
-  ExpectError({"--title", "T", "stray"}, "unknown: stray");
-  ExpectError({"--title", "T", "--tilte", "stray"}, "unknown: --tilte stray");
-  ExpectError({"--title", "T", "--raw", "--detect"}, "--raw needs a file");
+  ExpectError({}, "no target");
+  ExpectError({"--title", ""}, "--title");
+  ExpectError({"--class", ""}, "--class");
+  ExpectError({"--title", "T", "--out", ""}, "--out");
+  ExpectError({"--title", "T", "--raw", ""}, "--raw needs a file");
 }
 
-TEST(OptionsTest, HelpFitsOneScreenAndNamesEverything) {
+TEST(OptionsTest, HelpNamesEveryOptionInLinesThatFitATerminal) {
   const ParseResult result = ParseOptions({"--help"});
   EXPECT_FALSE(result.is_error);
   EXPECT_FALSE(result.options);
   std::istringstream lines(result.text);
-  size_t count = 0;
-  for (std::string line; std::getline(lines, line); ++count) EXPECT_LE(line.size(), 79u) << line;
-  EXPECT_LE(count, 23u);  // of 24, one for the prompt
+  for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 79u) << line;
   for (const char* name :
-       {"--list",          "--title TEXT", "--class NAME",  "--window N",        "--monitor N",
-        "--frames N",      "--seconds T",  "--fps RATE",    "--out FOLDER",      "--all",
-        "--cursor",        "--border",     "--detect",      "--texture",         "--verbose",
-        "--help",          "--version",    "--wait T",      "--screenshot FILE", "--raw FILE",
-        "--y4m FILE",      "--json FILE",  "--report FILE", "--watch",           "--size WxH",
-        "--on-resize RULE"}) {
-    EXPECT_NE(result.text.find(name), std::string::npos) << name;
+       {"--list",      "--title TEXT",      "--class NAME",  "--window N",      "--monitor N",
+        "--frames N",  "--seconds T",       "--fps RATE",    "--out FOLDER",    "--all",
+        "--cursor",    "--border",          "--detect",      "--texture",       "--verbose",
+        "--help",      "--version",         "--wait T",      "--watch",         "--size WxH",
+        "--json FILE", "--screenshot FILE", "--report FILE", "--on-resize RULE"}) {
+    EXPECT_TRUE(Contains(result.text, std::string("  ") + name));
   }
-  EXPECT_NE(result.text.find("Exit codes: 0 done"), std::string::npos);
+  for (const StreamFormat& format : StreamFormats()) {
+    EXPECT_TRUE(Contains(result.text, std::string("  ") + format.option + " FILE"));
+    EXPECT_TRUE(Contains(result.text, std::string("  ") + format.help + "\n"));
+  }
+  EXPECT_TRUE(Contains(result.text, "Exit codes: 0 done"));
 }
 
 TEST(OptionsTest, VersionIsThatOfTheProject) {

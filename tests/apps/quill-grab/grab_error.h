@@ -1,0 +1,21 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "quill-grab/console/error.h"
+
+// The error that ends the call. A call without one fails the test.
+inline quill_grab::GrabError ErrorOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const quill_grab::GrabError& error) {
+    return error;
+  }
+  ADD_FAILURE() << "no error";
+  return {quill_grab::ExitCode::kOk, ""};
+}

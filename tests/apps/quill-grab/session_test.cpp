@@ -1,0 +1,118 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// The parts of a session: library, log and summary. The grabber and the textures have their own
+// tests.
+
+#include "apps/quill-grab/grab_error.h"
+#include "apps/quill-grab/grab_test.h"
+#include "quill-grab/session/library.h"
+#include "quill-grab/session/log_sink.h"
+#include "quill-grab/session/summary.h"
+
+namespace quill_grab {
+namespace {
+
+TEST(LibraryTest, EachFunctionIsFoundUnderItsName) {
+  const Library library = LoadLibraryFunctions(L"libquill-wgc.dll");
+  const HMODULE module = GetModuleHandleW(L"libquill-wgc.dll");
+#define EXPECT_FOUND(name)                         \
+  EXPECT_EQ(reinterpret_cast<void*>(library.name), \
+            reinterpret_cast<void*>(GetProcAddress(module, #name)));
+  QUILL_WGC_EXPORTS(EXPECT_FOUND)
+#undef EXPECT_FOUND
+}
+
+TEST(LibraryTest, ErrorsNameTheMissingFileOrFunction) {
+  const GrabError no_file = ErrorOf([] { LoadLibraryFunctions(L"no-such-library.dll"); });
+  EXPECT_EQ(no_file.code(), ExitCode::kUnsupported);
+  EXPECT_TRUE(Contains(no_file.what(), "put no-such-library.dll into the folder"));
+  const GrabError no_function = ErrorOf([] { LoadLibraryFunctions(L"kernel32.dll"); });
+  EXPECT_EQ(no_function.code(), ExitCode::kUnsupported);
+  EXPECT_TRUE(Contains(no_function.what(), "kernel32.dll has no function is_wgc_session_supp"));
+}
+
+TEST(LogSinkTest, FirstLinesAndLastErrorAreKeptUntilTheNextRun) {
+  const auto log = [](int level, const std::string& text) {
+    OnLogLine(level, text.c_str(), text.size());
+  };
+  SetLogSink(nullptr, false);
+  log(WGC_LOG_WARNING, "the first");
+  for (size_t i = 1; i < kKeptLogLines; ++i) log(WGC_LOG_INFO, "another");
+  log(WGC_LOG_ERROR, "an error");
+  log(WGC_LOG_ERROR, "the last error");
+  log(WGC_LOG_WARNING, "a warning");
+  const std::vector<LogLine> lines = LoggedLines();
+  ASSERT_EQ(lines.size(), kKeptLogLines);
+  EXPECT_EQ(lines.front().level, WGC_LOG_WARNING);
+  EXPECT_EQ(lines.front().text, "the first");
+  EXPECT_EQ(lines.back().text, "another");
+  EXPECT_EQ(LastLoggedError(), "the last error");
+  SetLogSink(nullptr, false);
+  EXPECT_EQ(LastLoggedError(), "");
+  EXPECT_TRUE(LoggedLines().empty());
+}
+
+FrameRecord Frame(double seconds, float ratio, const char* file = "", uint64_t missed = 0,
+                  FrameSize size = {640, 480}) {
+  return {seconds, size, ratio, ratio > 0.0f, missed, file};
+}
+
+size_t CountOf(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+TEST(SummaryTest, RunWithoutFramesHasZerosOnly) {
+  Summary summary;
+  summary.AddPollWithoutFrame();
+  EXPECT_EQ(summary.polls(), 1u);
+  EXPECT_EQ(summary.frames(), 0u);
+  EXPECT_EQ(summary.mean_ratio(), 0.0);
+  EXPECT_EQ(summary.last_size(), std::nullopt);
+  EXPECT_TRUE(Contains(summary.Text(20), "Sizes: none"));
+}
+
+// The mean is (1 + 0 + 0.25 + 0.75) / 4, all exact in binary.
+TEST(SummaryTest, PollsFramesFilesMissedPollsSizesAndRatiosAreSummedUp) {
+  Summary summary;
+  summary.AddPollWithoutFrame();
+  summary.AddFrame(Frame(1.5, 1.0f, "frame-0001.png", 2));
+  summary.AddFrame(Frame(2.5, 0.0f, "frame-0002.png"));
+  summary.AddFrame(Frame(3.5, 0.25f, "", 4, {800, 600}));
+  summary.AddFrame(Frame(4.5, 0.75f));
+  EXPECT_EQ(summary.Text(20),
+            "Polls: 5, of which 4 gave a frame; 6 missed\n"
+            "Frames: 3 new, 2 written as PNG\n"
+            "Sizes: 640 x 480 (3) 800 x 600 (1)\n"
+            "Update ratio: min 0.0000, mean 0.5000, max 1.0000; 0 for 1 of 4\n"
+            "Frames with an update ratio above 0:\n"
+            "      1.500 s  1.0000  640 x 480  frame-0001.png\n"
+            "      3.500 s  0.2500  800 x 600\n"
+            "      4.500 s  0.7500  640 x 480");
+  EXPECT_EQ(summary.last_new_seconds(), 4.5);
+  EXPECT_EQ(summary.last_new_ratio(), 0.75f);
+}
+
+TEST(SummaryTest, MinimumIsNotTheInitialZero) {
+  Summary summary;
+  summary.AddFrame(Frame(0, 0.5f));
+  summary.AddFrame(Frame(0, 0.75f));
+  EXPECT_EQ(summary.min_ratio(), 0.5f);
+}
+
+TEST(SummaryTest, ListOfChangesIsLimitedAndSaysHowManyItLeavesOut) {
+  Summary summary;
+  for (int i = 0; i < 30; ++i) summary.AddFrame(Frame(i, 0.5f, "frame.png"));
+  EXPECT_EQ(CountOf(summary.Text(20), "frame.png"), 20u);
+  EXPECT_TRUE(Contains(summary.Text(20), "... and 10 more"));
+  EXPECT_EQ(CountOf(summary.Text(30), "frame.png"), 30u);
+  EXPECT_FALSE(Contains(summary.Text(30), "more"));
+  for (int i = 30; i < 1003; ++i) summary.AddFrame(Frame(i, 0.5f, "frame.png"));
+  EXPECT_EQ(CountOf(summary.Text(2000), "frame.png"), 1000u);  // no more are kept
+  EXPECT_TRUE(Contains(summary.Text(2000), "... and 3 more"));
+}
+
+}  // namespace
+}  // namespace quill_grab
