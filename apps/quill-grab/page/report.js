@@ -214,11 +214,11 @@
     const interval = 1 / (figures.achievedFps || figures.askedFps);
     const rest = figures.seconds - (bins.length - 1) * binSeconds;
     const shown = bins.length > 1 && rest < binSeconds / 2 ? bins.slice(0, -1) : bins;
-    const points = shown.map(([polls, newFrames, dropped], i) => {
+    const points = shown.map(([polls, newFrames, missed], i) => {
       const length = i === bins.length - 1 ? Math.min(rest + interval, binSeconds) : binSeconds;
       return {
         x: (i + 0.5) * binSeconds, polls: polls / length, newFrames: newFrames / length,
-        dropped: dropped / length, asked: figures.askedFps,
+        missed: missed / length, asked: figures.askedFps,
       };
     });
     const options = plotOptions(shown.length * binSeconds, {
@@ -240,12 +240,12 @@
     const stacked = (label, variable, key) => ({
       ...bars(label, variable, series(key), binSeconds, 2), grouped: true, stack: 'polls',
     });
-    legend('rates-legend', [['light', 'polls with a frame'], ['warm', 'dropped polls'],
+    legend('rates-legend', [['light', 'polls with a frame'], ['warm', 'missed polls'],
       ['strong', 'new frames'], ['faint', 'asked rate', 'dashed']]);
     addChart('rates', {
       data: {datasets: [
         stacked('polls with a frame', 'light', 'polls'),
-        stacked('dropped polls', 'warm', 'dropped'),
+        stacked('missed polls', 'warm', 'missed'),
         line('new frames', 'strong', 'newFrames', []),
         line('asked rate', 'faint', 'asked', [6, 4]),
       ]},
@@ -253,16 +253,16 @@
     });
     byId('rates-text').textContent =
       `Polls a second, asked for: ${number(figures.askedFps, 2)}, reached: ` +
-      `${number(figures.achievedFps, 2)}. A poll is dropped when it comes due while the frame ` +
+      `${number(figures.achievedFps, 2)}. A poll is missed when it comes due while the frame ` +
       'before is still being handled.';
     byId('rates').setAttribute('aria-label', byId('rates-text').textContent +
-      ` ${counted(figures.droppedPolls, 'poll was', 'polls were')} dropped.`);
+      ` ${counted(figures.missedPolls, 'poll was', 'polls were')} missed.`);
     byId('rates-note').textContent = shown.length === bins.length || rest < 0.01 ? ''
       : `The last ${seconds(rest, 2)} are less than half a column and are left out.`;
     lazyTable('rates-table', () => table('Counts, not rates.',
-      [['from', true], ['polls with a frame', true], ['new frames', true], ['dropped', true]],
-      bins.map(([polls, newFrames, dropped], i) =>
-        [seconds(i * binSeconds, 0), number(polls), number(newFrames), number(dropped)])));
+      [['from', true], ['polls with a frame', true], ['new frames', true], ['missed', true]],
+      bins.map(([polls, newFrames, missed], i) =>
+        [seconds(i * binSeconds, 0), number(polls), number(newFrames), number(missed)])));
   };
 
   // The heat map: an SVG image in pixels of the frame, with a square for each tile that changed.
@@ -336,7 +336,7 @@
     const others = heat.others.map((other) => `${sizeText(other)} (${number(other.frames)})`);
     byId('heat-note').textContent = others.length === 0 ? ''
       : `Other sizes, with their new frames: ${others.join(', ')}` +
-        (heat.droppedSizes > 0 ? `, and ${number(heat.droppedSizes)} more with few.` : '.');
+        (heat.discardedSizes > 0 ? `, and ${number(heat.discardedSizes)} more with few.` : '.');
     if (most === 0) {
       byId('heat-plot').hidden = byId('heat-table').hidden = true;
       return;
@@ -407,8 +407,8 @@
       {unit: short ? 's' : ''});
     add('rate', 'Poll rate reached', number(figures.achievedFps, 2), {unit: 'a second'});
     add('asked', 'Poll rate asked for', number(figures.askedFps, 2), {unit: 'a second'});
-    add('dropped', 'Dropped polls', number(figures.droppedPolls),
-      {kind: figures.droppedPolls > 0 ? 'alert' : ''});
+    add('missed', 'Missed polls', number(figures.missedPolls),
+      {kind: figures.missedPolls > 0 ? 'alert' : ''});
     add('polls', 'Polls', number(figures.polls));
     add('frames', 'Polls with a frame', number(figures.frames));
     add('without', 'Polls without a frame', number(figures.pollsWithoutFrame));

@@ -74,25 +74,6 @@ TEST(WatchLineTest, RatesAreThoseOfTheLastTwoSeconds) {
             "3.0 s  640 x 480  20.0 polls/s  1.5 new/s  ratio 0.2500  7 missed");
 }
 
-// A stream that goes into a file.
-class OutputFile {
- public:
-  explicit OutputFile(const std::filesystem::path& path)
-      : path_(path),
-        handle_(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                            FILE_ATTRIBUTE_NORMAL, nullptr)) {}
-  ~OutputFile() { CloseHandle(handle_); }
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-
-  HANDLE handle() const { return handle_; }
-  std::string Text() const { return ReadText(path_); }
-
- private:
-  std::filesystem::path path_;
-  HANDLE handle_;
-};
-
 // The screen is a buffer of its own, so that a terminal that runs the tests shows nothing of it.
 class ConsoleTest : public testing::Test {
  protected:

@@ -3,22 +3,12 @@
 # Ctrl-C and a full disk end a capture cleanly. Runs inside with-wine.
 set -euo pipefail
 shopt -s nullglob
+. "$(dirname "$0")/checks.sh"
 grab=$1
 folder=$2
 rm -rf "$folder"
 mkdir -p "$folder"
-
-failures=0
-check() {  # check WHAT COMMAND...
-  local what=$1
-  shift
-  if "$@"; then
-    echo "ok: $what"
-  else
-    echo "FAILED: $what" >&2
-    failures=$((failures + 1))
-  fi
-}
+cd "$folder"
 
 # A PNG file ends with the IEND chunk: no data, then its checksum.
 is_whole_png() {
@@ -35,46 +25,36 @@ only_whole_files() {  # ... in $1, and at least $2 pictures
   done
   [ "$pictures" -ge "$2" ]
 }
-has_exit_code() { [ "$code" -eq "$1" ]; }
-wait_until() {  # wait_until COMMAND...
-  for _ in $(seq 200); do
-    "$@" && return 0
-    sleep 0.1
-  done
-  return 1
+# Wine turns the signal into the console event. The exit code is in $code.
+interrupt() {
+  kill -INT "$pid"
+  code=0
+  wait "$pid" || code=$?
 }
 
-# Ctrl-C: Wine turns the signal into the console event.
-wine "$grab" --monitor 0 --all --fps 20 --seconds 60 --out "$folder/interrupted" \
-  >"$folder/interrupted.out" 2>"$folder/interrupted.err" &
+wine "$grab" --monitor 0 --all --fps 20 --seconds 60 --out interrupted >interrupted.out 2>&1 &
 pid=$!
-check "capture runs" wait_until [ -e "$folder/interrupted/frame-0003.png" ]
-kill -INT "$pid"
-code=0
-wait "$pid" || code=$?
-check "Ctrl-C is a normal end" has_exit_code 0
-check "all frames are whole" only_whole_files "$folder/interrupted" 3
-check "the summary says so" grep -q '^End: interrupted' "$folder/interrupted/summary.txt"
+check "capture runs" wait_until [ -e interrupted/frame-0003.png ]
+interrupt
+check "Ctrl-C is a normal end" equals 0 "$code"
+check "all frames are whole" only_whole_files interrupted 3
+check "the summary says so" grep -q '^End: interrupted' interrupted/summary.txt
 
-# The same with a stream: it ends with a whole frame.
-wine "$grab" --monitor 0 --fps 20 --size 320x200 --raw "$folder/stream" \
-  >"$folder/stream.out" 2>"$folder/stream.err" &
+wine "$grab" --monitor 0 --fps 20 --size 320x200 --raw stream >stream.out 2>&1 &
 pid=$!
-has_two_frames() { [ "$(stat -c %s "$folder/stream" 2>/dev/null || echo 0)" -ge 512000 ]; }
+has_two_frames() { [ "$(stat -c %s stream 2>/dev/null || echo 0)" -ge 512000 ]; }
 check "the stream runs" wait_until has_two_frames
-kill -INT "$pid"
-code=0
-wait "$pid" || code=$?
-check "Ctrl-C is a normal end of a stream" has_exit_code 0
-check "all of its frames are whole" [ $(($(stat -c %s "$folder/stream") % 256000)) -eq 0 ]
-check "the stream's frames are told" grep -q '^Stream: .* frames of 320 x 200' "$folder/stream.out"
+interrupt
+check "Ctrl-C is a normal end of a stream" equals 0 "$code"
+check "all of its frames are whole" [ $(($(stat -c %s stream) % 256000)) -eq 0 ]
+check "the stream's frames are told" grep -q '^Stream: .* frames of 320 x 200' stream.out
 
 # A reader that has stopped reading keeps the write waiting, and with it the first Ctrl-C.
-mkfifo "$folder/stuck"
+mkfifo stuck
 # shellcheck disable=SC2217  # a reader that never reads
-sleep 60 <"$folder/stuck" &
+sleep 60 <stuck &
 reader=$!
-wine "$grab" --monitor 0 --raw - >"$folder/stuck" 2>"$folder/stuck.err" &
+wine "$grab" --monitor 0 --raw - >stuck 2>stuck.err &
 pid=$!
 # A pipe holds 64 KiB, a frame has more.
 is_full() {
@@ -93,21 +73,14 @@ check "the second Ctrl-C ends the program" wait_until is_over
 kill "$reader"
 wait "$reader" 2>/dev/null || true
 
-# A limit on the size of files stands in for a disk that fills up: the write that crosses it is cut
-# short, the next one fails.
-mkdir "$folder/full"
-cp "$folder/interrupted/frame-0001.png" "$folder/full"
+mkdir full
+cp interrupted/frame-0001.png full
 code=0
-(
-  trap '' XFSZ
-  ulimit -f 4
-  exec wine "$grab" --monitor 0 --all --frames 3 --out "$folder/full"
-) >"$folder/full.out" 2>"$folder/full.err" || code=$?
-check "a full disk is an output error" has_exit_code 5
-check "the error names the remedy" grep -q 'free some space' "$folder/full.err"
-check "no partial file is left" only_whole_files "$folder/full" 1
-check "the file of that name is as before" \
-  cmp "$folder/interrupted/frame-0001.png" "$folder/full/frame-0001.png"
-check "the frame is counted" grep -q '^Frames: 1 new, 0 written as PNG' "$folder/full.out"
+with_file_limit 4 wine "$grab" --monitor 0 --all --frames 3 --out full >full.out 2>full.err || code=$?
+check "a full disk is an output error" equals 5 "$code"
+check "the error names the remedy" grep -q 'free some space' full.err
+check "no partial file is left" only_whole_files full 1
+check "the file of that name is as before" cmp interrupted/frame-0001.png full/frame-0001.png
+check "the frame is counted" grep -q '^Frames: 1 new, 0 written as PNG' full.out
 
-[ "$failures" -eq 0 ]
+exit "$failures"

@@ -61,6 +61,25 @@ inline std::vector<uint8_t> ReadBytes(const std::filesystem::path& path) {
   return {text.begin(), text.end()};
 }
 
+// A file that stands for a console's stream.
+class OutputFile {
+ public:
+  explicit OutputFile(const std::filesystem::path& path)
+      : path_(path),
+        handle_(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL, nullptr)) {}
+  ~OutputFile() { CloseHandle(handle_); }
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  HANDLE handle() const { return handle_; }
+  std::string Text() const { return ReadText(path_); }
+
+ private:
+  std::filesystem::path path_;
+  HANDLE handle_;
+};
+
 // Bytes that do not repeat soon.
 inline std::vector<uint8_t> SomeBytes(size_t size, uint8_t seed) {
   std::vector<uint8_t> bytes(size);

@@ -20,19 +20,13 @@ namespace {
 
 constexpr double kForever = std::numeric_limits<double>::infinity();
 
-TEST(ScheduleTest, PunctualPollsMissNoTick) {
-  Schedule schedule(5.0, 4.0);
-  for (int tick = 0; tick < 1000; ++tick) {
-    ASSERT_EQ(schedule.next(), 5.0 + tick * 0.25);
-    ASSERT_EQ(schedule.Take(schedule.next()), 0u);
-  }
-}
-
 TEST(ScheduleTest, PollThatIsLateByLessThanATickMissesNone) {
-  Schedule schedule(0.0, 4.0);
-  for (int tick = 0; tick < 100; ++tick) {
-    EXPECT_EQ(schedule.Take(tick * 0.25 + 0.24), 0u);
-    EXPECT_EQ(schedule.next(), (tick + 1) * 0.25);
+  for (const double late : {0.0, 0.24}) {
+    Schedule schedule(5.0, 4.0);
+    for (int tick = 0; tick < 1000; ++tick) {
+      ASSERT_EQ(schedule.next(), 5.0 + tick * 0.25);
+      ASSERT_EQ(schedule.Take(schedule.next() + late), 0u);
+    }
   }
 }
 
@@ -53,62 +47,57 @@ TEST(ScheduleTest, RoundingErrorsDoNotAddUpOverADay) {
   EXPECT_NEAR(schedule.next(), 0.1 + 86400.0, 1e-6);
 }
 
-// What is expected of RunEnd: no code while the run goes on.
 struct EndCase {
   const char* what;
-  uint64_t frames_option;
-  double seconds_option;
-  bool has_stream;
+  uint64_t frames;  // --frames
+  double seconds;   // --seconds
   RunState state;
-  std::optional<ExitCode> code;
-  bool is_error;
-  const char* text;
+  std::optional<ExitCode> code;  // none while the run goes on
+  const char* text = "";
+  bool has_stream = false;
 };
 
-RunState At(double seconds, double next_poll, uint64_t frames, uint64_t counted = 0,
-            double outputs = 0.0) {
-  return {seconds, next_poll, frames, counted, outputs, true, false};
-}
-
-RunState Closed(uint64_t frames, uint64_t counted = 0) {
-  return {1.0, 1.1, frames, counted, 0.0, false, false};
-}
-
-RunState Interrupted(uint64_t frames) {
-  return {1.0, 1.1, frames, 0, 0.0, true, true};
-}
-
 TEST(RunEndTest, FramesTimeTargetAndInterruptionEndARun) {
-  const std::vector<EndCase> cases = {
-      {"in the middle", 3, 5.0, false, At(1, 1.1, 2, 2), {}, false, ""},
-      {"enough frames", 3, 5.0, false, At(1, 1.1, 3, 3), ExitCode::kOk, false, "all frames"},
-      {"enough frames, closed", 1, 5.0, false, Closed(1, 1), ExitCode::kOk, false, "all frames"},
-      {"an output has enough", 0, 5.0, false, At(1, 1.1, 9, 9, 1.0), ExitCode::kOk, false, "all"},
-      {"a stream counts its own", 3, 5.0, true, At(1, 1.1, 9, 9, 0.5), {}, false, ""},
-      {"time over", 0, 5.0, false, At(5, 5.1, 9), ExitCode::kOk, false, "the time is over"},
-      {"a tick before the end is missed", 0, 5.0, false, At(6, 4.9, 9), {}, false, ""},
-      {"time over, no frame", 0, 5.0, false, At(5, 5.1, 0), ExitCode::kNoFrame, true, "in 5.0 s"},
-      {"too few frames", 9, 5.0, false, At(5, 5.1, 40, 2), ExitCode::kOk, false, "2 of 9 frames"},
-      {"a stream with too few", 9, 5.0, true, At(5, 5.1, 4, 2), ExitCode::kOk, false, "before 9"},
-      {"closed early", 9, kForever, false, Closed(2), ExitCode::kTargetClosed, true, "are kept"},
-      {"closed before the time", 0, 5.0, false, Closed(2), ExitCode::kTargetClosed, true, "kept"},
-      {"closed, no other end", 0, kForever, false, Closed(2), ExitCode::kOk, false, "was closed"},
-      {"closed, no frame", 0, kForever, false, Closed(0), ExitCode::kNoFrame, true, "before any"},
-      {"interrupted", 9, 5.0, false, Interrupted(1), ExitCode::kOk, false, "interrupted"},
-      {"interrupted, no frame", 0, 5.0, false, Interrupted(0), ExitCode::kNoFrame, true,
-       "interrupted before any frame"},
+  // In the middle of a run: so many frames, of which so many count, and how much outputs have.
+  const auto at_1 = [](uint64_t frames, uint64_t counted, double outputs = 0.0) {
+    return RunState{1.0, 1.1, frames, counted, outputs, true, false};
+  };
+  const auto at_5 = [](uint64_t frames, uint64_t counted, double next_poll = 5.1) {
+    return RunState{5.0, next_poll, frames, counted, 0.0, true, false};
+  };
+  const auto closed = [](uint64_t frames) {
+    return RunState{1, 1, frames, frames, 0, false, false};
+  };
+  const auto interrupted = [](uint64_t frames) { return RunState{1, 1, frames, 0, 0, true, true}; };
+  const EndCase cases[] = {
+      {"in the middle", 3, 5, at_1(2, 2), {}},
+      {"enough frames", 3, 5, at_1(3, 3), ExitCode::kOk, "all frames"},
+      {"enough frames, closed", 1, 5, closed(1), ExitCode::kOk, "all frames"},
+      {"an output has enough", 0, 5, at_1(9, 9, 1.0), ExitCode::kOk, "all frames"},
+      {"a stream counts its own", 3, 5, at_1(9, 9, 0.5), {}, "", true},
+      {"time over", 0, 5, at_5(9, 9), ExitCode::kOk, "the time is over"},
+      {"a tick before the end was missed", 0, 5, at_5(9, 9, 4.9), {}},
+      {"time over, no frame", 0, 5, at_5(0, 0), ExitCode::kNoFrame, "no frame arrived in 5.0 s"},
+      {"too few frames", 9, 5, at_5(40, 2), ExitCode::kOk, "with 2 of 9 frames"},
+      {"too few in a stream", 9, 5, at_5(4, 2), ExitCode::kOk, "before 9 frames", true},
+      {"closed before the frames", 9, kForever, closed(2), ExitCode::kTargetClosed, "are kept"},
+      {"closed before the time", 0, 5, closed(2), ExitCode::kTargetClosed, "are kept"},
+      {"closed, no other end", 0, kForever, closed(2), ExitCode::kOk, "was closed"},
+      {"closed, no frame", 0, kForever, closed(0), ExitCode::kNoFrame, "before any frame"},
+      {"interrupted", 9, 5, interrupted(1), ExitCode::kOk, "interrupted"},
+      {"interrupted, no frame", 0, 5, interrupted(0), ExitCode::kNoFrame, "before any frame"},
   };
   for (const EndCase& each : cases) {
     SCOPED_TRACE(each.what);
     Options options;
-    options.frames = each.frames_option;
-    options.seconds = each.seconds_option;
+    options.frames = each.frames;
+    options.seconds = each.seconds;
     if (each.has_stream) options.streams = {{StreamFormats().data(), "-"}};
     const std::optional<Outcome> end = RunEnd(options, each.state);
     ASSERT_EQ(end.has_value(), each.code.has_value());
     if (!end) continue;
     EXPECT_EQ(end->code, *each.code);
-    EXPECT_EQ(end->is_error, each.is_error);
+    EXPECT_EQ(end->is_error, *each.code != ExitCode::kOk);
     EXPECT_TRUE(Contains(end->text, each.text));
   }
 }
@@ -194,16 +183,10 @@ Library ScriptedLibrary() {
   library.wgc_get_update_ratio = GetUpdateRatio;
   library.wgc_get_status = [](void*) { return script.running; };
   library.wgc_get_device = [](void*) { return script.device.Get(); };
-  library.wgc_enable_cursor = [](void*, bool) {
-    script.switches.emplace_back("cursor");
-    return true;
-  };
-  library.wgc_show_border = [](void*, bool) {
-    script.switches.emplace_back("border");
-    return true;
-  };
-  library.wgc_set_dirty_rect = [](void*, bool) { script.switches.emplace_back("detect"); };
-  library.wgc_set_capture_to_texture = [](void*, bool) { script.switches.emplace_back("texture"); };
+  library.wgc_enable_cursor = [](void*, bool) { return script.switches.push_back("cursor"), true; };
+  library.wgc_show_border = [](void*, bool) { return script.switches.push_back("border"), true; };
+  library.wgc_set_dirty_rect = [](void*, bool) { script.switches.push_back("detect"); };
+  library.wgc_set_capture_to_texture = [](void*, bool) { script.switches.push_back("texture"); };
   return library;
 }
 
@@ -215,26 +198,24 @@ struct FakeClock : Clock {
   double now = 100.0;
 };
 
+struct Given {
+  FrameRecord record;
+  bool has_pixels;
+  uint8_t colour;
+};
+
 // An output that keeps what it is given.
 struct Recorder : Output {
-  struct Given {
-    FrameRecord record;
-    bool has_pixels;
-    uint8_t colour;
-  };
-
+  explicit Recorder(std::vector<Given>& kept) : given(kept) {}
   bool NeedsPixels(const FrameRecord&) const override { return needs_pixels; }
   void Take(FrameRecord& record, const PixelView* pixels) override {
-    given->push_back(
-        {record, pixels != nullptr, pixels != nullptr ? pixels->pixels[0] : uint8_t{0}});
-    if (given->size() == special_frame) special();
+    given.push_back({record, pixels != nullptr, pixels != nullptr ? *pixels->pixels : uint8_t{0}});
+    if (given.size() == special_frame) special();
   }
-  double Completion() const override {
-    return enough == 0 ? 0.0 : static_cast<double>(given->size()) / static_cast<double>(enough);
-  }
+  double Completion() const override { return enough != 0 && given.size() >= enough ? 1.0 : 0.0; }
   void Finish(const RunResult&) override {}
 
-  std::vector<Given>* given = nullptr;
+  std::vector<Given>& given;
   bool needs_pixels = true;
   size_t enough = 0;
   size_t special_frame = 0;  // counted from 1
@@ -251,8 +232,7 @@ class GrabberTest : public ComTest {
   }
 
   Recorder& AddRecorder() {
-    auto recorder = std::make_unique<Recorder>();
-    recorder->given = &given_;
+    auto recorder = std::make_unique<Recorder>(given_);
     Recorder& added = *recorder;
     outputs_.push_back(std::move(recorder));
     return added;
@@ -293,7 +273,7 @@ class GrabberTest : public ComTest {
   Console console_;
   FakeClock clock_;
   Grabber::Outputs outputs_;
-  std::vector<Recorder::Given> given_;
+  std::vector<Given> given_;
   TemporaryFolder temporary_;
   std::atomic<bool> interrupted_{false};
   Summary summary_;
@@ -316,29 +296,17 @@ TEST_F(GrabberTest, OnlyNewFramesAreWritten) {
   EXPECT_EQ(script.alive, 0);
 }
 
-TEST_F(GrabberTest, RepeatedFramesAreWrittenAndCountedWithAll) {
-  options_.all = true;
-  options_.frames = 5;
-  EXPECT_EQ(Run({{kSmall, 1.0f, 10}}).code, ExitCode::kOk);
-  EXPECT_EQ(summary_.written(), 5u);
-  EXPECT_EQ(summary_.new_frames(), 1u);
-  EXPECT_EQ(script.polls, 5u);
-  EXPECT_EQ(temporary_.CountFiles(), 5u);
-}
-
-TEST_F(GrabberTest, RunEndsWithTheLastWantedNewFrame) {
+TEST_F(GrabberTest, RunEndsWithTheLastWantedFrameWhichMayBeARepeatedOneWithAll) {
   options_.frames = 2;
-  EXPECT_EQ(Run({{kSmall, 1, 1}, {kSmall, 0, 1}, {kSmall, 1, 2}, {kSmall, 1, 3}}).code,
-            ExitCode::kOk);
-  EXPECT_EQ(summary_.written(), 2u);
-  EXPECT_EQ(script.polls, 3u);
-}
-
-TEST_F(GrabberTest, RunEndsWhenAnOutputHasEnough) {
-  AddRecorder().enough = 4;
-  options_.seconds = kForever;
-  EXPECT_EQ(Run({{kSmall, 1, 1}}).code, ExitCode::kOk);
-  EXPECT_EQ(given_.size(), 4u);
+  for (const bool all : {false, true}) {
+    options_.all = all;
+    script = Script();
+    EXPECT_EQ(Run({{kSmall, 1, 1}, {kSmall, 0, 1}, {kSmall, 1, 2}, {kSmall, 1, 3}}).code,
+              ExitCode::kOk);
+    EXPECT_EQ(summary_.written(), 2u);
+    EXPECT_EQ(script.polls, all ? 2u : 3u);
+    EXPECT_EQ(Written("frame-0002.png"), all ? 1 : 2);
+  }
 }
 
 TEST_F(GrabberTest, FirstFrameIsNotDelayedByALowRate) {
@@ -446,7 +414,7 @@ TEST_F(GrabberTest, EveryTickOfTheRunIsAFrameOrMissed) {
   ASSERT_GE(given_.size(), 3u);
   EXPECT_EQ(given_[2].record.missed, 4u);
   uint64_t ticks = 0;
-  for (const Recorder::Given& each : given_) ticks += 1 + each.record.missed;
+  for (const Given& each : given_) ticks += 1 + each.record.missed;
   EXPECT_EQ(static_cast<double>(ticks), Ticks(0.6));
   EXPECT_EQ(summary_.missed(), 4u);
 }
@@ -472,6 +440,7 @@ TEST_F(GrabberTest, StreamHasAFrameForEachTickOfTheRun) {
       std::make_unique<ByteSink>(options_.streams[0].file, "--raw", console_, interrupted_),
       console_));
   Run({{kNone, 0, 0}, {kSmall, 1, 1}});
+  ASSERT_FALSE(given_.empty());
   EXPECT_EQ(static_cast<double>(std::filesystem::file_size(temporary_ / "stream")),
             Ticks(1.5) * kSmall.width * kSmall.height * 4);
 }

@@ -3,6 +3,7 @@
 # Streams of a real program's window, as the programs they are made for read them: an encoder, the
 # tools behind a pipe, and another machine by way of SRT. Runs inside with-wine.
 set -euo pipefail
+. "$(dirname "$0")/checks.sh"
 grab=$1
 folder=$2
 rm -rf "$folder"
@@ -18,20 +19,6 @@ finish() {
 }
 trap finish EXIT
 
-failures=0
-check() {  # check WHAT COMMAND...
-  local what=$1
-  shift
-  if "$@"; then
-    echo "ok: $what"
-  else
-    echo "FAILED: $what" >&2
-    failures=$((failures + 1))
-  fi
-}
-equals() {
-  [ "$1" = "$2" ] || { echo "expected: $1, is: $2" >&2; return 1; }
-}
 capture() { wine "$grab" --class WineMine --wait 30 "$@"; }
 encode() { timeout 60 ffmpeg -nostdin -hide_banner -loglevel error "$@"; }
 # Coded chroma takes an even size; how high the game's window is depends on the version of Wine.
@@ -67,18 +54,19 @@ sys.exit(not (frames and len(frames[-1]) == len(game) and max(errors) <= float(s
 EOF
 }
 
-capture --y4m - --fps 50 --frames 30 2>mp4.err |
-  encode -i - -c:v libx264 -pix_fmt yuv420p -qp 10 mp4.mp4
-check "y4m becomes an MP4 file" equals "$coded,50/1,30" "$(figures mp4.mp4)"
-decode mp4.mp4 mp4.yuv
-check "the MP4 file shows the window" shows_the_game mp4.yuv 2
-
-capture --raw - --fps 50 --frames 30 2>raw.err |
-  encode -f rawvideo -pixel_format bgra -video_size "${width}x$height" -framerate 50 -i - \
-    -vf "$even" -c:v libx264 -pix_fmt yuv420p -qp 10 raw.mp4
-check "raw video becomes an MP4 file" equals "$coded,50/1,30" "$(figures raw.mp4)"
-decode raw.mp4 raw.yuv
-check "that file shows the window, too" shows_the_game raw.yuv 2
+# becomes_mp4 FORMAT FFMPEG-INPUT-OPTION...: the stream --FORMAT, encoded and decoded.
+becomes_mp4() {
+  local format=$1
+  shift
+  capture "--$format" - --fps 50 --frames 30 2>"$format.err" |
+    encode "$@" -i - -vf "$even" -c:v libx264 -pix_fmt yuv420p -qp 10 "$format.mp4"
+  check "$format becomes an MP4 file" equals "$coded,50/1,30" "$(figures "$format.mp4")"
+  decode "$format.mp4" "$format.yuv"
+  check "the MP4 file of $format shows the window" shows_the_game "$format.yuv" 2
+}
+becomes_mp4 y4m
+becomes_mp4 raw -f rawvideo -pixel_format bgra -video_size "${width}x$height" -framerate 50
+becomes_mp4 nv12 -f rawvideo -pixel_format nv12 -video_size "${coded/,/x}" -framerate 50
 
 head -c "$(stat -c %s game.yuv)" /dev/zero >black.yuv
 check "a black picture would not pass" eval '! shows_the_game black.yuv 2 >/dev/null'
@@ -100,11 +88,7 @@ with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
 encode -i "srt://127.0.0.1:$port?mode=listener" -c copy received.ts 2>receiver.err &
 receiver=$!
 listens() { grep -q ":$(printf '%04X' "$port") " /proc/net/udp; }
-for _ in $(seq 100); do
-  ! listens || break
-  sleep 0.1
-done
-check "the receiver listens" listens
+check "the receiver listens" wait_until listens
 capture --y4m - --frames 60 2>srt.err |
   encode -i - -c:v libx264 -preset veryfast -tune zerolatency -qp 10 -g 30 -f mpegts \
     "srt://127.0.0.1:$port?mode=caller"
@@ -125,18 +109,13 @@ check "the reader got all it wanted" equals 500000 "$(stat -c %s head.raw)"
 # A disk with room for three frames and a half.
 mkdir full
 room=$((frame * 7 / 2 / 4096 * 4096))
+code=0
 if mount -t tmpfs -o size="$room" tmpfs full 2>/dev/null; then
   mounted=full
-  code=0
   capture --raw full/stream >full.out 2>full.err || code=$?
 else
   echo "no tmpfs can be mounted here: a limit on the size of files stands in for the full disk"
-  code=0
-  (
-    trap '' XFSZ
-    ulimit -f $((room / 1024))
-    capture --raw full/stream
-  ) >full.out 2>full.err || code=$?
+  with_file_limit $((room / 1024)) capture --raw full/stream >full.out 2>full.err || code=$?
 fi
 check "a full disk is an output error" equals 5 "$code"
 check "the error names the remedy" grep -q 'free some space or choose another file with --raw' full.err
@@ -144,4 +123,4 @@ check "the frames before it are whole" equals $((3 * frame)) "$(stat -c %s full/
 check "they can be read" equals "$width,$height,25/1,3" \
   "$(figures -f rawvideo -pixel_format bgra -video_size "${width}x$height" full/stream)"
 
-[ "$failures" -eq 0 ]
+exit "$failures"

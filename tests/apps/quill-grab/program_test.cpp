@@ -393,17 +393,6 @@ TEST_F(ProgramTest, StreamLetterboxesAWindowThatGetsSmaller) {
   EXPECT_TRUE(Frames().back() == expected.pixels);
 }
 
-TEST_F(ProgramTest, StreamCropsAWindowThatGetsLarger) {
-  const Picture second = MakePattern(kWidth + 60, kHeight - 50, 2);
-  Picture expected{kWidth, kHeight, std::vector<uint32_t>(kFrameBytes / 4, 0xFF000000)};
-  for (int y = 0; y < kHeight - 50; ++y) {
-    for (int x = 0; x < kWidth; ++x) expected.at(x, y) = second.at(x, y);
-  }
-  EXPECT_EQ(GrabTwoSizes(picture_, second, L" --on-resize crop", expected).exit_code, 0u);
-  EXPECT_TRUE(Frames().front() == picture_.pixels);
-  EXPECT_TRUE(Frames().back() == expected.pixels);
-}
-
 // The larger picture goes on where the first one ends, so that even a frame of the first size that
 // was taken during the change is the first picture.
 TEST_F(ProgramTest, StreamStopsBeforeAChangeOfSizeWhenAskedTo) {
@@ -411,17 +400,6 @@ TEST_F(ProgramTest, StreamStopsBeforeAChangeOfSizeWhenAskedTo) {
   ExpectError(GrabTwoSizes(picture_, second, L" --on-resize stop", second), 8,
               "from 301 x 203 to 301 x 204");
   for (const auto& frame : Frames()) EXPECT_TRUE(frame == picture_.pixels);
-}
-
-// Nothing but the closing of the window can end the run.
-TEST_F(ProgramTest, WindowThatClosesEndsAStreamNormally) {
-  PatternWindow window(picture_);
-  Process process(Program(), L"--class QuillPatternWindow" + RawOption());
-  ASSERT_TRUE(WaitUntil([&] { return !Frames().empty(); }));
-  window.Destroy();
-  const ProcessResult result = process.Wait();
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
-  EXPECT_TRUE(Contains(result.out, "End: the target was closed\n"));
 }
 
 }  // namespace

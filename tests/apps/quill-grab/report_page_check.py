@@ -38,19 +38,19 @@ class Page(html.parser.HTMLParser):
 
 
 def run():
-    """The polls with a frame of the sample's run: (beat, size, is new, ratio)."""
+    """The polls with a frame of the sample's run: (tick, size, is new, ratio)."""
     polls = []
-    for beat in range(15, 1801):
-        if 601 <= beat <= 604 or 1201 <= beat <= 1203:
+    for tick in range(15, 1801):
+        if 601 <= tick <= 604 or 1201 <= tick <= 1203:
             continue
-        size = '800 × 600' if 900 <= beat < 1350 else '1280 × 720'
-        is_new = beat % 3 == 0 and not 300 <= beat < 420
+        size = '800 × 600' if 900 <= tick < 1350 else '1280 × 720'
+        is_new = tick % 3 == 0 and not 300 <= tick < 420
         ratio = 0.0
-        if is_new and beat in (15, 900, 1350):
+        if is_new and tick in (15, 900, 1350):
             ratio = 1.0
         elif is_new:
-            ratio = 0.5 if beat % 225 == 0 else (1 + beat // 3 % 8) / 64
-        polls.append((beat, size, is_new, ratio))
+            ratio = 0.5 if tick % 225 == 0 else (1 + tick // 3 % 8) / 64
+        polls.append((tick, size, is_new, ratio))
     return polls
 
 
@@ -77,7 +77,7 @@ for name, expected in {
     'seconds': '60.000 s',
     'rate': f'{(len(polls) + 15 - 1) / 60:.2f} a second',
     'asked': '30.00 a second',
-    'dropped': '7',
+    'missed': '7',
     'polls': f'{len(polls) + 15:,}',
     'frames': f'{len(polls):,}',
     'without': '15',
@@ -110,9 +110,9 @@ expect('log', [(level, text) for _, level, text in log], [
     ('info', 'size is now 800 x 600'),
     ('error', 'not UTF-8: \ufffd\ufffd; Grüße, 日本')])
 
-# The top left tile blinks with each new frame, so it changes unless an even number of beats of new
+# The top left tile blinks with each new frame, so it changes unless an even number of ticks of new
 # frames lies between two frames of its size.
-blinks = [beat // 3 for beat, size, _, _ in new if size == '1280 × 720']
+blinks = [tick // 3 for tick, size, _, _ in new if size == '1280 × 720']
 resumed = blinks.index(1350 // 3)
 pairs = [pair for part in (blinks[:resumed], blinks[resumed:]) for pair in zip(part, part[1:])]
 changed = sum((first - second) % 2 for first, second in pairs)

@@ -332,10 +332,8 @@ TEST_F(VideoStreamTest, FrameOfEveryPollIsWrittenAndTheOneBeforeAgainForMissedPo
 }
 
 TEST_F(VideoStreamTest, FramesBeyondASecondOfMissedPollsAreOmitted) {
-  const std::filesystem::path out = temporary_ / "out";
-  const HANDLE file = CreateFileW(out.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  Console console(file, file);
+  const OutputFile out(temporary_ / "out");
+  Console console(out.handle(), out.handle());
   options_.fps = 4.0;
   VideoStream stream(FormatOf("--raw"), options_,
                      std::make_unique<ByteSink>(path_.string(), "--raw", console, never_), console);
@@ -343,10 +341,9 @@ TEST_F(VideoStreamTest, FramesBeyondASecondOfMissedPollsAreOmitted) {
   Give(stream, {2, 100});
   EXPECT_EQ(RawFrames(), (std::vector<int>{1, 1, 1, 1, 1, 2}));
   stream.Finish({"", "", 0.0, 4.0, Summary(), {}});
-  CloseHandle(file);
-  EXPECT_TRUE(Contains(ReadText(out), "6 frames of 4 x 2 into " + path_.string() +
-                                          ", of which 4 repeat the frame before for a missed "
-                                          "poll; 96 omitted"));
+  EXPECT_TRUE(Contains(out.Text(), "6 frames of 4 x 2 into " + path_.string() +
+                                       ", of which 4 repeat the frame before for a missed poll; 96 "
+                                       "omitted"));
 }
 
 TEST_F(VideoStreamTest, ExactlyTheFramesAskedForAreWritten) {

@@ -184,7 +184,7 @@ Json HeatJson(const TileHeat& heat) {
     others.push_back(std::move(entry));
   }
   shown["others"] = std::move(others);
-  shown["droppedSizes"] = heat.dropped_maps();
+  shown["discardedSizes"] = heat.discarded_maps();
   return shown;
 }
 

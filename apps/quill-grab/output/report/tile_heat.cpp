@@ -87,7 +87,7 @@ HeatMap& TileHeat::MapOf(const FrameSize& size) {
     maps_.erase(
         std::min_element(maps_.begin(), maps_.end(),
                          [](const HeatMap& a, const HeatMap& b) { return a.frames < b.frames; }));
-    ++dropped_maps_;
+    ++discarded_maps_;
   }
   HeatMap& map = maps_.emplace_back();
   map.size = size;

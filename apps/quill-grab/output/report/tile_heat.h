@@ -33,7 +33,7 @@ class TileHeat {
 
   // Most frames first.
   std::vector<HeatMap> Maps() const;
-  uint64_t dropped_maps() const { return dropped_maps_; }
+  uint64_t discarded_maps() const { return discarded_maps_; }
 
  private:
   HeatMap& MapOf(const FrameSize& size);
@@ -42,7 +42,7 @@ class TileHeat {
   FrameSize previous_size_{};
   std::vector<uint8_t> previous_;
   std::vector<HeatMap> maps_;  // in the order of appearance
-  uint64_t dropped_maps_ = 0;
+  uint64_t discarded_maps_ = 0;
 };
 
 }  // namespace quill_grab
