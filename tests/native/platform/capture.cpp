@@ -18,28 +18,23 @@
 namespace fake {
 namespace {
 
-namespace capture_abi = ABI::Windows::Graphics::Capture;
 namespace directx_abi = ABI::Windows::Graphics::DirectX;
 using directx_abi::Direct3D11::IDirect3DDevice;
 using directx_abi::Direct3D11::IDirect3DSurface;
 using ::Windows::Graphics::DirectX::Direct3D11::IDirect3DDxgiInterfaceAccess;
 
-thread_local CaptureItem* last_item = nullptr;
-thread_local FramePool* last_pool = nullptr;
-thread_local CaptureSession* last_session = nullptr;
-
+// A reference of the platform's that the library could hold as well.
 template <typename T>
-void ForgetLast(T*& last, T* object) {
-  if (last == object) last = nullptr;
+std::shared_ptr<T> Share(T* object) {
+  if (object) object->AddRef();
+  return {object, [](T* held) {
+            if (held) held->Release();
+          }};
 }
 
 // Reads as "64x48".
 auto TextOf(SizeInt32 size) {
   return [=] { return std::to_string(size.Width) + "x" + std::to_string(size.Height); };
-}
-
-const char* TextOf(boolean value) {
-  return value ? "true" : "false";
 }
 
 template <typename T, typename Interface>
@@ -55,14 +50,10 @@ HRESULT Deliver(Call& call, T* made, Interface** result) {
 
 class RuntimeDevice final : public Implements<IDirect3DDevice, IDirect3DDxgiInterfaceAccess> {
  public:
-  explicit RuntimeDevice(ID3D11Device* device) : Implements("winrt_device"), device(device) {
-    device->AddRef();
-  }
+  explicit RuntimeDevice(ID3D11Device* device)
+      : Implements("winrt_device"), device(Share(device)) {}
 
-  ID3D11Device* const device;
-
- private:
-  ~RuntimeDevice() override { device->Release(); }
+  const std::shared_ptr<ID3D11Device> device;
 };
 
 class DispatcherQueueController final
@@ -73,9 +64,7 @@ class DispatcherQueueController final
 
 class Surface final : public Implements<IDirect3DSurface, IDirect3DDxgiInterfaceAccess> {
  public:
-  explicit Surface(ID3D11Texture2D* texture) : Implements("surface"), texture_(texture) {
-    if (texture_) texture_->AddRef();
-  }
+  explicit Surface(const FramePool::Texture& texture) : Implements("surface"), texture_(texture) {}
 
   HRESULT STDMETHODCALLTYPE GetInterface(REFIID id, void** object) override {
     Call call(Name(), "GetInterface", id);
@@ -83,17 +72,36 @@ class Surface final : public Implements<IDirect3DSurface, IDirect3DDxgiInterface
     if (!texture_) return S_OK;
     if (id != __uuidof(ID3D11Texture2D)) return E_NOINTERFACE;
     texture_->AddRef();
-    *object = texture_;
-    call.Made(NameOf(texture_));
+    *object = texture_.get();
+    call.Made(NameOf(texture_.get()));
     return call.Done();
   }
 
  private:
-  ~Surface() override {
-    if (texture_) texture_->Release();
+  const FramePool::Texture texture_;
+};
+
+class Frame final
+    : public Implements<abi::IDirect3D11CaptureFrame, ABI::Windows::Foundation::IClosable> {
+ public:
+  Frame(const FramePool::Texture& texture, SizeInt32 content_size)
+      : Implements("frame"), texture_(texture), content_size_(content_size) {}
+
+  HRESULT STDMETHODCALLTYPE get_Surface(IDirect3DSurface** value) override {
+    Call call(Name(), "get_Surface");
+    if (call.Fails(value)) return call.Result();
+    return Deliver(call, new Surface(texture_), value);
+  }
+  HRESULT STDMETHODCALLTYPE get_ContentSize(SizeInt32* value) override {
+    Call call(Name(), "get_ContentSize");
+    if (call.Fails(value)) return call.Result();
+    *value = content_size_;
+    return call.Done();
   }
 
-  ID3D11Texture2D* const texture_;
+ private:
+  const FramePool::Texture texture_;
+  const SizeInt32 content_size_;
 };
 
 // What both statics and factories of this platform are.
@@ -127,26 +135,26 @@ class ItemFactory final : public FactoryObject<IActivationFactory, IGraphicsCapt
  private:
   static HRESULT Make(Call& call, HWND window, HMONITOR monitor, REFIID id, void** result) {
     if (call.Fails(result)) return call.Result();
-    if (id != __uuidof(capture_abi::IGraphicsCaptureItem)) return E_NOINTERFACE;
+    if (id != __uuidof(abi::IGraphicsCaptureItem)) return E_NOINTERFACE;
     auto* const item = new CaptureItem(window, monitor);
-    *result = static_cast<capture_abi::IGraphicsCaptureItem*>(item);
+    *result = static_cast<abi::IGraphicsCaptureItem*>(item);
     call.Made(item->Name());
     return call.Done();
   }
 };
 
 class PoolStatics final
-    : public FactoryObject<capture_abi::IDirect3D11CaptureFramePoolStatics, IActivationFactory> {
+    : public FactoryObject<abi::IDirect3D11CaptureFramePoolStatics, IActivationFactory> {
  public:
   PoolStatics() : FactoryObject("pool_statics") {}
 
   HRESULT STDMETHODCALLTYPE Create(IDirect3DDevice* device, directx_abi::DirectXPixelFormat format,
                                    INT32 buffers, SizeInt32 size,
-                                   capture_abi::IDirect3D11CaptureFramePool** result) override {
+                                   abi::IDirect3D11CaptureFramePool** result) override {
     Call call(Name(), "Create", device, static_cast<int>(format), buffers, TextOf(size));
     if (call.Fails(result)) return call.Result();
     if (!device || size.Width <= 0 || size.Height <= 0) return E_INVALIDARG;
-    return Deliver(call, new FramePool(device, format, buffers, size), result);
+    return Deliver(call, new FramePool(device, buffers, size), result);
   }
 };
 
@@ -198,101 +206,34 @@ void WeakReference::Forget() {
   unknown_ = nullptr;
 }
 
-// CaptureItem.
-
-CaptureItem::CaptureItem(HWND window, HMONITOR monitor)
-    : WeaklyReferenced("item"), window(window), monitor(monitor) {
-  last_item = this;
-}
-
-CaptureItem::~CaptureItem() {
-  ForgetLast(last_item, this);
-}
-
-HRESULT CaptureItem::get_Size(SizeInt32* value) {
-  Call call(Name(), "get_Size");
-  if (call.Fails(value)) return call.Result();
-  *value = {settings.item_width, settings.item_height};
-  return call.Done();
-}
-
-HRESULT CaptureItem::add_Closed(Handler* handler, EventRegistrationToken* token) {
-  Call call(Name(), "add_Closed");
-  return closed_event_.Add(call, handler, token);
-}
-
-HRESULT CaptureItem::remove_Closed(EventRegistrationToken token) {
-  Call call(Name(), "remove_Closed", token.value);
-  return closed_event_.Remove(call, token);
-}
-
 // FramePool.
 
-struct FramePool::BufferSlot {
-  explicit BufferSlot(ID3D11Texture2D* texture) : texture(texture) {}
-  ~BufferSlot() { texture->Release(); }
-  BufferSlot(const BufferSlot&) = delete;
-  BufferSlot& operator=(const BufferSlot&) = delete;
-  ID3D11Texture2D* const texture;
-};
-
-class FramePool::Frame final
-    : public Implements<capture_abi::IDirect3D11CaptureFrame, ABI::Windows::Foundation::IClosable> {
- public:
-  Frame(ID3D11Texture2D* texture, SizeInt32 content_size, std::shared_ptr<BufferSlot> slot)
-      : Implements("frame"),
-        texture_(texture),
-        content_size_(content_size),
-        slot_(std::move(slot)) {
-    if (texture_) texture_->AddRef();
-  }
-
-  HRESULT STDMETHODCALLTYPE get_Surface(IDirect3DSurface** value) override {
-    Call call(Name(), "get_Surface");
-    if (call.Fails(value)) return call.Result();
-    return fake::Deliver(call, new Surface(texture_), value);
-  }
-  HRESULT STDMETHODCALLTYPE get_ContentSize(SizeInt32* value) override {
-    Call call(Name(), "get_ContentSize");
-    if (call.Fails(value)) return call.Result();
-    *value = content_size_;
-    return call.Done();
-  }
-
- private:
-  ~Frame() override {
-    if (texture_) texture_->Release();
-  }
-
-  ID3D11Texture2D* const texture_;
-  const SizeInt32 content_size_;
-  const std::shared_ptr<BufferSlot> slot_;
-};
-
-FramePool::FramePool(IDirect3DDevice* device, INT32, INT32 buffers, SizeInt32 size)
+FramePool::FramePool(IDirect3DDevice* device, INT32 buffers, SizeInt32 size)
     : WeaklyReferenced("pool"),
       queue_(ThreadQueue()),
       device_kept_(dynamic_cast<RuntimeDevice*>(device)),
-      device_(dynamic_cast<RuntimeDevice*>(device)->device),
+      device_(dynamic_cast<RuntimeDevice*>(device)->device.get()),
       size_(size),
       buffers_(buffers) {
-  last_pool = this;
+  last = this;
   MakeBuffers();
 }
 
 FramePool::~FramePool() {
-  ForgetLast(last_pool, this);
+  if (last == this) last = nullptr;
   queue_->Purge(this);
-  for (Frame* const frame : waiting_) frame->Release();
+  DropFrames(std::unique_lock(mutex_));
 }
 
 void FramePool::MakeBuffers() {
-  slots_.clear();
+  textures_.clear();
+  const auto desc =
+      FrameDesc(static_cast<uint32_t>(size_.Width), static_cast<uint32_t>(size_.Height));
   for (INT32 i = 0; i < buffers_; ++i) {
-    ID3D11Texture2D* const texture = NewTexture(
-        device_,
-        FrameDesc(static_cast<uint32_t>(size_.Width), static_cast<uint32_t>(size_.Height)));
-    if (texture) slots_.push_back(std::make_shared<BufferSlot>(texture));
+    ID3D11Texture2D* const texture = NewTexture(device_, desc);
+    if (!texture) return;
+    textures_.push_back(Share(texture));
+    texture->Release();
   }
 }
 
@@ -302,44 +243,34 @@ bool FramePool::Deliver(const reference::Image& picture) {
 
 bool FramePool::Deliver(const reference::Image& picture, SizeInt32 content_size) {
   const OutsideLibrary outside;
-  std::shared_ptr<BufferSlot> slot;
+  Texture texture;
   {
     const std::lock_guard lock(mutex_);
-    if (!capturing_ || closed_) return false;
-    const auto free = std::find_if(slots_.begin(), slots_.end(),
-                                   [](const auto& other) { return other.use_count() == 1; });
-    if (free == slots_.end()) return false;
-    slot = *free;
+    const auto free = std::find_if(textures_.begin(), textures_.end(),
+                                   [](const Texture& other) { return other.use_count() == 1; });
+    if (!capturing_ || closed_ || free == textures_.end()) return false;
+    texture = *free;
   }
-  Draw(slot->texture, picture);
-  return Enqueue(slot->texture, content_size, slot);
+  Draw(texture.get(), picture);
+  return Enqueue(texture, content_size);
 }
 
 bool FramePool::DeliverTexture(ID3D11Texture2D* texture, SizeInt32 content_size) {
   const OutsideLibrary outside;
-  return Enqueue(texture, content_size, nullptr);
+  return Enqueue(Share(texture), content_size);
 }
 
-bool FramePool::Enqueue(ID3D11Texture2D* texture, SizeInt32 content_size,
-                        const std::shared_ptr<BufferSlot>& slot) {
-  auto* const frame = new Frame(texture, content_size, slot);
+bool FramePool::Enqueue(const Texture& texture, SizeInt32 content_size) {
   {
     const std::lock_guard lock(mutex_);
-    if (!capturing_ || closed_) {
-      frame->Release();
-      return false;
-    }
-    waiting_.push_back(frame);
+    if (!capturing_ || closed_) return false;
+    waiting_.push_back(new Frame(texture, content_size));
   }
-  PostEvent();
+  RaiseFrameArrived();
   return true;
 }
 
 void FramePool::RaiseFrameArrived() {
-  PostEvent();
-}
-
-void FramePool::PostEvent() {
   const OutsideLibrary outside;
   queue_->Post(this, [this] {
     if (!frame_event_.HasHandler()) return;
@@ -354,38 +285,40 @@ size_t FramePool::FramesWaiting() {
   return waiting_.size();
 }
 
+void FramePool::SetCapturing(bool capturing) {
+  const std::lock_guard lock(mutex_);
+  capturing_ = capturing;
+}
+
+void FramePool::DropFrames(std::unique_lock<std::mutex> lock) {
+  const auto lost = std::exchange(waiting_, {});
+  lock.unlock();
+  for (abi::IDirect3D11CaptureFrame* const frame : lost) frame->Release();
+}
+
 HRESULT FramePool::Recreate(IDirect3DDevice* device, directx_abi::DirectXPixelFormat format,
                             INT32 buffers, SizeInt32 size) {
   Call call(Name(), "Recreate", device, static_cast<int>(format), buffers, TextOf(size));
   if (call.Fails()) return call.Result();
   if (!device || size.Width <= 0 || size.Height <= 0) return E_INVALIDARG;
-  std::vector<Frame*> lost;
-  {
-    const std::lock_guard lock(mutex_);
-    if (closed_) return RO_E_CLOSED;
-    lost = std::exchange(waiting_, {});
-    size_ = size;
-    buffers_ = buffers;
-    MakeBuffers();
-  }
-  for (Frame* const frame : lost) frame->Release();
+  std::unique_lock lock(mutex_);
+  if (closed_) return RO_E_CLOSED;
+  size_ = size;
+  buffers_ = buffers;
+  MakeBuffers();
+  DropFrames(std::move(lock));
   return call.Done();
 }
 
-HRESULT FramePool::TryGetNextFrame(capture_abi::IDirect3D11CaptureFrame** result) {
+HRESULT FramePool::TryGetNextFrame(abi::IDirect3D11CaptureFrame** result) {
   Call call(Name(), "TryGetNextFrame");
   if (call.Fails(result)) return call.Result();
   const std::lock_guard lock(mutex_);
   if (closed_) return RO_E_CLOSED;
   if (waiting_.empty()) return S_OK;
-  *result = waiting_.front();
-  call.Made(waiting_.front()->Name());
+  auto* const frame = static_cast<Frame*>(waiting_.front());
   waiting_.erase(waiting_.begin());
-  if (call.FailsAfterWork()) {
-    (*result)->Release();
-    *result = nullptr;
-  }
-  return call.Done();
+  return fake::Deliver(call, frame, result);
 }
 
 HRESULT FramePool::add_FrameArrived(Handler* handler, EventRegistrationToken* token) {
@@ -398,8 +331,8 @@ HRESULT FramePool::remove_FrameArrived(EventRegistrationToken token) {
   return frame_event_.Remove(call, token);
 }
 
-HRESULT FramePool::CreateCaptureSession(capture_abi::IGraphicsCaptureItem* item,
-                                        capture_abi::IGraphicsCaptureSession** result) {
+HRESULT FramePool::CreateCaptureSession(abi::IGraphicsCaptureItem* item,
+                                        abi::IGraphicsCaptureSession** result) {
   Call call(Name(), "CreateCaptureSession", item);
   if (call.Fails(result)) return call.Result();
   return fake::Deliver(call, new CaptureSession(this), result);
@@ -408,78 +341,11 @@ HRESULT FramePool::CreateCaptureSession(capture_abi::IGraphicsCaptureItem* item,
 HRESULT FramePool::Close() {
   Call call(Name(), "Close");
   if (call.Fails()) return call.Result();
-  std::vector<Frame*> lost;
-  {
-    const std::lock_guard lock(mutex_);
-    closed_ = true;
-    lost = std::exchange(waiting_, {});
-  }
   queue_->Purge(this);
-  for (Frame* const frame : lost) frame->Release();
-  return call.Done();
-}
-
-// CaptureSession.
-
-CaptureSession::CaptureSession(FramePool* pool) : Implements("session"), pool_(pool) {
-  last_session = this;
-}
-
-CaptureSession::~CaptureSession() {
-  ForgetLast(last_session, this);
-}
-
-void* CaptureSession::Answer(REFIID id) {
-  if (id == __uuidof(capture_abi::IGraphicsCaptureSession2) && !settings.cursor_property_present) {
-    return nullptr;
-  }
-  if (id == __uuidof(capture_abi::IGraphicsCaptureSession3) && !settings.border_property_present) {
-    return nullptr;
-  }
-  return Implements::Answer(id);
-}
-
-HRESULT CaptureSession::StartCapture() {
-  Call call(Name(), "StartCapture");
-  if (call.Fails()) return call.Result();
-  const std::lock_guard lock(pool_->mutex_);
-  pool_->capturing_ = true;
-  return call.Done();
-}
-
-HRESULT CaptureSession::put_IsCursorCaptureEnabled(boolean value) {
-  Call call(Name(), "put_IsCursorCaptureEnabled", TextOf(value));
-  if (call.Fails()) return call.Result();
-  cursor_captured = value;
-  return call.Done();
-}
-
-HRESULT CaptureSession::put_IsBorderRequired(boolean value) {
-  Call call(Name(), "put_IsBorderRequired", TextOf(value));
-  if (call.Fails()) return call.Result();
-  border_drawn = value;
-  return call.Done();
-}
-
-HRESULT CaptureSession::Close() {
-  Call call(Name(), "Close");
-  if (call.Fails()) return call.Result();
+  std::unique_lock lock(mutex_);
   closed_ = true;
-  const std::lock_guard lock(pool_->mutex_);
-  pool_->capturing_ = false;
+  DropFrames(std::move(lock));
   return call.Done();
-}
-
-CaptureItem* LastItem() {
-  return last_item;
-}
-
-FramePool* LastPool() {
-  return last_pool;
-}
-
-CaptureSession* LastSession() {
-  return last_session;
 }
 
 }  // namespace fake

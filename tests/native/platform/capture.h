@@ -18,10 +18,12 @@
 #include "native/platform/direct3d.h"
 #include "native/platform/messages.h"
 #include "native/platform/object.h"
+#include "native/platform/settings.h"
 
 namespace fake {
 
 using ABI::Windows::Graphics::SizeInt32;
+namespace abi = ABI::Windows::Graphics::Capture;
 
 // Lets revokers find a source without keeping it alive.
 class WeakReference final : public Implements<IWeakReference> {
@@ -119,41 +121,57 @@ class Event {
   INT64 token_ = 0;
 };
 
-class CaptureItem final
-    : public WeaklyReferenced<ABI::Windows::Graphics::Capture::IGraphicsCaptureItem> {
+class CaptureItem final : public WeaklyReferenced<abi::IGraphicsCaptureItem> {
  public:
   using Handler =
       __FITypedEventHandler_2_Windows__CGraphics__CCapture__CGraphicsCaptureItem_IInspectable;
 
-  CaptureItem(HWND window, HMONITOR monitor);
+  CaptureItem(HWND window, HMONITOR monitor)
+      : WeaklyReferenced("item"), window(window), monitor(monitor) {
+    last = this;
+  }
 
   // The window is gone or the monitor was taken away. Any thread. The handler's answer, S_FALSE
   // when there is none.
   HRESULT RaiseClosed() { return closed_event_.Raise(this); }
   bool HasHandler() { return closed_event_.HasHandler(); }
 
-  HRESULT STDMETHODCALLTYPE get_Size(SizeInt32* value) override;
-  HRESULT STDMETHODCALLTYPE add_Closed(Handler* handler, EventRegistrationToken* token) override;
-  HRESULT STDMETHODCALLTYPE remove_Closed(EventRegistrationToken token) override;
+  HRESULT STDMETHODCALLTYPE get_Size(SizeInt32* value) override {
+    Call call(Name(), "get_Size");
+    if (call.Fails(value)) return call.Result();
+    *value = {settings.item_width, settings.item_height};
+    return call.Done();
+  }
+  HRESULT STDMETHODCALLTYPE add_Closed(Handler* handler, EventRegistrationToken* token) override {
+    Call call(Name(), "add_Closed");
+    return closed_event_.Add(call, handler, token);
+  }
+  HRESULT STDMETHODCALLTYPE remove_Closed(EventRegistrationToken token) override {
+    Call call(Name(), "remove_Closed", token.value);
+    return closed_event_.Remove(call, token);
+  }
 
   const HWND window;
   const HMONITOR monitor;
+  static inline thread_local CaptureItem* last = nullptr;
 
  private:
-  ~CaptureItem() override;
+  ~CaptureItem() override {
+    if (last == this) last = nullptr;
+  }
 
   Event<Handler> closed_event_;
 };
 
-class FramePool final
-    : public WeaklyReferenced<ABI::Windows::Graphics::Capture::IDirect3D11CaptureFramePool,
-                              ABI::Windows::Foundation::IClosable> {
+class FramePool final : public WeaklyReferenced<abi::IDirect3D11CaptureFramePool,
+                                                ABI::Windows::Foundation::IClosable> {
  public:
   using Handler =
       __FITypedEventHandler_2_Windows__CGraphics__CCapture__CDirect3D11CaptureFramePool_IInspectable;
   using IDirect3DDevice = ABI::Windows::Graphics::DirectX::Direct3D11::IDirect3DDevice;
+  using Texture = std::shared_ptr<ID3D11Texture2D>;
 
-  FramePool(IDirect3DDevice* device, INT32 format, INT32 buffers, SizeInt32 size);
+  FramePool(IDirect3DDevice* device, INT32 buffers, SizeInt32 size);
 
   // The screen shows a picture: it goes into a free buffer, which keeps the pool's size, and the
   // event into the queue of the pool's thread. False, with the frame dropped, when all buffers are
@@ -173,30 +191,27 @@ class FramePool final
   size_t FramesWaiting();
   SizeInt32 Size() const { return size_; }
   ID3D11Device* Direct3DDevice() const { return device_; }
+  void SetCapturing(bool capturing);
 
-  HRESULT STDMETHODCALLTYPE
-  Recreate(IDirect3DDevice* device, ABI::Windows::Graphics::DirectX::DirectXPixelFormat pixelFormat,
-           INT32 numberOfBuffers, SizeInt32 size) override;
-  HRESULT STDMETHODCALLTYPE
-  TryGetNextFrame(ABI::Windows::Graphics::Capture::IDirect3D11CaptureFrame** result) override;
+  HRESULT STDMETHODCALLTYPE Recreate(IDirect3DDevice* device,
+                                     ABI::Windows::Graphics::DirectX::DirectXPixelFormat format,
+                                     INT32 buffers, SizeInt32 size) override;
+  HRESULT STDMETHODCALLTYPE TryGetNextFrame(abi::IDirect3D11CaptureFrame** result) override;
   HRESULT STDMETHODCALLTYPE add_FrameArrived(Handler* handler,
                                              EventRegistrationToken* token) override;
   HRESULT STDMETHODCALLTYPE remove_FrameArrived(EventRegistrationToken token) override;
-  HRESULT STDMETHODCALLTYPE
-  CreateCaptureSession(ABI::Windows::Graphics::Capture::IGraphicsCaptureItem* item,
-                       ABI::Windows::Graphics::Capture::IGraphicsCaptureSession** result) override;
+  HRESULT STDMETHODCALLTYPE CreateCaptureSession(abi::IGraphicsCaptureItem* item,
+                                                 abi::IGraphicsCaptureSession** result) override;
   HRESULT STDMETHODCALLTYPE Close() override;
 
- private:
-  friend class CaptureSession;
-  struct BufferSlot;
-  class Frame;
+  static inline thread_local FramePool* last = nullptr;
 
+ private:
   ~FramePool() override;
   void MakeBuffers();
-  void PostEvent();
-  bool Enqueue(ID3D11Texture2D* texture, SizeInt32 content_size,
-               const std::shared_ptr<BufferSlot>& slot);
+  bool Enqueue(const Texture& texture, SizeInt32 content_size);
+  // Waiting frames are lost; the caller holds the lock until then.
+  void DropFrames(std::unique_lock<std::mutex> lock);
 
   const std::shared_ptr<MessageQueue> queue_;  // of the thread that made the pool
   Ref<Object> device_kept_;
@@ -204,8 +219,8 @@ class FramePool final
   SizeInt32 size_;
   INT32 buffers_;
   std::mutex mutex_;
-  std::vector<std::shared_ptr<BufferSlot>> slots_;
-  std::vector<Frame*> waiting_;
+  std::vector<Texture> textures_;
+  std::vector<abi::IDirect3D11CaptureFrame*> waiting_;
   Event<Handler> frame_event_;
   HRESULT handler_result_ = S_FALSE;
   bool capturing_ = false;
@@ -213,12 +228,10 @@ class FramePool final
 };
 
 class CaptureSession final
-    : public Implements<ABI::Windows::Graphics::Capture::IGraphicsCaptureSession,
-                        ABI::Windows::Graphics::Capture::IGraphicsCaptureSession2,
-                        ABI::Windows::Graphics::Capture::IGraphicsCaptureSession3,
-                        ABI::Windows::Foundation::IClosable> {
+    : public Implements<abi::IGraphicsCaptureSession, abi::IGraphicsCaptureSession2,
+                        abi::IGraphicsCaptureSession3, ABI::Windows::Foundation::IClosable> {
  public:
-  explicit CaptureSession(FramePool* pool);
+  explicit CaptureSession(FramePool* pool) : Implements("session"), pool_(pool) { last = this; }
 
   // What an observer of the capture sees. The platform captures the cursor and draws the border
   // unless it is told otherwise.
@@ -226,14 +239,45 @@ class CaptureSession final
   bool border_drawn = true;
   bool IsClosed() const { return closed_; }
 
-  void* Answer(REFIID id) override;
-  HRESULT STDMETHODCALLTYPE StartCapture() override;
-  HRESULT STDMETHODCALLTYPE put_IsCursorCaptureEnabled(boolean value) override;
-  HRESULT STDMETHODCALLTYPE put_IsBorderRequired(boolean value) override;
-  HRESULT STDMETHODCALLTYPE Close() override;
+  void* Answer(REFIID id) override {
+    const bool absent =
+        (id == __uuidof(abi::IGraphicsCaptureSession2) && !settings.cursor_property_present) ||
+        (id == __uuidof(abi::IGraphicsCaptureSession3) && !settings.border_property_present);
+    return absent ? nullptr : Implements::Answer(id);
+  }
+  HRESULT STDMETHODCALLTYPE StartCapture() override {
+    Call call(Name(), "StartCapture");
+    if (call.Fails()) return call.Result();
+    pool_->SetCapturing(true);
+    return call.Done();
+  }
+  HRESULT STDMETHODCALLTYPE put_IsCursorCaptureEnabled(boolean value) override {
+    return Put("put_IsCursorCaptureEnabled", value, cursor_captured);
+  }
+  HRESULT STDMETHODCALLTYPE put_IsBorderRequired(boolean value) override {
+    return Put("put_IsBorderRequired", value, border_drawn);
+  }
+  HRESULT STDMETHODCALLTYPE Close() override {
+    Call call(Name(), "Close");
+    if (call.Fails()) return call.Result();
+    closed_ = true;
+    pool_->SetCapturing(false);
+    return call.Done();
+  }
+
+  static inline thread_local CaptureSession* last = nullptr;
 
  private:
-  ~CaptureSession() override;
+  ~CaptureSession() override {
+    if (last == this) last = nullptr;
+  }
+
+  HRESULT Put(const char* function, boolean value, bool& property) {
+    Call call(Name(), function, value ? "true" : "false");
+    if (call.Fails()) return call.Result();
+    property = value;
+    return call.Done();
+  }
 
   Ref<FramePool> pool_;
   bool closed_ = false;
@@ -241,8 +285,14 @@ class CaptureSession final
 
 // What the library made last on the calling thread, null when that is gone. Valid as long as the
 // session that made it.
-CaptureItem* LastItem();
-FramePool* LastPool();
-CaptureSession* LastSession();
+inline CaptureItem* LastItem() {
+  return CaptureItem::last;
+}
+inline FramePool* LastPool() {
+  return FramePool::last;
+}
+inline CaptureSession* LastSession() {
+  return CaptureSession::last;
+}
 
 }  // namespace fake

@@ -33,17 +33,9 @@ StringHeader* HeaderOf(HSTRING string) {
 
 extern "C" HRESULT WINAPI WindowsCreateString(LPCWSTR text, UINT32 length, HSTRING* result) {
   fake::Call call(fake::Call::Quiet{}, "WindowsCreateString");
-  *result = nullptr;
-  if (call.Fails() || call.FailsAfterWork()) {
-    *result = nullptr;
-    return call.Result();
-  }
-  if (length == 0) {
-    return S_OK;
-  }
-  if (!text) {
-    return E_POINTER;
-  }
+  if (call.Fails(result) || call.FailsAfterWork()) return call.Result();
+  if (length == 0) return S_OK;
+  if (!text) return E_POINTER;
   std::size_t const bytes = length * sizeof(wchar_t);
   char* const block = new char[sizeof(StringHeader) + bytes + sizeof(wchar_t)]();
   auto* const copy = reinterpret_cast<wchar_t*>(block + sizeof(StringHeader));
@@ -55,17 +47,9 @@ extern "C" HRESULT WINAPI WindowsCreateString(LPCWSTR text, UINT32 length, HSTRI
 extern "C" HRESULT WINAPI WindowsCreateStringReference(LPCWSTR text, UINT32 length,
                                                        HSTRING_HEADER* header, HSTRING* result) {
   fake::Call call(fake::Call::Quiet{}, "WindowsCreateStringReference");
-  *result = nullptr;
-  if (call.Fails() || call.FailsAfterWork()) {
-    *result = nullptr;
-    return call.Result();
-  }
-  if (!text) {
-    return length == 0 ? S_OK : E_POINTER;
-  }
-  if (text[length] != L'\0') {
-    return E_INVALIDARG;
-  }
+  if (call.Fails(result) || call.FailsAfterWork()) return call.Result();
+  if (!text) return length == 0 ? S_OK : E_POINTER;
+  if (text[length] != L'\0') return E_INVALIDARG;
   if (length != 0) {
     *result = reinterpret_cast<HSTRING>(new (header) StringHeader{true, length, 1, text});
   }
@@ -74,39 +58,28 @@ extern "C" HRESULT WINAPI WindowsCreateStringReference(LPCWSTR text, UINT32 leng
 
 extern "C" HRESULT WINAPI WindowsDuplicateString(HSTRING string, HSTRING* result) {
   fake::Call call(fake::Call::Quiet{}, "WindowsDuplicateString");
+  if (call.Fails(result) || call.FailsAfterWork()) return call.Result();
   *result = string;
-  if (call.Fails() || call.FailsAfterWork()) {
-    *result = nullptr;
-    return call.Result();
-  }
-  if (string && HeaderOf(string)->is_reference) {
+  if (string && HeaderOf(string)->is_reference)
     return WindowsCreateString(HeaderOf(string)->text, HeaderOf(string)->length, result);
-  }
-  if (string) {
-    ++HeaderOf(string)->references;
-  }
+  if (string) ++HeaderOf(string)->references;
   return S_OK;
 }
 
 extern "C" HRESULT WINAPI WindowsDeleteString(HSTRING string) {
-  if (string && !HeaderOf(string)->is_reference && --HeaderOf(string)->references == 0) {
+  if (string && !HeaderOf(string)->is_reference && --HeaderOf(string)->references == 0)
     delete[] reinterpret_cast<char*>(string);
-  }
   return S_OK;
 }
 
 extern "C" LPCWSTR WINAPI WindowsGetStringRawBuffer(HSTRING string, UINT32* length) {
-  if (length) {
-    *length = string ? HeaderOf(string)->length : 0;
-  }
+  if (length) *length = string ? HeaderOf(string)->length : 0;
   return string ? HeaderOf(string)->text : L"";
 }
 
 // Automation strings: the number of bytes lies before the text.
 extern "C" BSTR WINAPI SysAllocString(OLECHAR const* text) {
-  if (!text) {
-    return nullptr;
-  }
+  if (!text) return nullptr;
   UINT const bytes = winrt::impl::length(text) * sizeof(wchar_t);
   char* const block = new char[sizeof(UINT64) + bytes + sizeof(wchar_t)]();
   std::memcpy(block + sizeof(UINT64) - sizeof(bytes), &bytes, sizeof(bytes));
@@ -116,9 +89,7 @@ extern "C" BSTR WINAPI SysAllocString(OLECHAR const* text) {
 
 extern "C" UINT WINAPI SysStringLen(BSTR text) {
   UINT bytes = 0;
-  if (text) {
-    std::memcpy(&bytes, reinterpret_cast<char*>(text) - sizeof(bytes), sizeof(bytes));
-  }
+  if (text) std::memcpy(&bytes, reinterpret_cast<char*>(text) - sizeof(bytes), sizeof(bytes));
   return bytes / sizeof(wchar_t);
 }
 
@@ -155,9 +126,7 @@ class Origin final : public IErrorInfo, public IRestrictedErrorInfo {
   ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
   ULONG STDMETHODCALLTYPE Release() override {
     ULONG const left = --references_;
-    if (left == 0) {
-      delete this;
-    }
+    if (left == 0) delete this;
     return left;
   }
 
@@ -205,9 +174,7 @@ extern "C" HRESULT WINAPI SetErrorInfo(ULONG, IErrorInfo* info) {
 
 extern "C" BOOL WINAPI RoOriginateLanguageException(HRESULT error, HSTRING message, ::IUnknown*) {
   // Without a text the platform takes its own for the code, as hresult_error does by itself.
-  if (message) {
-    error_info.attach(new Origin(error, message));
-  }
+  if (message) error_info.attach(new Origin(error, message));
   return TRUE;
 }
 
@@ -293,12 +260,8 @@ std::vector<wchar_t> FromUtf8(char const* text, int length) {
 template <typename Text, typename Unit>
 int Deliver(Text const& text, Unit* buffer, int room) {
   int const count = static_cast<int>(text.size());
-  if (room == 0) {
-    return count;
-  }
-  if (count > room) {
-    return 0;
-  }
+  if (room == 0) return count;
+  if (count > room) return 0;
   std::copy(text.begin(), text.end(), buffer);
   return count;
 }
@@ -336,9 +299,7 @@ extern "C" HMODULE WINAPI LoadLibraryExW(LPCWSTR path, HANDLE, DWORD) {
 }
 
 extern "C" FARPROC WINAPI GetProcAddress(HMODULE library, LPCSTR name) {
-  if (std::strcmp(name, "DllGetActivationFactory") != 0) {
-    return nullptr;
-  }
+  if (std::strcmp(name, "DllGetActivationFactory") != 0) return nullptr;
   auto* const found = reinterpret_cast<fake::LibrarySettings*>(library);
   return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(found->get_activation_factory));
 }
@@ -350,18 +311,14 @@ extern "C" BOOL WINAPI FreeLibrary(HMODULE) {
 
 extern "C" HRESULT WINAPI CoCreateFreeThreadedMarshaler(::IUnknown*, ::IUnknown** marshaler) {
   *marshaler = fake::settings.marshaler;
-  if (!*marshaler) {
-    return E_OUTOFMEMORY;
-  }
+  if (!*marshaler) return E_OUTOFMEMORY;
   (*marshaler)->AddRef();
   return S_OK;
 }
 
 extern "C" HRESULT WINAPI CoInitializeEx(void* reserved, DWORD apartment) {
   fake::Call call("", "CoInitializeEx", reserved ? "reserved" : "null", apartment);
-  if (call.Fails()) {
-    return call.Result();
-  }
+  if (call.Fails()) return call.Result();
   ++fake::com_initializations;
   fake::com_apartment = apartment;
   return call.FailsAfterWork() ? call.Result() : fake::settings.co_initialize_result;
