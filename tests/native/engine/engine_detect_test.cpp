@@ -288,23 +288,5 @@ TEST_F(EngineRelease, OfANewEngineCallsNothing) {
   EXPECT_FALSE(engine.IsSizeChanged(0, 0));
 }
 
-// What an engine holds that was initialised and never built.
-TEST_F(EngineRelease, OfAnEngineThatWasNeverBuilt) {
-  FrameDiffEngine engine;
-  Init(engine);
-  const Calls expected = List(R"(
-context.ClearState()
-context.Flush()
-context.Release()
-device.Release()
-frameDiffCS.Release()
-getBitFlagCS.Release()
-resetDiffRectsCS.Release()
-)");
-  fake::StartRecording(true);
-  engine.Release();
-  ExpectCalls(expected);
-}
-
 }  // namespace
 }  // namespace session_test

@@ -12,7 +12,6 @@
 #include <string>
 #include <utility>
 
-#include "native/platform/runtime_strings.h"
 #include "native/platform/settings.h"
 
 namespace fake {

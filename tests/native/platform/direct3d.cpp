@@ -19,36 +19,6 @@ namespace fake {
 
 // Memory and mappings.
 
-void Memory::Free::operator()(uint8_t* block) const {
-  std::free(block);
-}
-
-const uint8_t* Memory::Read(uint32_t row) const {
-  return bytes_ ? bytes_.get() + static_cast<size_t>(row) * row_bytes_ : nullptr;
-}
-
-uint8_t* Memory::Write(uint32_t row) {
-  // calloc takes the zeros from the system: a large texture costs what is written to it.
-  if (!bytes_) bytes_.reset(static_cast<uint8_t*>(std::calloc(rows_, row_bytes_)));
-  return bytes_.get() + static_cast<size_t>(row) * row_bytes_;
-}
-
-void Memory::Fill(uint8_t byte) {
-  if (byte == 0) {
-    bytes_ = nullptr;
-  } else {
-    std::memset(Write(0), byte, static_cast<size_t>(row_bytes_) * rows_);
-  }
-}
-
-void Memory::CopyFrom(const Memory& other) {
-  if (other.IsUntouched()) {
-    bytes_ = nullptr;
-  } else {
-    std::memcpy(Write(0), other.Read(0), static_cast<size_t>(row_bytes_) * rows_);
-  }
-}
-
 Mapping::Mapping(uint32_t row_bytes, uint32_t rows, uint32_t padding, uint32_t tail)
     : row_bytes_(row_bytes),
       rows_(rows),
@@ -314,8 +284,6 @@ class Context final : public DeviceChild<ID3D11DeviceContext> {
       if (!reads) {
         // Discarded contents are anything.
         std::memset(storage->mapping->Row(row), 0xDD, memory.row_bytes());
-      } else if (memory.IsUntouched()) {
-        std::memset(storage->mapping->Row(row), 0, memory.row_bytes());
       } else {
         std::memcpy(storage->mapping->Row(row), memory.Read(row), memory.row_bytes());
       }
@@ -462,7 +430,9 @@ class Device final : public Implements<ID3D11Device, IDXGIDevice> {
     if (call.Fails(texture)) return call.Result();
     if (!IsValid(*desc)) return E_INVALIDARG;
     auto* const made = MakeTexture(this, *desc);
-    if (desc->Usage == D3D11_USAGE_DEFAULT) made->storage.memory.Fill(settings.new_texture_byte);
+    if (settings.new_texture_byte != 0 && desc->Usage == D3D11_USAGE_DEFAULT) {
+      made->storage.memory.Fill(settings.new_texture_byte);
+    }
     return call.Made(made, texture);
   }
 
@@ -660,10 +630,7 @@ void Draw(ID3D11Texture2D* texture, const reference::Image& picture) {
 reference::Image PixelsOf(ID3D11Texture2D* texture) {
   const Storage& storage = *StorageOf(texture);
   reference::Image image(storage.width, storage.height);
-  if (!storage.memory.IsUntouched()) {
-    std::memcpy(image.pixels.data(), storage.memory.Read(0),
-                image.pixels.size() * sizeof(uint32_t));
-  }
+  std::memcpy(image.pixels.data(), storage.memory.Read(0), image.pixels.size() * sizeof(uint32_t));
   return image;
 }
 
@@ -674,7 +641,7 @@ D3D11_TEXTURE2D_DESC DescOf(ID3D11Texture2D* texture) {
 std::vector<uint32_t> WordsOf(ID3D11Buffer* buffer) {
   const Memory& memory = StorageOf(buffer)->memory;
   std::vector<uint32_t> words(memory.row_bytes() / sizeof(uint32_t));
-  if (!memory.IsUntouched()) std::memcpy(words.data(), memory.Read(0), words.size() * 4);
+  std::memcpy(words.data(), memory.Read(0), words.size() * sizeof(uint32_t));
   return words;
 }
 

@@ -12,6 +12,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,29 +22,28 @@
 
 namespace fake {
 
-// The contents of a texture or a buffer: rows without gaps, zero until they are written or filled.
+// The contents of a texture or a buffer: rows without gaps, zero at first.
 class Memory {
  public:
-  Memory(uint32_t row_bytes, uint32_t rows) : row_bytes_(row_bytes), rows_(rows) {}
+  // calloc takes the zeros from the system: a large texture costs what is written to it.
+  Memory(uint32_t row_bytes, uint32_t rows)
+      : row_bytes_(row_bytes),
+        rows_(rows),
+        bytes_(static_cast<uint8_t*>(std::calloc(rows, row_bytes)), std::free) {}
 
   uint32_t row_bytes() const { return row_bytes_; }
   uint32_t rows() const { return rows_; }
-  bool IsUntouched() const { return bytes_ == nullptr; }
-
-  // Null while untouched.
-  const uint8_t* Read(uint32_t row) const;
-  uint8_t* Write(uint32_t row);
-  void Fill(uint8_t byte);
-  void CopyFrom(const Memory& other);
+  const uint8_t* Read(uint32_t row) const { return bytes_.get() + size_t{row} * row_bytes_; }
+  uint8_t* Write(uint32_t row) { return bytes_.get() + size_t{row} * row_bytes_; }
+  void Fill(uint8_t byte) { std::memset(Write(0), byte, size_t{rows_} * row_bytes_); }
+  void CopyFrom(const Memory& other) {
+    std::memcpy(Write(0), other.Read(0), size_t{rows_} * row_bytes_);
+  }
 
  private:
-  struct Free {
-    void operator()(uint8_t* block) const;
-  };
-
   uint32_t row_bytes_;
   uint32_t rows_;
-  std::unique_ptr<uint8_t, Free> bytes_;
+  std::unique_ptr<uint8_t, decltype(&std::free)> bytes_;
 };
 
 // A mapped subresource: see above.

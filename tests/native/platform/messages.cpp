@@ -3,35 +3,9 @@
 
 #include "native/platform/messages.h"
 
-#include <algorithm>
 #include <utility>
 
-#include "native/platform/calls.h"
-
 namespace fake {
-namespace {
-
-// What the platform uses for itself, beyond every message of a window.
-constexpr UINT kWork = 0xC000;
-
-}  // namespace
-
-void MessageQueue::Post(const void* owner, std::function<void()> work) {
-  const OutsideLibrary outside;
-  const std::lock_guard lock(mutex_);
-  waiting_.push_back({kWork, owner, std::move(work)});
-}
-
-void MessageQueue::Post(UINT message) {
-  const OutsideLibrary outside;
-  const std::lock_guard lock(mutex_);
-  waiting_.push_back({message, nullptr, {}});
-}
-
-void MessageQueue::Purge(const void* owner) {
-  const std::lock_guard lock(mutex_);
-  std::erase_if(waiting_, [=](const Entry& entry) { return entry.owner == owner; });
-}
 
 bool MessageQueue::Take(MSG* message) {
   const std::lock_guard lock(mutex_);
@@ -51,16 +25,6 @@ void MessageQueue::Dispatch(const MSG& message) {
   } else if (window_procedure) {
     window_procedure(message.message);
   }
-}
-
-size_t MessageQueue::Size() {
-  const std::lock_guard lock(mutex_);
-  return waiting_.size();
-}
-
-void MessageQueue::Clear() {
-  const std::lock_guard lock(mutex_);
-  waiting_.clear();
 }
 
 std::shared_ptr<MessageQueue> ThreadQueue() {

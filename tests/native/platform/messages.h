@@ -10,22 +10,34 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
+
+#include "native/platform/calls.h"
 
 namespace fake {
 
 class MessageQueue {
  public:
   // Runs `work` when the queue's thread dispatches the message. Any thread. owner: see Purge.
-  void Post(const void* owner, std::function<void()> work);
+  void Post(const void* owner, std::function<void()> work) { Add({kWork, owner, std::move(work)}); }
   // A message like those of the host's own windows, which only its number tells apart.
-  void Post(UINT message);
+  void Post(UINT message) { Add({message, nullptr, {}}); }
   // Removes what was posted for an owner that is about to go.
-  void Purge(const void* owner);
+  void Purge(const void* owner) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(waiting_, [=](const Entry& entry) { return entry.owner == owner; });
+  }
+  size_t Size() {
+    const std::lock_guard lock(mutex_);
+    return waiting_.size();
+  }
+  void Clear() {
+    const std::lock_guard lock(mutex_);
+    waiting_.clear();
+  }
 
   bool Take(MSG* message);
   void Dispatch(const MSG& message);
-  size_t Size();
-  void Clear();
 
  private:
   struct Entry {
@@ -33,6 +45,15 @@ class MessageQueue {
     const void* owner;
     std::function<void()> work;
   };
+
+  // What the platform uses for itself, beyond every message of a window.
+  static constexpr UINT kWork = 0xC000;
+
+  void Add(Entry entry) {
+    const OutsideLibrary outside;
+    const std::lock_guard lock(mutex_);
+    waiting_.push_back(std::move(entry));
+  }
 
   std::mutex mutex_;
   std::deque<Entry> waiting_;

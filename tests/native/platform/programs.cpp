@@ -22,7 +22,7 @@ struct Constants {
 
 Constants ConstantsOf(const Storage* buffer) {
   Constants constants;
-  if (buffer != nullptr && !buffer->memory.IsUntouched()) {
+  if (buffer != nullptr) {
     std::memcpy(constants.values, buffer->memory.Read(0),
                 std::min<size_t>(sizeof(constants.values), buffer->memory.row_bytes()));
   }
@@ -31,8 +31,7 @@ Constants ConstantsOf(const Storage* buffer) {
 
 uint32_t Texel(const Storage* texture, uint32_t x, uint32_t y, uint32_t bytes) {
   uint32_t texel = 0;
-  if (texture == nullptr || texture->is_buffer || texture->memory.IsUntouched() ||
-      x >= texture->width || y >= texture->height) {
+  if (texture == nullptr || texture->is_buffer || x >= texture->width || y >= texture->height) {
     return 0;
   }
   std::memcpy(&texel, texture->memory.Read(y) + static_cast<size_t>(x) * bytes, bytes);

@@ -11,7 +11,6 @@
 
 #include "native/platform/calls.h"
 #include "native/platform/messages.h"
-#include "native/platform/runtime_strings.h"
 #include "native/platform/settings.h"
 
 // Windows Runtime strings: a handle points at a header, and the text follows or lies elsewhere.

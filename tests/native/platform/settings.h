@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <activation.h>
+#include <hstring.h>
 
 #include <cstdint>
 #include <optional>
@@ -86,5 +87,8 @@ inline thread_local bool thread_has_queue = false;
 // Settings, recordings, plans, and this thread with its messages, as a new test finds them. What
 // the library holds stays alive.
 void Reset();
+
+// The text of a Windows Runtime string, in UTF-8.
+std::string Narrow(HSTRING text);
 
 }  // namespace fake

@@ -40,7 +40,6 @@ enum class Frame {
   kChanged,
   kOfNewContentSize,  // of the size before, but the pool has to follow
   kLarger,            // of the size that the pool has followed to
-  kTwo,               // two in one poll
 };
 
 enum class Output { kBuffer, kBufferSimply, kTexture };
@@ -61,7 +60,6 @@ constexpr FrameCase kCases[] = {
     {"BufferNext", Output::kBuffer, false, Frame::kChanged},
     {"BufferOfNewContentSize", Output::kBuffer, false, Frame::kOfNewContentSize},
     {"BufferLarger", Output::kBuffer, false, Frame::kLarger},
-    {"BufferTwo", Output::kBuffer, false, Frame::kTwo},
     {"BufferSimplyFirst", Output::kBufferSimply, false, Frame::kFirst},
     {"BufferSimplyLarger", Output::kBufferSimply, false, Frame::kLarger},
     {"BufferDetectedFirst", Output::kBuffer, true, Frame::kFirst},
@@ -69,7 +67,6 @@ constexpr FrameCase kCases[] = {
     {"BufferDetectedChanged", Output::kBuffer, true, Frame::kChanged},
     {"BufferDetectedOfNewContentSize", Output::kBuffer, true, Frame::kOfNewContentSize},
     {"BufferDetectedLarger", Output::kBuffer, true, Frame::kLarger},
-    {"BufferDetectedTwo", Output::kBuffer, true, Frame::kTwo},
     {"TextureFirst", Output::kTexture, false, Frame::kFirst},
     {"TextureNext", Output::kTexture, false, Frame::kChanged},
     {"TextureOfNewContentSize", Output::kTexture, false, Frame::kOfNewContentSize},
@@ -113,8 +110,7 @@ class FrameScenario : public Scenario {
   explicit FrameScenario(const FrameCase& frame)
       : case_(frame),
         first_(PatternOf(kUsual, 1)),
-        frame_(case_.frame == Frame::kLarger ? PatternOf(kLarger, 2) : first_),
-        second_(PatternOf(kUsual, 3)) {
+        frame_(case_.frame == Frame::kLarger ? PatternOf(kLarger, 2) : first_) {
     fake::settings.item_width = kUsual.Width;
     fake::settings.item_height = kUsual.Height;
     // One tile of the four that are looked at.
@@ -136,7 +132,6 @@ class FrameScenario : public Scenario {
   void Act() override {
     delivered_ = case_.frame == Frame::kOfNewContentSize ? Pool().Deliver(frame_, kAnother)
                                                          : Pool().Deliver(frame_);
-    if (case_.frame == Frame::kTwo) delivered_ = Pool().Deliver(second_) && delivered_;
     poll_ = session_.GetFrame();
   }
 
@@ -159,17 +154,13 @@ class FrameScenario : public Scenario {
     // Copies into what is mapped, or between resources for two sizes.
     refusals_expected_ = outcome_.staging_stays_mapped || outcome_.engine == Engine::kMixed ||
                          (outcome_.engine == Engine::kBroken && case_.frame == Frame::kLarger);
-    if (case_.frame == Frame::kTwo) {
-      CheckTwo(injection);
-    } else {
-      CheckShown(outcome_.shown, frame_);
-      EXPECT_EQ(session_.Ratio(), outcome_.ratio);
-      EXPECT_EQ(Pool().HandlerResult(), outcome_.handler);
-      EXPECT_EQ(Pool().FramesWaiting(), outcome_.stays_in_pool ? 1u : 0u);
-      const bool follows = case_.frame == Frame::kOfNewContentSize && outcome_.pool_follows;
-      const SizeInt32 before = case_.frame == Frame::kLarger ? kLarger : kUsual;
-      EXPECT_TRUE(SameSize(Pool().Size(), follows ? kAnother : before));
-    }
+    CheckShown(outcome_.shown, frame_);
+    EXPECT_EQ(session_.Ratio(), outcome_.ratio);
+    EXPECT_EQ(Pool().HandlerResult(), outcome_.handler);
+    EXPECT_EQ(Pool().FramesWaiting(), outcome_.stays_in_pool ? 1u : 0u);
+    const bool follows = case_.frame == Frame::kOfNewContentSize && outcome_.pool_follows;
+    const SizeInt32 before = case_.frame == Frame::kLarger ? kLarger : kUsual;
+    EXPECT_TRUE(SameSize(Pool().Size(), follows ? kAnother : before));
     ExpectLog(outcome_.log);
     EXPECT_TRUE(session_.Running());
     EXPECT_FALSE(IsExitRequested(session_.handle()));
@@ -178,12 +169,10 @@ class FrameScenario : public Scenario {
     ExpectLog({Info("Try to exit wgc thread"), Info("Wgc exit.")});
   }
 
-  // Rectangles need memory when more are found than ever before. The next frame of the poll is not
-  // lost.
+  // Rectangles need memory when more are found than ever before.
   void CheckOutOfMemory() override {
-    const bool two = case_.frame == Frame::kTwo;
-    EXPECT_EQ(Pool().HandlerResult(), two ? S_OK : E_OUTOFMEMORY);
-    two ? ExpectPoll(poll_, second_) : CheckShown(Shown::kOld, frame_);
+    EXPECT_EQ(Pool().HandlerResult(), E_OUTOFMEMORY);
+    CheckShown(Shown::kOld, frame_);
     ExpectLog({});
     session_.Ratio();
     Recover();
@@ -198,7 +187,6 @@ class FrameScenario : public Scenario {
     if (case_.output == Output::kBufferSimply) return 0;
     if (!case_.detection) return 1;
     if (IsTexture()) return Rebuilds() ? 0 : RatioOf(Image(frame_.width, frame_.height), frame_);
-    // Of two frames the first is looked at.
     return Rebuilds() ? 1 : RatioOf(old_, frame_);
   }
 
@@ -369,40 +357,6 @@ class FrameScenario : public Scenario {
     }
   }
 
-  // The first frame that is read is kept; the next is taken for it only when that fails.
-  void CheckTwo(const Injection* injection) {
-    Outcome& first = outcome_;
-    const Image* shown = &frame_;
-    float ratio = first.shown == Shown::kFrame ? first.ratio : UndisturbedRatio();
-    HRESULT handler = S_OK;
-    size_t waiting = 0;
-    const float second_ratio = case_.detection ? RatioOf(old_, second_) : 1;
-    if (injection && injection->Is("TryGetNextFrame") && injection->nth == 2) {
-      first = OutcomeOf(nullptr);
-      handler = injection->IsEmptySuccess() ? S_OK : injection->fault.result;
-      waiting = injection->IsAfterWork() ? 0 : 1;
-    } else if (first.stays_in_pool) {
-      // The second event takes the first frame.
-      waiting = 1;
-    } else if (FAILED(first.handler)) {
-      shown = &second_;
-      ratio = second_ratio;
-      // What has been read has been looked at, too.
-      if (first.shown == Shown::kFrame && case_.detection) ratio = RatioOf(frame_, second_);
-    } else if (first.shown == Shown::kOld) {
-      shown = &first_;
-      ratio = first.ratio;
-    } else if (first.shown == Shown::kUncopied) {
-      shown = &first_;
-    }
-    ExpectPoll(poll_, *shown);
-    EXPECT_EQ(session_.Ratio(), ratio);
-    EXPECT_EQ(Pool().HandlerResult(), handler);
-    EXPECT_EQ(Pool().FramesWaiting(), waiting);
-    first.stays_in_pool = waiting > 0;
-    if (waiting > 0) frame_ = second_;
-  }
-
   // Goes on with an untouched platform, to frames that are right again.
   void Recover() {
     if (outcome_.stays_in_pool) {
@@ -488,7 +442,6 @@ class FrameScenario : public Scenario {
   const FrameCase case_;
   const Image first_;
   Image frame_;
-  const Image second_;
   Image old_;
   uint32_t seed_ = 10;  // of the pictures that follow
   Session session_;

@@ -350,7 +350,6 @@ class RefusedStopScenario : public Scenario {
 // The switches.
 
 struct SwitchCase {
-  const char* name;
   bool border;
   bool enable;
   bool live;
@@ -488,17 +487,17 @@ std::vector<Action> Actions() {
     actions.push_back(
         {start.name, [=] { return std::make_unique<StartScenario>(start); }, true, true});
   }
-  for (const SwitchCase& choice :
-       {SwitchCase{"CursorOn", false, true, false}, SwitchCase{"CursorOff", false, false, false},
-        SwitchCase{"LiveCursorOn", false, true, true},
-        SwitchCase{"LiveCursorOff", false, false, true},
-        SwitchCase{"BorderShown", true, true, false},
-        SwitchCase{"BorderHidden", true, false, false},
-        SwitchCase{"LiveBorderShown", true, true, true},
-        SwitchCase{"LiveBorderHidden", true, false, true}}) {
-    // A cursor that is switched off ahead of start is nobody's business but the session's.
-    actions.push_back({choice.name, [=] { return std::make_unique<SwitchScenario>(choice); },
-                       choice.border || choice.enable || choice.live});
+  for (const bool border : {false, true}) {
+    for (const bool enable : {false, true}) {
+      for (const bool live : {false, true}) {
+        const SwitchCase choice{border, enable, live};
+        // A cursor that is switched off ahead of start is nobody's business but the session's.
+        actions.push_back({std::string(live ? "Live" : "") + (border ? "Border" : "Cursor") +
+                               (enable ? "On" : "Off"),
+                           [=] { return std::make_unique<SwitchScenario>(choice); },
+                           border || enable || live});
+      }
+    }
   }
   return actions;
 }
