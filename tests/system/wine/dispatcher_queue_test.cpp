@@ -65,79 +65,55 @@ TEST(DispatcherQueue, TakesEveryApartmentTypeOfTheCurrentThread) {
   }
 }
 
-TEST(DispatcherQueue, IsOneAThread) {
+Ref<IDispatcherQueue> QueueOfThisThread() {
+  static const auto& statics =
+      *new auto(ActivationFactory<IDispatcherQueueStatics>(L"Windows.System.DispatcherQueue"));
+  Ref<IDispatcherQueue> queue;
+  EXPECT_EQ(statics->GetForCurrentThread(queue.Put()), S_OK);
+  return queue;
+}
+
+TEST(DispatcherQueue, IsOneAThreadAndFoundFromThatThreadOnly) {
   OnOwnThread([] {
+    EXPECT_FALSE(QueueOfThisThread());
     const auto first = MakeDispatcherQueue();
     ASSERT_TRUE(first);
+    EXPECT_EQ(QueueOfThisThread().Get(), QueueOf(first.Get()).Get());
     Ref<IDispatcherQueueController> second;
     EXPECT_EQ(CreateController(12, 2, 2, second.Put()), RPC_E_WRONG_THREAD);
-    OnOwnThread([] { EXPECT_TRUE(MakeDispatcherQueue()); });
+    OnOwnThread([] {
+      EXPECT_FALSE(QueueOfThisThread());
+      EXPECT_TRUE(MakeDispatcherQueue());
+    });
   });
 }
 
-TEST(DispatcherQueue, IsFoundFromItsOwnThreadOnly) {
-  OnOwnThread([] {
-    const auto statics =
-        ActivationFactory<IDispatcherQueueStatics>(L"Windows.System.DispatcherQueue");
-    ASSERT_TRUE(statics);
-    Ref<IDispatcherQueue> found;
-    EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
-    EXPECT_FALSE(found);
-    const auto controller = MakeDispatcherQueue();
-    EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
-    EXPECT_EQ(found.Get(), QueueOf(controller.Get()).Get());
-    bool found_elsewhere = true;
-    std::thread([&] {
-      Ref<IDispatcherQueue> other;
-      statics->GetForCurrentThread(other.Put());
-      found_elsewhere = static_cast<bool>(other);
-    }).join();
-    EXPECT_FALSE(found_elsewhere);
-  });
-}
-
-TEST(DispatcherQueue, RunsWorkInOrderWhileItsThreadDispatchesMessages) {
+TEST(DispatcherQueue, RunsWorkInOrderOnePieceAMessageWhileItsThreadDispatchesMessages) {
   OnOwnThread([] {
     const auto controller = MakeDispatcherQueue();
     const auto queue = QueueOf(controller.Get());
+    const DWORD own_thread = GetCurrentThreadId();
     std::vector<int> order;
-    std::vector<DWORD> threads;
-    int accepted = 0;
-    std::thread([&] {
+    OnOwnThread([&] {
       for (int i = 0; i < 5; ++i) {
         const auto work = Work::Make([&, i] {
           order.push_back(i);
-          threads.push_back(GetCurrentThreadId());
+          EXPECT_EQ(GetCurrentThreadId(), own_thread);
         });
         boolean queued = false;
         queue->TryEnqueue(work.Get(), &queued);
-        accepted += queued;
+        EXPECT_TRUE(queued);
       }
-    }).join();
-    EXPECT_EQ(accepted, 5);
+    });
     EXPECT_TRUE(order.empty());
-    DrainMessages();
-    EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4}));
-    EXPECT_EQ(threads, std::vector<DWORD>(5, GetCurrentThreadId()));
-  });
-}
-
-TEST(DispatcherQueue, RunsOnePieceOfWorkAMessage) {
-  OnOwnThread([] {
-    const auto controller = MakeDispatcherQueue();
-    const auto queue = QueueOf(controller.Get());
-    int runs = 0;
-    const auto work = Work::Make([&] { ++runs; });
-    boolean queued = false;
-    queue->TryEnqueue(work.Get(), &queued);
-    queue->TryEnqueue(work.Get(), &queued);
     // Other messages may come first.
     MSG message;
-    while (runs == 0 && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+    while (order.empty() && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
       DispatchMessageW(&message);
-    EXPECT_EQ(runs, 1);
+    }
+    EXPECT_EQ(order, (std::vector<int>{0}));
     DrainMessages();
-    EXPECT_EQ(runs, 2);
+    EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4}));
   });
 }
 
@@ -154,8 +130,6 @@ TEST(DispatcherQueue, RefusesWorkOnceItsThreadHasEnded) {
 
 // The system gives the ids of ended threads out again.
 TEST(DispatcherQueue, OfAnEndedThreadIsNotThatOfALaterThreadWithItsId) {
-  const auto statics =
-      ActivationFactory<IDispatcherQueueStatics>(L"Windows.System.DispatcherQueue");
   DWORD id = 0;
   Ref<IDispatcherQueue> old_queue;
   std::thread([&] {
@@ -167,14 +141,11 @@ TEST(DispatcherQueue, OfAnEndedThreadIsNotThatOfALaterThreadWithItsId) {
     std::thread([&] {
       if (GetCurrentThreadId() != id) return;
       id_came_again = true;
-      Ref<IDispatcherQueue> found;
-      EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
-      EXPECT_FALSE(found);
+      EXPECT_FALSE(QueueOfThisThread());
       const auto controller = MakeDispatcherQueue();
       EXPECT_TRUE(controller);
       old_queue = {};
-      EXPECT_EQ(statics->GetForCurrentThread(found.Put()), S_OK);
-      EXPECT_TRUE(found);
+      EXPECT_TRUE(QueueOfThisThread());
     }).join();
   }
   EXPECT_TRUE(id_came_again);
