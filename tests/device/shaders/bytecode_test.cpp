@@ -2,10 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 // The committed bytecode, read without a device: what Windows' Direct3D validates before it takes a
-// program, and what the programs promise about their resources.
-
-#include <windows.h>
-#include <d3dcommon.h>
+// program, and how the programs are dispatched.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,7 +20,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 struct Named {
   const char* name;
@@ -85,100 +81,6 @@ TEST(ThreadGroup, HasTheSizeThatTheEngineDispatches) {
       if (instruction.opcode == kDclThreadGroup) sizes.push_back(instruction.operands);
     }
     EXPECT_THAT(sizes, ElementsAre(ElementsAre(width, height, 1))) << program.name;
-  }
-}
-
-// name, type, return type, dimension, stride, components, slot, number of slots
-using ResourceFields =
-    std::tuple<std::string, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t>;
-
-std::vector<ResourceFields> FieldsOfResources(const Named& program) {
-  std::vector<ResourceFields> fields;
-  for (const Resource& r : Resources(program.bytes)) {
-    fields.emplace_back(r.name, r.type, r.return_type, r.dimension, r.stride, r.components, r.slot,
-                        r.slot_count);
-  }
-  return fields;
-}
-
-ResourceFields FloatTexture(const char* name, uint32_t slot) {
-  return {name, D3D_SIT_TEXTURE, D3D_RETURN_TYPE_FLOAT, D3D_SRV_DIMENSION_TEXTURE2D, 0, 4, slot, 1};
-}
-
-ResourceFields WritableIntTexture(const char* name, uint32_t slot) {
-  return {name, D3D_SIT_UAV_RWTYPED, D3D_RETURN_TYPE_SINT, D3D_SRV_DIMENSION_TEXTURE2D, 0, 1, slot,
-          1};
-}
-
-ResourceFields WritableWords(const char* name, uint32_t slot) {
-  return {
-      name, D3D_SIT_UAV_RWSTRUCTURED, D3D_RETURN_TYPE_MIXED, D3D_SRV_DIMENSION_BUFFER, 4, 1, slot,
-      1};
-}
-
-ResourceFields Constants(const char* name, uint32_t slot) {
-  return {name, D3D_SIT_CBUFFER, 0, D3D_SRV_DIMENSION_UNKNOWN, 0, 1, slot, 1};
-}
-
-TEST(Resources, HaveTheSlotsAndTypesThatTheEngineBinds) {
-  EXPECT_THAT(
-      FieldsOfResources(kFrameDiff),
-      UnorderedElementsAre(FloatTexture("rgb_new", 0), FloatTexture("rgb_old", 1),
-                           WritableIntTexture("light_diff", 0), Constants("DiffTexInfo", 0)));
-  EXPECT_THAT(FieldsOfResources(kReset), ElementsAre(WritableWords("diffBuff", 0)));
-  EXPECT_THAT(FieldsOfResources(kGetBitFlag),
-              UnorderedElementsAre(WritableIntTexture("diffTex", 0), WritableWords("diffBuff", 1),
-                                   Constants("DiffTexInfo", 0)));
-}
-
-// name, offset, size, whether the program reads it, class, type, the type's name
-using VariableFields =
-    std::tuple<std::string, uint32_t, uint32_t, bool, uint32_t, uint32_t, std::string>;
-
-std::vector<VariableFields> ConstantsOf(const Named& program) {
-  std::vector<VariableFields> fields;
-  for (const ConstantBuffer& buffer : BufferLayouts(program.bytes)) {
-    if (buffer.name != "DiffTexInfo") {
-      continue;
-    }
-    EXPECT_EQ(buffer.size, 16u);
-    EXPECT_EQ(buffer.type, static_cast<uint32_t>(D3D_CT_CBUFFER));
-    for (const Variable& v : buffer.variables) {
-      fields.emplace_back(v.name, v.offset, v.size, v.used, v.variable_class, v.type, v.type_name);
-    }
-  }
-  return fields;
-}
-
-VariableFields Dword(const char* name, uint32_t offset, bool used) {
-  return {name, offset, 4, used, D3D_SVC_SCALAR, D3D_SVT_UINT, "dword"};
-}
-
-TEST(DiffTexInfo, HasTheLayoutThatTheEngineFills) {
-  EXPECT_THAT(ConstantsOf(kFrameDiff),
-              ElementsAre(Dword("width", 0, true), Dword("height", 4, true),
-                          Dword("rectW", 8, true), Dword("rectH", 12, true)));
-  EXPECT_THAT(ConstantsOf(kGetBitFlag),
-              ElementsAre(Dword("buffWidth", 0, true), Dword("buffHeight", 4, true),
-                          Dword("texWidth", 8, true), Dword("texStep", 12, false)));
-}
-
-// A structured buffer's element is recorded as a layout of one unnamed variable.
-TEST(StructuredBuffer, ElementsAreUnsignedWords) {
-  for (const Named& program : {kReset, kGetBitFlag}) {
-    SCOPED_TRACE(program.name);
-    size_t found = 0;
-    for (const ConstantBuffer& buffer : BufferLayouts(program.bytes)) {
-      if (buffer.name != "diffBuff") {
-        continue;
-      }
-      ++found;
-      EXPECT_EQ(buffer.type, static_cast<uint32_t>(D3D_CT_RESOURCE_BIND_INFO));
-      ASSERT_EQ(buffer.variables.size(), 1u);
-      EXPECT_EQ(buffer.variables[0].size, 4u);
-      EXPECT_EQ(buffer.variables[0].type, static_cast<uint32_t>(D3D_SVT_UINT));
-    }
-    EXPECT_EQ(found, 1u);
   }
 }
 

@@ -3,9 +3,6 @@
 
 #include "device/shaders/dxbc.h"
 
-#include <windows.h>
-#include <d3dcommon.h>
-
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -34,15 +31,6 @@ uint32_t Half(Bytes bytes, size_t offset) {
 
 uint32_t Word(Bytes bytes, size_t offset) {
   return Half(bytes, offset) | Half(bytes, offset + 2) << 16;
-}
-
-std::string Text(Bytes bytes, size_t offset) {
-  const Bytes rest = Part(bytes, offset, bytes.size() - std::min(offset, bytes.size()));
-  const auto end = std::find(rest.begin(), rest.end(), 0);
-  if (end == rest.end()) {
-    throw std::out_of_range("a name has no end");
-  }
-  return {rest.begin(), end};
 }
 
 // MD5's transformation of the state by one block of 64 bytes (RFC 1321).
@@ -105,30 +93,6 @@ Bytes ChunkData(Bytes container, const std::string& name) {
   throw std::out_of_range("no chunk " + name);
 }
 
-// The reflection data of shader model 5 marks itself and states the sizes of its records.
-Bytes ReflectionData(Bytes container) {
-  const Bytes data = ChunkData(container, "RDEF");
-  constexpr size_t kMarkOffset = 28;
-  if (Text(data, kMarkOffset).substr(0, 4) != "RD11") {
-    throw std::out_of_range("no RD11 record");
-  }
-  return data;
-}
-
-Variable ReadVariable(Bytes data, size_t at) {
-  constexpr size_t kTypeNameOffset = 32;
-  const uint32_t type = Word(data, at + 16);
-  return {
-      .name = Text(data, Word(data, at)),
-      .offset = Word(data, at + 4),
-      .size = Word(data, at + 8),
-      .used = (Word(data, at + 12) & D3D_SVF_USED) != 0,
-      .variable_class = Half(data, type),
-      .type = Half(data, type + 2),
-      .type_name = Text(data, Word(data, type + kTypeNameOffset)),
-  };
-}
-
 }  // namespace
 
 Checksum RecordedChecksum(Bytes container) {
@@ -152,45 +116,6 @@ Checksum ComputedChecksum(Bytes container) {
     Mix(state, Bytes(last).subspan(i, 64));
   }
   return state;
-}
-
-std::vector<Resource> Resources(Bytes container) {
-  constexpr size_t kRecordSize = 32;
-  const Bytes data = ReflectionData(container);
-  std::vector<Resource> resources;
-  for (uint32_t i = 0; i < Word(data, 8); ++i) {
-    const size_t at = Word(data, 12) + i * kRecordSize;
-    const uint32_t type = Word(data, at + 4);
-    const uint32_t flags = Word(data, at + 28);
-    resources.push_back({
-        .name = Text(data, Word(data, at)),
-        .type = type,
-        .return_type = Word(data, at + 8),
-        .dimension = Word(data, at + 12),
-        // The same field holds a texture's number of samples.
-        .stride = type == D3D_SIT_UAV_RWSTRUCTURED ? Word(data, at + 16) : 0,
-        .components = (flags & D3D_SIF_TEXTURE_COMPONENTS) / D3D_SIF_TEXTURE_COMPONENT_0 + 1,
-        .slot = Word(data, at + 20),
-        .slot_count = Word(data, at + 24),
-    });
-  }
-  return resources;
-}
-
-std::vector<ConstantBuffer> BufferLayouts(Bytes container) {
-  constexpr size_t kRecordSize = 24;
-  constexpr size_t kVariableSize = 40;
-  const Bytes data = ReflectionData(container);
-  std::vector<ConstantBuffer> buffers;
-  for (uint32_t i = 0; i < Word(data, 0); ++i) {
-    const size_t at = Word(data, 4) + i * kRecordSize;
-    ConstantBuffer buffer{Text(data, Word(data, at)), Word(data, at + 12), Word(data, at + 20), {}};
-    for (uint32_t j = 0; j < Word(data, at + 4); ++j) {
-      buffer.variables.push_back(ReadVariable(data, Word(data, at + 8) + j * kVariableSize));
-    }
-    buffers.push_back(std::move(buffer));
-  }
-  return buffers;
 }
 
 Program DecodeProgram(Bytes container) {

@@ -95,7 +95,7 @@ TEST(FrameDiffRects, OfAChangedPixelGives230ForEachWholeChannelThatItsDifference
   };
   for (const Case& c :
        {Case{0x00123456, 0xff123456, 0},  // alpha
-        // One unit.
+                                          // One unit.
         Case{0xff404040, 0xff404041, 230}, Case{0xff404040, 0xff40403f, 230},
         Case{0xff404040, 0xff404140, 230}, Case{0xff404040, 0xff403f40, 230},
         Case{0xff404040, 0xff414040, 230}, Case{0xff404040, 0xff3f4040, 230},

@@ -9,13 +9,10 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <condition_variable>
+#include <barrier>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
-#include <memory>
 #include <mutex>
-#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -44,49 +41,21 @@ constexpr int kHelperThreads = 2;
 constexpr uint64_t kMemoryNoise = 4 << 20;
 constexpr uint64_t kMemoryPerPoll = 512;
 
-// Runs functions one after another on one thread of its own.
-class Worker {
- public:
-  Worker() : thread_([this] { Loop(); }) {}
-  ~Worker() {
-    Run(nullptr);
-    thread_.join();
-  }
-
-  // Returns when `function` has.
-  void Run(std::function<void()> function) {
-    std::unique_lock lock(mutex_);
-    function_ = std::move(function);
-    busy_ = true;
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return !busy_; });
-  }
-
- private:
-  void Loop() {
-    std::unique_lock lock(mutex_);
-    for (bool running = true; running;) {
-      changed_.wait(lock, [this] { return busy_; });
-      running = function_ != nullptr;
-      if (running) function_();
-      busy_ = false;
-      changed_.notify_all();
-    }
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::function<void()> function_;
-  bool busy_ = false;
-  std::thread thread_;
-};
-
 struct Counts {
   int polls = 0;
   int delivered = 0;  // polls that brought a new frame
   int whole = 0;      // compared to the last pixel
   int partial = 0;    // while the size changes: compared where all sizes in question overlap
   int uncertain = 0;  // from a window that is not painted yet
+
+  Counts& operator+=(const Counts& other) {
+    polls += other.polls;
+    delivered += other.delivered;
+    whole += other.whole;
+    partial += other.partial;
+    uncertain += other.uncertain;
+    return *this;
+  }
 };
 
 SIZE SmallerOf(SIZE a, SIZE b) {
@@ -108,16 +77,15 @@ float RatioOfAllTiles(SIZE size) {
 // constructor and the destructor belongs on the thread that called Start.
 class SoakedCapture {
  public:
-  SoakedCapture(int left, int top, uint32_t seed)
-      : random_(seed), process_({left, top}, kRestingSize), sizes_{kRestingSize} {
+  SoakedCapture(int left, int top)
+      : random_(7 + left), process_({left, top}, kRestingSize), sizes_{kRestingSize} {
     // Growing on the way would look like a leak.
     sizes_.reserve(100000);
   }
 
   void Start() {
-    ASSERT_NE(process_.window(), nullptr);
-    session_.emplace(process_.window());
-    ASSERT_TRUE(session_->Start());
+    EXPECT_NE(process_.window(), nullptr);
+    EXPECT_TRUE(session_.Start());
     Settle();
   }
 
@@ -169,15 +137,13 @@ class SoakedCapture {
     certain_ = false;
     process_.Close();
     const ULONGLONG deadline = GetTickCount64() + kLimitMs;
-    while (session_->IsRunning() && GetTickCount64() < deadline) PollAndCheck();
-    EXPECT_FALSE(session_->IsRunning());
+    while (session_.IsRunning() && GetTickCount64() < deadline) PollAndCheck();
+    EXPECT_FALSE(session_.IsRunning());
     PollAndCheck();
   }
 
-  void Destroy() { session_.reset(); }
-
   // Every texture and view of the session adds to them.
-  unsigned long DeviceReferences() const { return References(session_->Device()); }
+  unsigned long DeviceReferences() const { return References(session_.Device()); }
 
   const Counts& counts() const { return counts_; }
 
@@ -203,8 +169,8 @@ class SoakedCapture {
     if (texture != texture_) AwaitNewFrame();
     texture_ = texture;
     detection_ = detection;
-    session_->SetTexture(texture);
-    session_->SetDetection(detection);
+    session_.SetTexture(texture);
+    session_.SetDetection(detection);
     ratio_known_ = false;
   }
 
@@ -258,15 +224,15 @@ class SoakedCapture {
   void PollAndCheck() {
     Sleep(1);
     ++counts_.polls;
-    const Poll poll = session_->PollOnce();
-    const float ratio = session_->Ratio();
+    const Poll poll = session_.PollOnce();
+    const float ratio = session_.Ratio();
     EXPECT_GE(ratio, 0.0f);
     EXPECT_LE(ratio, 1.0f);
     if (ratio > 0.0f) ++counts_.delivered;
     if (!poll.result) {
       EXPECT_FALSE(fresh_) << "a frame was there and has gone";
     } else if (texture_) {
-      CheckFrame(session_->ReadTexture(poll), ratio);
+      CheckFrame(session_.ReadTexture(poll), ratio);
     } else if (fresh_ || ratio > 0.0f) {
       fresh_ = true;
       CheckFrame(poll.Bytes(), ratio);
@@ -345,7 +311,7 @@ class SoakedCapture {
 
   std::mt19937 random_;
   PatternProcess process_;
-  std::optional<Session> session_;
+  Session session_{process_.window()};
   std::vector<SIZE> sizes_;  // of each picture that was ordered, by its number
   uint32_t shown_ = 0;       // the picture last seen
   uint32_t whole_ = 0;       // the one last seen whole
@@ -360,48 +326,6 @@ class SoakedCapture {
   Counts counts_;
 };
 
-// Two captures whose calls come in turn, each from its own thread: a thread has one dispatcher
-// queue, so one session.
-class Pair {
- public:
-  Pair() {
-    for (const auto& [left, top] : {std::pair{20, 20}, std::pair{900, 600}}) {
-      captures_.push_back(std::make_unique<SoakedCapture>(left, top, 7u + left));
-    }
-  }
-
-  void ForEach(void (SoakedCapture::*function)()) {
-    for (size_t i = 0; i < captures_.size(); ++i) {
-      workers_[i].Run([&] { (captures_[i].get()->*function)(); });
-    }
-  }
-
-  void StepUntil(int polls) {
-    while (Total().polls < polls && !testing::Test::HasFailure()) ForEach(&SoakedCapture::Step);
-  }
-
-  Counts Total() const {
-    Counts total;
-    for (const auto& capture : captures_) {
-      const Counts& counts = capture->counts();
-      total.polls += counts.polls;
-      total.delivered += counts.delivered;
-      total.whole += counts.whole;
-      total.partial += counts.partial;
-      total.uncertain += counts.uncertain;
-    }
-    return total;
-  }
-
-  unsigned long DeviceReferences() const {
-    return captures_[0]->DeviceReferences() + captures_[1]->DeviceReferences();
-  }
-
- private:
-  std::vector<std::unique_ptr<SoakedCapture>> captures_;
-  Worker workers_[2];
-};
-
 int PollsToMake() {
   const char* const polls = std::getenv("QUILL_WGC_SOAK_POLLS");
   return polls != nullptr ? std::atoi(polls) : kShortRun;
@@ -410,22 +334,46 @@ int PollsToMake() {
 TEST(Soak, TwoSessionsDeliverExactFramesAndHoldNoMoreAtTheEndThanAtTheBeginning) {
   const int polls = PollsToMake();
   ASSERT_GT(polls, 0);
-  Pair pair;
-  pair.ForEach(&SoakedCapture::Start);
-  ASSERT_FALSE(HasFailure());
-  pair.ForEach(&SoakedCapture::WarmUp);
-  pair.ForEach(&SoakedCapture::Rest);
-  const Counts warm = pair.Total();
-  const unsigned long references_before = pair.DeviceReferences();
-  const ProcessFigures before = MeasureProcess();
-
-  pair.StepUntil(warm.polls + polls);
-  pair.ForEach(&SoakedCapture::Rest);
-  const unsigned long references_after = pair.DeviceReferences();
-  const ProcessFigures after = MeasureProcess();
-  pair.ForEach(&SoakedCapture::CloseWindow);
-  const Counts counts = pair.Total();
-  pair.ForEach(&SoakedCapture::Destroy);
+  // Both rest between two arrivals at the barrier, while this thread measures.
+  std::barrier rest(3);
+  std::mutex mutex;
+  Counts counts;
+  unsigned long references = 0;
+  const auto capture = [&](int left, int top) {
+    SoakedCapture soaked(left, top);
+    const auto measure = [&] {
+      soaked.Rest();
+      {
+        const std::lock_guard lock(mutex);
+        references += soaked.DeviceReferences();
+      }
+      rest.arrive_and_wait();
+      rest.arrive_and_wait();
+    };
+    soaked.Start();
+    soaked.WarmUp();
+    measure();
+    for (const int last = soaked.counts().polls + polls / 2; soaked.counts().polls < last;) {
+      if (HasFailure()) break;
+      soaked.Step();
+    }
+    measure();
+    soaked.CloseWindow();
+    const std::lock_guard lock(mutex);
+    counts += soaked.counts();
+  };
+  std::thread first(capture, 20, 20);
+  std::thread second(capture, 900, 600);
+  const auto measured = [&] {
+    rest.arrive_and_wait();
+    const auto figures = std::pair{MeasureProcess(), std::exchange(references, 0)};
+    rest.arrive_and_wait();
+    return figures;
+  };
+  const auto [before, references_before] = measured();
+  const auto [after, references_after] = measured();
+  first.join();
+  second.join();
 
   std::printf(
       "soak: polls=%d delivered=%d verified=%d whole=%d partial=%d uncertain=%d handles_before=%d "

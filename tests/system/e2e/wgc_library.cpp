@@ -3,6 +3,7 @@
 
 #include "system/e2e/wgc_library.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ostream>
@@ -33,26 +34,11 @@ WgcLibrary LoadWgc() {
   return wgc;
 }
 
-LogLine Line(int level, std::string text) {
-  const size_t length = text.size();
-  return {level, std::move(text), length};
-}
-
 }  // namespace
 
 const WgcLibrary& Wgc() {
   static const WgcLibrary wgc = LoadWgc();
   return wgc;
-}
-
-LogLine Info(std::string text) {
-  return Line(1, std::move(text));
-}
-LogLine Warning(std::string text) {
-  return Line(2, std::move(text));
-}
-LogLine Error(std::string text) {
-  return Line(3, std::move(text));
 }
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line) {
@@ -70,12 +56,8 @@ LogRecorder::~LogRecorder() {
 }
 
 void LogRecorder::Receive(int level, const char* text, size_t length) {
-  const LogLine line{level, text, length};
-  {
-    std::lock_guard lock(recorder->mutex_);
-    recorder->lines_.push_back(line);
-  }
-  if (recorder->on_line != nullptr) recorder->on_line(line, recorder->context);
+  const std::lock_guard lock(recorder->mutex_);
+  recorder->lines_.push_back({level, text, length});
 }
 
 std::vector<LogLine> LogRecorder::lines() const {
@@ -84,11 +66,8 @@ std::vector<LogLine> LogRecorder::lines() const {
 }
 
 bool LogRecorder::Has(const LogLine& line) const {
-  std::lock_guard lock(mutex_);
-  for (const LogLine& held : lines_) {
-    if (held == line) return true;
-  }
-  return false;
+  const std::lock_guard lock(mutex_);
+  return std::find(lines_.begin(), lines_.end(), line) != lines_.end();
 }
 
 void LogRecorder::Clear() {

@@ -29,9 +29,15 @@ struct LogLine {
   bool operator==(const LogLine&) const = default;
 };
 
-LogLine Info(std::string text);
-LogLine Warning(std::string text);
-LogLine Error(std::string text);
+inline LogLine Info(const std::string& text) {
+  return {WGC_LOG_INFO, text, text.size()};
+}
+inline LogLine Warning(const std::string& text) {
+  return {WGC_LOG_WARNING, text, text.size()};
+}
+inline LogLine Error(const std::string& text) {
+  return {WGC_LOG_ERROR, text, text.size()};
+}
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
 // Registers a logger that keeps every line; unregisters it at the end of its life.
@@ -43,10 +49,6 @@ class LogRecorder {
   std::vector<LogLine> lines() const;
   bool Has(const LogLine& line) const;
   void Clear();
-
-  // Runs on the logging thread with each line; set before anything logs.
-  void (*on_line)(const LogLine& line, void* context) = nullptr;
-  void* context = nullptr;
 
  private:
   static void Receive(int level, const char* text, size_t length);
