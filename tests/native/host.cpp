@@ -4,7 +4,6 @@
 #include "native/host.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iostream>
 
 namespace session_test {
@@ -44,7 +43,7 @@ Poll Session::GetFrame() {
   return poll;
 }
 
-Poll Session::Show(const reference::Image& picture, DXGI_FORMAT format) {
+Poll Session::Show(const Picture& picture, DXGI_FORMAT format) {
   DeliverAnySize(picture, format);
   return GetFrame();
 }
@@ -56,27 +55,15 @@ Capture::Capture(CaptureSwitches switches) {
   TakeLog();
 }
 
-reference::Image Pattern(uint32_t width, uint32_t height, uint32_t seed) {
-  reference::Image image(width, height);
-  uint32_t value = seed * 0x9E3779B9u;
-  for (uint32_t& pixel : image.pixels) {
-    value = value * 1664525u + 1013904223u;
-    pixel = value;
-  }
-  return image;
-}
-
-reference::Image Pixels(const Poll& poll) {
+Picture Pixels(const Poll& poll) {
   if (!poll.available) return {};
   if (poll.is_texture) return TexturePixels(poll);
-  reference::Image image(poll.width, poll.height);
-  std::memcpy(image.pixels.data(), poll.frame, image.pixels.size() * sizeof(uint32_t));
-  return image;
+  return {poll.width, poll.height, poll.frame, size_t{poll.width} * 4};
 }
 
-reference::Image TexturePixels(const Poll& poll) {
+Picture TexturePixels(const Poll& poll) {
   auto* const texture = static_cast<ID3D11Texture2D*>(poll.frame);
-  reference::Image image = fake::PixelsOf(texture);
+  Picture image = fake::PixelsOf(texture);
   texture->Release();
   return image;
 }
@@ -86,7 +73,7 @@ winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const D3D11_TEXTURE2D_DESC& desc
           winrt::take_ownership_from_abi};
 }
 
-winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const reference::Image& picture, DXGI_FORMAT format,
+winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const Picture& picture, DXGI_FORMAT format,
                                                 D3D11_USAGE usage) {
   auto texture = NewFrameTexture(fake::FrameDesc(picture.width, picture.height, format, usage));
   fake::Draw(texture.get(), picture);
@@ -102,7 +89,7 @@ D3D11_TEXTURE2D_DESC LayeredFrameDesc(DXGI_FORMAT format) {
   return desc;
 }
 
-void DeliverAnySize(const reference::Image& picture, DXGI_FORMAT format) {
+void DeliverAnySize(const Picture& picture, DXGI_FORMAT format) {
   fake::FramePool* const pool = fake::LastPool();
   ASSERT_TRUE(pool->DeliverTexture(NewFrameTexture(picture, format).get(), pool->Size()));
 }

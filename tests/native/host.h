@@ -22,15 +22,11 @@
 #include "native/platform/settings.h"
 #include "support/reference_diff.h"
 
-namespace reference {
-
 // For messages of the test framework.
-inline void PrintTo(const Image& image, std::ostream* out) {
-  *out << image.width << " x " << image.height << " pixels";
-  for (size_t i = 0; i < image.pixels.size() && i < 4; ++i) *out << ' ' << image.pixels[i];
+inline void PrintTo(const Picture& picture, std::ostream* out) {
+  *out << picture.width << " x " << picture.height << " pixels";
+  for (size_t i = 0; i < picture.pixels.size() && i < 4; ++i) *out << ' ' << picture.pixels[i];
 }
-
-}  // namespace reference
 
 namespace session_test {
 
@@ -87,7 +83,7 @@ class Session {
   Poll GetFrame();
   // Delivers a frame whose texture is as large as the picture, while the content keeps the pool's
   // size, to the session that was started last on this thread, and polls this one.
-  Poll Show(const reference::Image& picture, DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
+  Poll Show(const Picture& picture, DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
   float Ratio() { return wgc_get_update_ratio(handle_); }
   bool Running() { return wgc_get_status(handle_); }
   void DirtyRect(bool enable) { wgc_set_dirty_rect(handle_, enable); }
@@ -111,25 +107,26 @@ class Capture : public Session {
   explicit Capture(CaptureSwitches switches = {});
 };
 
-// A picture with a value of its own in every pixel; `seed` makes all of them different.
-reference::Image Pattern(uint32_t width, uint32_t height, uint32_t seed = 1);
+// A picture that differs in every pixel from those of other seeds.
+inline Picture Pattern(uint32_t width, uint32_t height, uint32_t seed = 1) {
+  return MakePattern(width, height, seed);
+}
 
 // The frame of a poll, empty when there was none. The reference that came with a texture is
 // released.
-reference::Image Pixels(const Poll& poll);
+Picture Pixels(const Poll& poll);
 // The same of a poll that is known to have handed out a texture.
-reference::Image TexturePixels(const Poll& poll);
+Picture TexturePixels(const Poll& poll);
 
 // A texture on the device of the session that was started last on this thread.
 winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const D3D11_TEXTURE2D_DESC& desc);
-winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const reference::Image& picture,
+winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const Picture& picture,
                                                 DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM,
                                                 D3D11_USAGE usage = D3D11_USAGE_DEFAULT);
 // 64 x 48, with mip levels, layers and samples, and a flag that no copy takes over.
 D3D11_TEXTURE2D_DESC LayeredFrameDesc(DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
 // See Session::Show.
-void DeliverAnySize(const reference::Image& picture,
-                    DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
+void DeliverAnySize(const Picture& picture, DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
 
 // What a host that pumps for itself does between two polls.
 void PumpAsTheHost();

@@ -19,13 +19,13 @@ class FrameBuffer : public SessionTest {
   // A frame whose pixels cannot be read: the buffer is made ready for it and not written.
   static Poll ShowWithoutPixels(Session& session, uint32_t width, uint32_t height) {
     FailEveryCall("Map", kGivesNothing);
-    const Poll poll = session.Show(reference::Image(width, height));
+    const Poll poll = session.Show(Picture(width, height));
     fake::PlanNoFaults();
     EXPECT_TRUE(poll.available);
     EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(width, height));
     return poll;
   }
-  static Poll ShowWithoutMemory(Session& session, const reference::Image& picture) {
+  static Poll ShowWithoutMemory(Session& session, const Picture& picture) {
     FailEveryCall("malloc", kGivesNothing);
     const Poll poll = session.Show(picture);
     fake::PlanNoFaults();
@@ -42,7 +42,7 @@ TEST_F(FrameBuffer, FirstBufferIsExactlyAsLargeAsTheFrameAndNotCleared) {
     EXPECT_FALSE(session.GetFrame().available);
     EXPECT_EQ(fake::HeapBytes(), 0);
     EXPECT_EQ(Pixels(ShowWithoutPixels(session, width, height)),
-              reference::Image(width, height, kNeverWritten));
+              Picture(width, height, kNeverWritten));
     EXPECT_EQ(CapacityOf(session), width * height * 4);
     EXPECT_EQ(fake::HeapBytes(), width * height * 4);
   }
@@ -77,8 +77,8 @@ TEST_F(FrameBuffer, GrowsToTheNextLargerScreenAndIsZeroFilled) {
 
 TEST_F(FrameBuffer, IsReusedWithoutClearingAndNeverShrinks) {
   Capture session;
-  session.Show(reference::Image(1920, 1080, 1));
-  const reference::Image large = Pattern(1921, 1080, 2);
+  session.Show(Picture(1920, 1080, 1));
+  const Picture large = Pattern(1921, 1080, 2);
   const void* const address = session.Show(large).frame;
   const Poll poll = ShowWithoutPixels(session, 1280, 720);
   EXPECT_EQ(poll.frame, address);

@@ -36,7 +36,7 @@ TEST_F(Frames, RowsHaveNoPaddingWhateverTheRowPitch) {
 
 TEST_F(Frames, BytesAreInTheOrderBlueGreenRedAlpha) {
   Capture session;
-  const Poll poll = session.Show(reference::Image(1, 1, 0x40302010));  // alpha, red, green, blue
+  const Poll poll = session.Show(Picture(1, 1, 0x40302010));  // alpha, red, green, blue
   ASSERT_TRUE(poll.available);
   const auto* const bytes = static_cast<const uint8_t*>(poll.frame);
   EXPECT_EQ((std::vector<int>(bytes, bytes + 4)), (std::vector<int>{0x10, 0x20, 0x30, 0x40}));
@@ -115,7 +115,7 @@ TEST_F(Frames, ShareAStagingTextureUntilWidthHeightOrFormatChange) {
                  {65, 47, kRgba, ""}};
   uint32_t seed = 0;
   for (const auto& [width, height, format, made] : kFrames) {
-    const reference::Image picture = Pattern(width, height, ++seed);
+    const Picture picture = Pattern(width, height, ++seed);
     DeliverAnySize(picture, format);
     const auto recording = Recorded([&] { EXPECT_EQ(Pixels(session.GetFrame()), picture); });
     const auto lines = LinesWith("CreateTexture2D", recording);
@@ -146,13 +146,13 @@ TEST_F(Frames, ShrunkTargetKeepsThePoolsSizeUntilThePoolIsRecreated) {
   SetTarget(800, 600);
   Capture session;
   // Both buffers of the pool hold this picture then.
-  reference::Image expected = Pattern(800, 600);
+  Picture expected = Pattern(800, 600);
   ASSERT_TRUE(fake::LastPool()->Deliver(expected));
   ASSERT_TRUE(fake::LastPool()->Deliver(expected));
   session.GetFrame();
 
   // The picture has shrunk, the pool's textures have not: what was around it is still there.
-  const reference::Image shrunk = Pattern(640, 480, 2);
+  const Picture shrunk = Pattern(640, 480, 2);
   for (uint32_t y = 0; y < 480; ++y) {
     for (uint32_t x = 0; x < 640; ++x) expected.At(x, y) = shrunk.At(x, y);
   }
@@ -172,7 +172,7 @@ TEST_F(Frames, PoolIsRecreatedForAnotherContentSizeOnly) {
       Poll poll;
       const auto recording = Recorded([&] { poll = session.GetFrame(); });
       fake::PlanNoFaults();
-      EXPECT_EQ(Pixels(poll), path == kUnreadable ? reference::Image() : Pattern(64, 48));
+      EXPECT_EQ(Pixels(poll), path == kUnreadable ? Picture() : Pattern(64, 48));
       const bool changed = std::pair(width, height) != std::pair(64, 48);
       EXPECT_EQ(LinesWith("Recreate", recording).size(), changed ? 1u : 0u);
       EXPECT_EQ(PoolSize(), std::pair(width, height));

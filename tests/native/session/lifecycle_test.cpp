@@ -273,7 +273,7 @@ TEST_F(RefusedSecondStart, LeavesTheRunningCaptureWhole) {
     ID3D11Device* const device = wgc_get_device(session.handle());
     fake::FramePool* const pool = fake::LastPool();
     fake::CaptureItem* const item = fake::LastItem();
-    const auto expect_shown = [&](const reference::Image& picture) {
+    const auto expect_shown = [&](const Picture& picture) {
       ASSERT_TRUE(pool->Deliver(picture));
       EXPECT_EQ(Pixels(session.GetFrame()), picture);
     };

@@ -87,13 +87,13 @@ class FrameOrder : public SessionTest {
     return poll;
   }
 
-  void ExpectFrame(Session& session, const reference::Image& picture,
+  void ExpectFrame(Session& session, const Picture& picture,
                    std::initializer_list<const char*> steps) {
     ASSERT_TRUE(fake::LastPool()->Deliver(picture));
     EXPECT_EQ(Pixels(ExpectPoll(session, steps)), picture);
   }
 
-  void ExpectFirstFrame(Session& session, const reference::Image& picture) {
+  void ExpectFirstFrame(Session& session, const Picture& picture) {
     ExpectFrame(session, picture, {kOpen, kMakeStaging, kCopy, kMap, kAllocate, kUnmap, kEnd});
   }
 
@@ -112,7 +112,7 @@ TEST_F(FrameOrder, FirstFrameMakesWhatALaterOneReuses) {
 // unchanged frame the staging texture is not mapped.
 TEST_F(FrameOrder, DetectionReadsChangedFramesOnly) {
   Capture session;
-  const reference::Image picture = Pattern(64, 48);
+  const Picture picture = Pattern(64, 48);
   ExpectFirstFrame(session, picture);
   session.DirtyRect(true);
   ExpectFrame(session, picture, {kOpen, kCopy, kBuild, kUpdateOld, kUpdateOld, kMap, kUnmap, kEnd});
@@ -213,7 +213,7 @@ TEST_F(FrameOrder, SimpleWayGoesOnAfterAnyOtherFailureOfTheMap) {
         ExpectPoll(session, {kOpen, kMakeStaging, kCopy, kMap, "context.Map(source, 0, READ, 0)",
                              kAllocate, "context.Unmap(null, 0)", kEnd, kTake, kEnd});
     // As the heap gave it: the platform's heap fills every byte with 0xA5.
-    EXPECT_EQ(Pixels(poll), reference::Image(64, 48, 0xA5A5A5A5));
+    EXPECT_EQ(Pixels(poll), Picture(64, 48, 0xA5A5A5A5));
     fake::PlanNoFaults();
   }
 }

@@ -48,7 +48,7 @@ fake::Storage Stored(uint32_t row_bytes, uint32_t width, uint32_t height, bool i
           nullptr};
 }
 
-fake::Storage Stored(const reference::Image& image) {
+fake::Storage Stored(const Picture& image) {
   fake::Storage storage = Stored(image.width * 4, image.width, image.height, false);
   std::memcpy(storage.memory.Write(0), image.pixels.data(), image.pixels.size() * 4);
   return storage;
@@ -61,7 +61,7 @@ fake::Storage Constants(const uint32_t (&values)[4]) {
 }
 
 // The three programs in their order, on the smallest dispatch that covers the frame.
-std::vector<uint32_t> FlagsOf(const reference::Image& before, const reference::Image& after) {
+std::vector<uint32_t> FlagsOf(const Picture& before, const Picture& after) {
   const uint32_t columns = (after.width + 31) / 32;
   const uint32_t rows = (after.height + 31) / 32;
   const fake::Storage now = Stored(after);
@@ -86,8 +86,8 @@ TEST_F(Platform, ProgramsFlagTheTilesThatChanged) {
   for (int round = 0; round < 60; ++round) {
     const uint32_t width = 1 + random() % (round % 10 == 0 ? 4300 : 300);
     const uint32_t height = 1 + random() % (round % 10 == 0 ? 70 : 200);
-    const reference::Image before = Pattern(width, height, round + 1);
-    reference::Image after = before;
+    const Picture before = Pattern(width, height, round + 1);
+    Picture after = before;
     for (uint32_t i = random() % 12; i > 0; --i) {
       // One channel, alpha among them.
       after.At(random() % width, random() % height) ^= 1u << random() % 32;
@@ -125,7 +125,7 @@ TEST_F(Platform, CopyBetweenDifferentTexturesIsDroppedAndReported) {
   fake::Draw(wide.get(), Pattern(9, 4));
   context_->CopyResource(narrow.get(), wide.get());
   EXPECT_EQ(fake::TakeRefusals().size(), 1u);
-  EXPECT_EQ(fake::PixelsOf(narrow.get()), reference::Image(8, 4));
+  EXPECT_EQ(fake::PixelsOf(narrow.get()), Picture(8, 4));
 }
 
 TEST_F(Platform, CountsLiveObjects) {

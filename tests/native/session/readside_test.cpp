@@ -147,7 +147,7 @@ TEST_F(Polls, WindowProcedureMayReadAndSwitchTheSession) {
 TEST_F(Polls, WindowProcedureMayPoll) {
   Capture session;
   Poll inner;
-  reference::Image inner_pixels;
+  Picture inner_pixels;
   fake::window_procedure = [&](UINT) {
     inner = session.GetFrame();
     inner_pixels = Pixels(inner);
@@ -165,7 +165,7 @@ TEST_F(Polls, WindowProcedureMayCreateStartAndDestroyAnotherSession) {
   fake::settings.several_queues_a_thread = true;
   Capture session;
   fake::FramePool* const pool = fake::LastPool();
-  reference::Image other_pixels;
+  Picture other_pixels;
   fake::window_procedure = [&](UINT) {
     Capture other;
     other_pixels = Pixels(other.Show(Pattern(64, 48, 5)));
