@@ -3,6 +3,8 @@
 
 #include "apps/quill-grab/decode_png.h"
 
+#include <windows.h>
+
 #include <wincodec.h>
 #include <wrl/client.h>
 
@@ -28,8 +30,7 @@ Picture DecodePng(std::span<const uint8_t> bytes) {
       SUCCEEDED(WICConvertBitmapSource(GUID_WICPixelFormat32bppBGRA, frame.Get(), &bgra)) &&
       SUCCEEDED(bgra->GetSize(&width, &height));
   if (!is_open) return {};
-  Picture picture{static_cast<int>(width), static_cast<int>(height), {}};
-  picture.pixels.resize(size_t{width} * height);
+  Picture picture(width, height);
   const UINT size = static_cast<UINT>(picture.pixels.size() * 4);
   auto* const pixels = reinterpret_cast<uint8_t*>(picture.pixels.data());
   return SUCCEEDED(bgra->CopyPixels(nullptr, width * 4, size, pixels)) ? picture : Picture{};

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <span>
 
-#include "support/pattern_window.h"
+#include "support/picture.h"
 
 // The picture of a PNG file. Its width is 0 when the bytes are not a complete PNG file. The thread
 // must have initialised COM.

@@ -258,8 +258,7 @@ class GrabberTest : public ComTest {
   // The colour of a written frame of this size; -1 if there is no such file.
   int Written(const char* name, FrameSize size = kSmall) const {
     const Picture picture = DecodePng(ReadBytes(temporary_ / name));
-    const bool has_size = static_cast<uint32_t>(picture.width) == size.width &&
-                          static_cast<uint32_t>(picture.height) == size.height;
+    const bool has_size = picture.width == size.width && picture.height == size.height;
     return has_size ? static_cast<int>(picture.pixels[0] & 0xFF) : -1;
   }
 

@@ -232,19 +232,17 @@ TEST_F(PngEncoderTest, ColoursOfEveryPixelAreKeptAndAlphaIsNot) {
   for (const auto& [width, height, row_pitch] : cases) {
     SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
     std::vector<uint8_t> bytes(row_pitch * height, 0xEE);
-    std::vector<uint32_t> expected;
+    Picture expected(width, height);
     for (uint32_t y = 0; y < height; ++y) {
       for (uint32_t x = 0; x < width; ++x) {
         const uint8_t pixel[] = {static_cast<uint8_t>(x * 7 + y), static_cast<uint8_t>(x + y * 5),
                                  static_cast<uint8_t>(x * y + 3), static_cast<uint8_t>(x + y)};
         std::copy_n(pixel, 4, &bytes[y * row_pitch + x * 4]);
-        expected.push_back(0xFF000000u | uint32_t{pixel[2]} << 16 | uint32_t{pixel[1]} << 8 |
-                           pixel[0]);
+        expected.At(x, y) =
+            0xFF000000u | uint32_t{pixel[2]} << 16 | uint32_t{pixel[1]} << 8 | pixel[0];
       }
     }
-    const Picture decoded = DecodePng(encoder.Encode({bytes.data(), width, height, row_pitch}));
-    EXPECT_EQ(decoded.width, static_cast<int>(width));
-    EXPECT_TRUE(decoded.pixels == expected);
+    EXPECT_TRUE(DecodePng(encoder.Encode({bytes.data(), width, height, row_pitch})) == expected);
   }
 }
 

@@ -9,12 +9,13 @@
 #include "apps/quill-grab/decode_png.h"
 #include "apps/quill-grab/grab_test.h"
 #include "support/pattern_window.h"
+#include "support/platform_setting.h"
 #include "support/process.h"
 
 namespace {
 
-constexpr int kWidth = 301;
-constexpr int kHeight = 203;
+constexpr uint32_t kWidth = 301;
+constexpr uint32_t kHeight = 203;
 constexpr size_t kFrameBytes = size_t{kWidth} * kHeight * 4;
 constexpr wchar_t kPipe[] = L"\\\\.\\pipe\\quill-grab-program-test";
 
@@ -55,26 +56,8 @@ std::wstring HandleText(HWND window) {
 }
 
 void ExpectPicture(const std::filesystem::path& file, const Picture& expected) {
-  const Picture picture = DecodePng(ReadBytes(file));
-  EXPECT_EQ(picture.width, expected.width) << file;
-  EXPECT_TRUE(picture.pixels == expected.pixels) << file;
+  EXPECT_TRUE(DecodePng(ReadBytes(file)) == expected) << file;
 }
-
-// A setting of the stand-in for the capture service, while in scope.
-class PlatformSetting {
- public:
-  PlatformSetting(const wchar_t* name, DWORD value) : name_(name) {
-    EXPECT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kKey, name, REG_DWORD, &value, sizeof value),
-              ERROR_SUCCESS);
-  }
-  ~PlatformSetting() { RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, name_); }
-  PlatformSetting(const PlatformSetting&) = delete;
-  PlatformSetting& operator=(const PlatformSetting&) = delete;
-
- private:
-  static constexpr wchar_t kKey[] = L"Software\\libquill-wgc\\Capture";
-  const wchar_t* name_;
-};
 
 bool RunsUnderWine() {
   return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
@@ -316,7 +299,7 @@ TEST_F(ProgramTest, SeveralStreamsAreWrittenAtOnce) {
                                           L"\" --nv12 \"" + nv12.wstring() + L"\"");
   EXPECT_EQ(result.exit_code, 0u) << result.err;
   std::string samples;
-  for (int y = 0; y < kHeight; ++y) samples += std::string(kWidth, '\xEB') + '\x10';
+  for (uint32_t y = 0; y < kHeight; ++y) samples += std::string(kWidth, '\xEB') + '\x10';
   samples += std::string(302, '\x10') + std::string(size_t{2} * 151 * 102, '\x80');
   std::string y4m = "YUV4MPEG2 W302 H204 F2997:100 Ip A1:1 C420jpeg XCOLORRANGE=LIMITED\n";
   for (int i = 0; i < 3; ++i) y4m += "FRAME\n" + samples;
@@ -384,9 +367,9 @@ TEST_F(ProgramTest, WatchingWritesNoFiles) {
 
 TEST_F(ProgramTest, StreamLetterboxesAWindowThatGetsSmaller) {
   const Picture second = MakePattern(201, 103, 2);
-  Picture expected{kWidth, kHeight, std::vector<uint32_t>(kFrameBytes / 4, 0xFF000000)};
-  for (int y = 0; y < 103; ++y) {
-    for (int x = 0; x < 201; ++x) expected.at(50 + x, 50 + y) = second.at(x, y);
+  Picture expected(kWidth, kHeight, 0xFF000000);
+  for (uint32_t y = 0; y < 103; ++y) {
+    for (uint32_t x = 0; x < 201; ++x) expected.At(50 + x, 50 + y) = second.At(x, y);
   }
   EXPECT_EQ(GrabTwoSizes(picture_, second, L"", expected).exit_code, 0u);
   EXPECT_TRUE(Frames().front() == picture_.pixels);
