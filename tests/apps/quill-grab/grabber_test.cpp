@@ -333,16 +333,6 @@ TEST_F(GrabberTest, LowRatePollHasTheLatestFrameAndTheGreatestRatioSinceThePollB
   EXPECT_EQ(summary_.polls(), 3u);
 }
 
-TEST_F(GrabberTest, FramesOfATargetThatClosesAreKept) {
-  const Outcome outcome = Run({{kSmall, 1, 1}, {kSmall, 1, 2}, {kSmall, 0, 2, true}});
-  EXPECT_EQ(outcome.code, ExitCode::kTargetClosed);
-  EXPECT_TRUE(outcome.is_error);
-  EXPECT_EQ(script.polls, 3u);
-  EXPECT_EQ(Written("frame-0001.png"), 1);
-  EXPECT_EQ(Written("frame-0002.png"), 2);
-  EXPECT_EQ(temporary_.CountFiles(), 2u);
-}
-
 TEST_F(GrabberTest, InterruptionEndsTheRunWithinAMoment) {
   options_.fps = 0.1;
   options_.seconds = kForever;

@@ -34,6 +34,11 @@ ProcessResult GrabWindow(const std::wstring& arguments) {
   return Grab(L"--class QuillPatternWindow " + arguments);
 }
 
+ProcessResult ExpectSuccess(ProcessResult result) {
+  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  return result;
+}
+
 // One line on standard error that begins with the program's name and contains the given part.
 void ExpectError(const ProcessResult& result, DWORD exit_code, const std::string& part) {
   EXPECT_EQ(result.exit_code, exit_code);
@@ -137,8 +142,7 @@ TEST_F(ProgramTest, WrongCommandLinesAreRefused) {
 
 TEST_F(ProgramTest, WindowsAndMonitorsAreListed) {
   const PatternWindow window(picture_);
-  const ProcessResult result = Grab(L"--list");
-  EXPECT_EQ(result.exit_code, 0u);
+  const ProcessResult result = ExpectSuccess(Grab(L"--list"));
   EXPECT_TRUE(Contains(result.out, "301 x 203   QuillPatternWindow  \"Quill pattern\""));
   EXPECT_TRUE(Contains(result.out, "primary"));
 }
@@ -164,25 +168,22 @@ TEST_F(ProgramTest, MissingLibraryErrorSaysWhereItBelongs) {
 
 TEST_F(ProgramTest, EveryPixelOfAWindowIsCaptured) {
   const PatternWindow window(picture_);
-  const ProcessResult result = Grab(L"--title \"quill PATTERN\" --frames 1" + OutOption());
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  ExpectSuccess(Grab(L"--title \"quill PATTERN\" --frames 1" + OutOption()));
   ExpectPicture(out_ / "frame-0001.png", picture_);
   EXPECT_TRUE(Contains(SummaryFile(), "Frames: 1 new, 1 written as PNG\nSizes: 301 x 203 (1)\n"));
 }
 
 TEST_F(ProgramTest, EveryPixelIsCapturedThroughATexture) {
   const PatternWindow window(picture_);
-  const ProcessResult result =
-      Grab(L"--texture --frames 1 --window " + HandleText(window.handle()) + OutOption());
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  ExpectSuccess(
+      Grab(L"--texture --frames 1 --window " + HandleText(window.handle()) + OutOption()));
   ExpectPicture(out_ / "frame-0001.png", picture_);
 }
 
 TEST_F(ProgramTest, SeveralMatchingWindowsAreNamed) {
   const PatternWindow lower(picture_);
   const PatternWindow upper(picture_);
-  const ProcessResult result = GrabWindow(L"--frames 1" + OutOption());
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const ProcessResult result = ExpectSuccess(GrabWindow(L"--frames 1" + OutOption()));
   EXPECT_TRUE(Contains(result.out, "Notice: 2 windows match"));
 }
 
@@ -193,8 +194,7 @@ TEST_F(ProgramTest, NextPictureIsWrittenWhenTheWindowChanges) {
                   L"--class QuillPatternWindow --detect --frames 2 --seconds 30" + OutOption());
   ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(out_ / "frame-0001.png"); }));
   window.Show(second);
-  const ProcessResult result = process.Wait();
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  ExpectSuccess(process.Wait());
   ExpectPicture(out_ / "frame-0001.png", picture_);
   ExpectPicture(out_ / "frame-0002.png", second);
 }
@@ -270,8 +270,7 @@ TEST_F(ProgramTest, PlatformWithoutACursorSwitchIsNoticed) {
   for (const bool has_switch : {true, false}) {
     std::optional<PlatformSetting> setting;
     if (!has_switch) setting.emplace(L"WithoutCursorProperty", 1);
-    const ProcessResult result = GrabWindow(L"--cursor --frames 1" + OutOption());
-    EXPECT_EQ(result.exit_code, 0u) << result.err;
+    const ProcessResult result = ExpectSuccess(GrabWindow(L"--cursor --frames 1" + OutOption()));
     EXPECT_EQ(static_cast<bool>(Contains(result.out, "Notice: this Windows cannot switch")),
               !has_switch);
   }
@@ -279,8 +278,7 @@ TEST_F(ProgramTest, PlatformWithoutACursorSwitchIsNoticed) {
 
 TEST_F(ProgramTest, StandardOutputCarriesNothingButTheStream) {
   const PatternWindow window(picture_);
-  const ProcessResult result = GrabWindow(L"--raw - --frames 5");
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const ProcessResult result = ExpectSuccess(GrabWindow(L"--raw - --frames 5"));
   ASSERT_EQ(result.bytes.size(), 5 * kFrameBytes);
   for (size_t i = 0; i < 5; ++i) {
     const char* frame = result.bytes.data() + i * kFrameBytes;
@@ -295,9 +293,8 @@ TEST_F(ProgramTest, SeveralStreamsAreWrittenAtOnce) {
   std::fill(white.pixels.begin(), white.pixels.end(), 0xFFFFFFFF);
   const PatternWindow window(white);
   const std::filesystem::path nv12 = temporary_ / "nv12";
-  const ProcessResult result = GrabWindow(L"--fps 29.97 --frames 3 --y4m \"" + stream_.wstring() +
-                                          L"\" --nv12 \"" + nv12.wstring() + L"\"");
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  ExpectSuccess(GrabWindow(L"--fps 29.97 --frames 3 --y4m \"" + stream_.wstring() +
+                           L"\" --nv12 \"" + nv12.wstring() + L"\""));
   std::string samples;
   for (uint32_t y = 0; y < kHeight; ++y) samples += std::string(kWidth, '\xEB') + '\x10';
   samples += std::string(302, '\x10') + std::string(size_t{2} * 151 * 102, '\x80');
@@ -305,17 +302,6 @@ TEST_F(ProgramTest, SeveralStreamsAreWrittenAtOnce) {
   for (int i = 0; i < 3; ++i) y4m += "FRAME\n" + samples;
   EXPECT_TRUE(ReadText(stream_) == y4m);
   EXPECT_TRUE(ReadText(nv12) == samples + samples + samples);
-}
-
-TEST_F(ProgramTest, StreamGoesIntoANamedPipe) {
-  const PatternWindow window(picture_);
-  Process process(Program(), std::wstring(L"--class QuillPatternWindow --frames 4 --raw ") + kPipe);
-  const std::vector<uint8_t> bytes = ReadPipe(SIZE_MAX);
-  const ProcessResult result = process.Wait();
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
-  EXPECT_TRUE(Contains(result.out, "Waiting for the reader of"));
-  ASSERT_EQ(bytes.size(), 4 * kFrameBytes);
-  EXPECT_EQ(std::memcmp(&bytes[3 * kFrameBytes], picture_.pixels.data(), kFrameBytes), 0);
 }
 
 TEST_F(ProgramTest, ReaderThatGoesEndsTheRunAndTheOtherOutputsAreFinished) {
@@ -336,8 +322,8 @@ TEST_F(ProgramTest, ReaderThatGoesEndsTheRunAndTheOtherOutputsAreFinished) {
 TEST_F(ProgramTest, ScreenshotIsTakenAndNamedInJson) {
   const PatternWindow window(picture_);
   const std::filesystem::path path = temporary_ / L"shot \u00fc.png";
-  const ProcessResult result = GrabWindow(L"--json - --screenshot \"" + path.wstring() + L"\"");
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  const ProcessResult result =
+      ExpectSuccess(GrabWindow(L"--json - --screenshot \"" + path.wstring() + L"\""));
   ExpectPicture(path, picture_);
   EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1) << result.out;
   EXPECT_TRUE(Contains(result.out, "\"width\":301,\"height\":203,\"ratio\":1.0,\"new\":true,"));
@@ -350,8 +336,7 @@ TEST_F(ProgramTest, WindowThatAppearsIsWaitedFor) {
   ASSERT_TRUE(process.Prints("Waiting up to 30 s for the window"));
   EXPECT_FALSE(std::filesystem::exists(out_));
   const PatternWindow window(picture_);
-  const ProcessResult result = process.Wait();
-  EXPECT_EQ(result.exit_code, 0u) << result.err;
+  ExpectSuccess(process.Wait());
   ExpectPicture(out_ / "frame-0001.png", picture_);
 }
 

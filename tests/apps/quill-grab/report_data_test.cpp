@@ -73,18 +73,6 @@ TEST(BinnedSeriesTest, MissedPollsAreSpreadOverTheTimeInWhichTheyCameDue) {
   EXPECT_EQ(missed, (std::vector<uint64_t>{1, 2, 2, 2, 2, 0}));
 }
 
-// The width is the first power of two with 2048 * 128 s > three days.
-TEST(BinnedSeriesTest, NumberOfBinsIsBoundedOverDays) {
-  BinnedSeries series(1.0 / 64, 2048);
-  constexpr uint64_t kPolls = 3 * 86400;
-  for (uint64_t i = 0; i < kPolls; ++i) series.Add(Record(static_cast<double>(i), 1.0f));
-  EXPECT_LE(series.bins().size(), 2048u);
-  EXPECT_DOUBLE_EQ(series.bin_seconds(), 128.0);
-  uint64_t polls = 0;
-  for (const SeriesBin& bin : series.bins()) polls += bin.polls;
-  EXPECT_EQ(polls, kPolls);
-}
-
 TEST(SizeHistoryTest, EachStretchOfOneSizeHasASpan) {
   SizeHistory history;
   for (const FrameRecord& record :

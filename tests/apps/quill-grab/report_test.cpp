@@ -3,6 +3,10 @@
 
 #include "quill-grab/output/report/report.h"
 
+#include <windows.h>
+
+#include <wincrypt.h>
+
 #include <chrono>
 #include <ctime>
 #include <iomanip>
@@ -26,16 +30,12 @@ Json DataOf(const std::string& page) {
   return Json::parse(page.substr(begin, page.find("</script", begin) - begin));
 }
 
-std::vector<uint8_t> FromBase64(std::string_view text) {
-  const std::string_view digits =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::vector<uint8_t> bytes;
-  uint32_t bits = 0;
-  int count = 0;
-  for (const char c : text.substr(0, text.find('='))) {
-    bits = bits << 6 | static_cast<uint32_t>(digits.find(c));
-    if ((count += 6) >= 8) bytes.push_back(static_cast<uint8_t>(bits >> (count -= 8)));
-  }
+std::vector<uint8_t> FromBase64(const std::string& text) {
+  DWORD size = static_cast<DWORD>(text.size());
+  std::vector<uint8_t> bytes(size);
+  EXPECT_TRUE(CryptStringToBinaryA(text.c_str(), size, CRYPT_STRING_BASE64, bytes.data(), &size,
+                                   nullptr, nullptr));
+  bytes.resize(size);
   return bytes;
 }
 
@@ -119,7 +119,7 @@ TEST_F(ReportTest, PageShowsWhereAndWhenThePictureChanged) {
   const std::string prefix = "data:image/png;base64,";
   const std::string uri = picture["png"];
   ASSERT_EQ(uri.substr(0, prefix.size()), prefix);
-  const Picture png = DecodePng(FromBase64(std::string_view(uri).substr(prefix.size())));
+  const Picture png = DecodePng(FromBase64(uri.substr(prefix.size())));
   EXPECT_TRUE(png == Picture(64, 40, 0xFF3C3C3C));
 }
 

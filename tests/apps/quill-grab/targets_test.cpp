@@ -52,44 +52,26 @@ TEST(MatchWindowsTest, WindowsAreChosenByTitleAndClassIgnoringCase) {
   }
 }
 
-// A window with a frame for one test. It is hidden at first.
-class TitledWindow {
- public:
-  explicit TitledWindow(const wchar_t* title)
-      : handle_(CreateWindowExW(0, L"STATIC", title, WS_OVERLAPPEDWINDOW, 0, 0, 321, 234, nullptr,
-                                nullptr, nullptr, nullptr)) {
-    EXPECT_NE(handle_, nullptr);
-  }
-  ~TitledWindow() { DestroyWindow(handle_); }
-  TitledWindow(const TitledWindow&) = delete;
-  TitledWindow& operator=(const TitledWindow&) = delete;
-
-  HWND handle() const { return handle_; }
-  void Show() const { ShowWindow(handle_, SW_SHOWNA); }
-
- private:
-  HWND handle_;
-};
+PatternWindow WindowTitled(const wchar_t* title) {
+  return PatternWindow(MakePattern(321, 234), {.title = title});
+}
 
 TEST(ListWindowsTest, VisibleWindowIsListedWithTitleClassAndSize) {
   const Options options = Titled("quill-grab list \u00df");
-  {
-    const TitledWindow window(L"quill-grab list \u00df");
-    EXPECT_TRUE(MatchWindows(ListWindows(), options).empty());
-    window.Show();
-    const std::vector<WindowInfo> found = MatchWindows(ListWindows(), options);
-    ASSERT_EQ(found.size(), 1u);
-    EXPECT_EQ(found[0].handle, window.handle());
-    EXPECT_EQ(found[0].class_name, "Static");
-    EXPECT_EQ(found[0].width, 321);
-    EXPECT_EQ(found[0].height, 234);
-    EXPECT_EQ(FindTarget(options).window, window.handle());
-  }
+  PatternWindow window = WindowTitled(L"quill-grab list \u00df");
+  const std::vector<WindowInfo> found = MatchWindows(ListWindows(), options);
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0].handle, window.handle());
+  EXPECT_EQ(found[0].class_name, "QuillPatternWindow");
+  EXPECT_EQ(found[0].width, 321);
+  EXPECT_EQ(found[0].height, 234);
+  EXPECT_EQ(FindTarget(options).window, window.handle());
+  window.SetState(SW_HIDE);
   EXPECT_TRUE(MatchWindows(ListWindows(), options).empty());
 }
 
 TEST(ListWindowsTest, ControlCharactersOfATitleBecomeSpaces) {
-  const TitledWindow window(L"quill-grab\r\nbreak \x1b[31m \x7f \x9b end \u00df");
+  const PatternWindow window = WindowTitled(L"quill-grab\r\nbreak \x1b[31m \x7f \x9b end \u00df");
   Options options;
   options.window = reinterpret_cast<uintptr_t>(window.handle());
   const std::string description = FindTarget(options).description;
@@ -108,10 +90,9 @@ TEST(ListMonitorsTest, PrimaryMonitorIsFirst) {
 }
 
 TEST(FindTargetTest, TopmostOfSeveralWindowsIsTakenWithANotice) {
-  const TitledWindow windows[] = {TitledWindow(L"quill-grab twins"),
-                                  TitledWindow(L"quill-grab twins")};
-  for (const TitledWindow& window : windows) window.Show();
-  for (const TitledWindow& top : windows) {
+  const PatternWindow windows[] = {WindowTitled(L"quill-grab twins"),
+                                   WindowTitled(L"quill-grab twins")};
+  for (const PatternWindow& top : windows) {
     SetWindowPos(top.handle(), HWND_TOP, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
     const Target target = FindTarget(Titled("quill-grab twins"));
     EXPECT_EQ(target.window, top.handle());
