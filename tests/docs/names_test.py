@@ -12,6 +12,8 @@ import sys
 
 FOREIGN = {".git", "build"}
 NAME = r"(?:is_)?wgc_[a-z0-9_]+|WGC_[A-Z_]+"
+MARKED = re.compile(rf"`({NAME}|(?!Windows\.)[A-Z]\w+\.[A-Z]\w+)(?:\([^`]*\))?`")
+CASE = re.compile(r"\bTEST(?:_\w+)?\(\s*(\w+),\s*(\w+)\)")
 COMMENT = re.compile(r"/\*.*?\*/", re.DOTALL)
 
 
@@ -36,10 +38,12 @@ def main():
     used = [(header, name) for comment in COMMENT.findall(text)
             for name in re.findall(rf"\b({NAME})\b", comment)]
     for page in markdown_files(root):
-        marked = re.findall(rf"`({NAME})(?:\([^`]*\))?`", page.read_text(encoding="utf-8"))
+        marked = MARKED.findall(page.read_text(encoding="utf-8"))
         used += [(page, name) for name in marked]
+    cases = {f"{suite}.{case}" for source in (root / "tests").rglob("*.cpp")
+             for suite, case in CASE.findall(source.read_text(encoding="utf-8"))}
     wrong = sorted({f"{path.relative_to(root)}: there is no {name}"
-                    for path, name in used if name not in declared})
+                    for path, name in used if name not in declared | cases})
     if wrong:
         sys.exit("\n".join(wrong))
 
