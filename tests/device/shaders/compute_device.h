@@ -46,7 +46,7 @@ class ComputeDevice {
 
   // Texels of `texel_size` bytes, rows packed.
   Input MakeInput(UINT width, UINT height, DXGI_FORMAT format, const void* texels, UINT texel_size);
-  // Formats: R8_UINT, R16_UINT, R32_SINT. Every texel holds the same value, or `values` its own.
+  // Formats: R8_UINT, R16_UINT, R32_SINT. `values` holds one value per texel.
   OutputTexture MakeOutput(UINT width, UINT height, DXGI_FORMAT format,
                            const std::vector<uint32_t>& values);
   // Words seen through a view of the first `viewed` of them.

@@ -57,8 +57,7 @@ struct Run {
   DXGI_FORMAT format = DXGI_FORMAT_R8_UINT;
 };
 
-// One value per tile, in a texture with room for more, as the engine's is: a Picture, as it is not
-// the program's matter what the values are.
+// One value per tile, in a texture with room for more, as the engine's is.
 using Tiles = Picture;
 
 // The flag words after the pass, each of which held kUntouched.

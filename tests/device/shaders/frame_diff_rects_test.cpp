@@ -89,7 +89,7 @@ uint32_t MeasureOfChange(uint32_t from, uint32_t to, DXGI_FORMAT output = DXGI_F
   return Measure(before, after, output).At(0, 0);
 }
 
-TEST(FrameDiffRects, OfAChangedPixelGives230ForEachWholeChannelThatItsDifferencesBegin) {
+TEST(FrameDiffRects, AChangedPixelGives230ForEachBegunChannelOfTheSumOfItsDifferences) {
   struct Case {
     uint32_t from, to, measure;
   };
@@ -109,7 +109,7 @@ TEST(FrameDiffRects, OfAChangedPixelGives230ForEachWholeChannelThatItsDifference
   }
 }
 
-TEST(FrameDiffRects, AnEightBitTexelHoldsTheMeasureClampedTo255AndASixteenBitTexelAllOfIt) {
+TEST(FrameDiffRects, AnEightBitTexelClampsTheMeasureTo255AndASixteenBitTexelHoldsItAll) {
   for (const auto& [pixel, expected] :
        {std::pair{0xff000001u, 230u}, {0xff0001ffu, 255u}, {kWhite, 255u}, {kBlack, 0u}}) {
     EXPECT_EQ(MeasureOfChange(kBlack, pixel, DXGI_FORMAT_R8_UINT), expected);

@@ -23,7 +23,7 @@ TEST_ON_OWN_THREAD(BufferOutput, FollowsAWindowThatRepaintsAndResizes) {
   }
 }
 
-TEST_ON_OWN_THREAD(BufferOutput, OfTheMonitorShowsTheWindowsOnIt) {
+TEST_ON_OWN_THREAD(BufferOutput, ShowsTheWindowsOnACapturedMonitor) {
   const Picture picture = MakePattern(160, 120, 7);
   const PatternWindow window(picture, {.position = {300, 200}});
   const HMONITOR monitor = MonitorFromWindow(window.handle(), MONITOR_DEFAULTTOPRIMARY);
@@ -118,7 +118,7 @@ TEST_ON_OWN_THREAD(TextureOutput, HasTheWindowsPixelsOnTheSessionsDeviceInANewTe
   EXPECT_EQ(session.ReadTexture(old_poll).width, 161u);
 }
 
-TEST_ON_OWN_THREAD(Outputs, SwitchWhileRunningAlsoWhenTheWindowGrewInTextureOutput) {
+TEST_ON_OWN_THREAD(Outputs, CanBeSwitchedWhileRunningEvenIfTheWindowGrewInTextureOutput) {
   const PlatformSetting every_tick(L"SendUnchangedFrames", 1);
   const Picture small = MakePattern(64, 48, 1);
   const Picture large = MakePattern(700, 500, 2);

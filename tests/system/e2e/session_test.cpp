@@ -34,7 +34,7 @@ class CallTrace {
   }
 };
 
-TEST_ON_OWN_THREAD(Start, CallsThePlatformAndLogs) {
+TEST_ON_OWN_THREAD(Start, MakesItsCallsInOrderAndLogsThem) {
   const PatternWindow window(MakePattern(200, 100));
   Session session(window.handle());
   EXPECT_FALSE(session.IsRunning());
@@ -53,7 +53,7 @@ TEST_ON_OWN_THREAD(Start, CallsThePlatformAndLogs) {
   EXPECT_NE(session.Device(), nullptr);
 }
 
-TEST_ON_OWN_THREAD(Start, OfAMonitorAppliesTheSwitchesSetBefore) {
+TEST_ON_OWN_THREAD(Start, OfAMonitorAppliesSwitchesThatWereSetBefore) {
   Session session(MonitorFromPoint({0, 0}, MONITOR_DEFAULTTOPRIMARY));
   Wgc().wgc_enable_cursor(session.get(), true);
   Wgc().wgc_show_border(session.get(), true);
@@ -91,7 +91,7 @@ TEST(Start, OfAnInvalidTargetFailsAndLeavesNothing) {
 }
 
 // The thread has its dispatcher queue already.
-TEST_ON_OWN_THREAD(Start, ASecondTimeFailsAndTheCaptureGoesOn) {
+TEST_ON_OWN_THREAD(Start, FailsASecondTimeAndTheCaptureGoesOn) {
   Capture capture(MakePattern(96, 64, 1), true);
   ID3D11Device* const device = capture.session.Device();
   EXPECT_FALSE(capture.session.Start());
@@ -112,7 +112,7 @@ TEST_ON_OWN_THREAD(Session, EndsWithItsWindowAndKeepsTheLastFrame) {
   EXPECT_TRUE(SamePixels(capture.session.PollOnce(), picture));
 }
 
-TEST_ON_OWN_THREAD(Session, AtItsEndRevokesItsEventsClosesItsObjectsAndReleasesTheDevice) {
+TEST_ON_OWN_THREAD(Session, DestroyingRevokesEventsClosesObjectsAndReleasesTheDevice) {
   Capture capture(MakePattern(80, 60), true);
   const Ref<ID3D11Device> device(capture.session.Device());
   CallTrace trace;
@@ -122,7 +122,7 @@ TEST_ON_OWN_THREAD(Session, AtItsEndRevokesItsEventsClosesItsObjectsAndReleasesT
   EXPECT_EQ(References(device.Get()), 1u);
 }
 
-TEST(Session, MakesThePoolAnewOnceForAFrameOfAnotherSize) {
+TEST(Session, RecreatesThePoolOnceForAFrameOfAnotherSize) {
   for (const bool texture : {false, true}) {
     OnOwnThread([texture] {
       Capture capture(MakePattern(200, 100, 1));
@@ -139,7 +139,7 @@ TEST(Session, MakesThePoolAnewOnceForAFrameOfAnotherSize) {
   }
 }
 
-TEST_ON_OWN_THREAD(Switches, OfCursorAndBorderReachALiveSessionAtOnce) {
+TEST_ON_OWN_THREAD(Switches, TakeEffectOnALiveSessionAtOnce) {
   Capture capture(MakePattern(80, 60));
   void* const session = capture.session.get();
   LogRecorder log;
@@ -154,7 +154,7 @@ TEST_ON_OWN_THREAD(Switches, OfCursorAndBorderReachALiveSessionAtOnce) {
                                 Info("Set show border"), Info("Set hide border")}));
 }
 
-TEST_ON_OWN_THREAD(Switches, OfPropertiesThatThePlatformLacksAreRefused) {
+TEST_ON_OWN_THREAD(Switches, AreRefusedWhereThePlatformLacksTheProperty) {
   const PlatformSetting without_cursor(L"WithoutCursorProperty", 1);
   const PlatformSetting without_border(L"WithoutBorderProperty", 1);
   LogRecorder log;
