@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 
 // standin-check [DLL...]
-// Run in a Wine prefix: ends with 0 when its programs get the stand-in and none of the DLLs from
-// Wine, else names what they get instead and ends with 1. Wine may bring DLLs and classes of the
-// same names.
+// Runs in a Wine prefix. Ends with 0 when programs there get the stand-in and none of the DLLs from
+// Wine, which may have DLLs and classes of the same names; otherwise names what they get instead
+// and ends with 1.
 #include <activation.h>
 #include <roapi.h>
 #include <winstring.h>
@@ -59,7 +59,7 @@ int main(int argc, char** argv) {
   bool ours = IsOurs(LoadLibraryW(L"CoreMessaging.dll"), "CoreMessaging.dll");
   ours = IsOurs(LoadLibraryW(L"d3d11.dll"), "d3d11.dll") && ours;
   for (int i = 1; i < argc; ++i) ours = IsOurs(LoadLibraryA(argv[i]), argv[i]) && ours;
-  // Wine's DLL in the place of ours faults when it is asked for a class.
+  // Wine's DLL crashes when it is asked for a class in place of ours.
   if (!ours) return 1;
   for (const std::wstring_view name :
        {L"Windows.Foundation.Metadata.ApiInformation",

@@ -34,7 +34,7 @@ void Trace(const char* format, ...) {
 
 }  // namespace standin
 
-// From here on this process's calls are noted.
+// Starts recording this process's calls.
 extern "C" void StandinStartTrace() {
   const std::lock_guard lock(standin::mutex);
   standin::calls.clear();

@@ -5,7 +5,8 @@
 
 namespace standin {
 
-// Notes a call of the host's with its plain arguments, printf-style, when a trace is being taken.
+// Records a call of the host's with its plain arguments, printf-style, while a trace is being
+// taken.
 __attribute__((format(printf, 1, 2))) void Trace(const char* format, ...);
 
 }  // namespace standin

@@ -25,7 +25,7 @@ HRESULT CaptureItem::get_DisplayName(HSTRING* value) {
   return WindowsCreateString(name.c_str(), static_cast<UINT32>(name.size()), value);
 }
 
-// The size at the time of the call; the one told last when the target has gone.
+// The size at the time of the call; the last known one when the target has gone.
 HRESULT CaptureItem::get_Size(SizeInt32* value) {
   Trace("get_Size");
   if (!value) return E_POINTER;
@@ -50,8 +50,8 @@ HRESULT CaptureItem::remove_Closed(EventRegistrationToken token) {
   return S_OK;
 }
 
-// The watcher refers to the item weakly: an item that the host drops must not live on because of
-// it.
+// The watcher refers to the item weakly, so that it does not keep alive an item that the host
+// drops.
 HRESULT CaptureItem::WatchTarget() {
   const std::lock_guard lock(mutex_);
   if (watched_) return S_OK;

@@ -43,13 +43,13 @@ bool CaptureLoop::Tick() {
     return true;
   }
   if (!frames->WantsPicture()) return true;
-  // Until it is painted, a window that is shown again is black.
+  // A window that is shown again is black until it has painted.
   if (shown_anew_ && !target->IsPainted()) return true;
   shown_anew_ = false;
   const int generation = frames->Generation();
   if (!picture_) picture_ = std::make_shared<Picture>();
   if (!camera_.Take(*target, *cursor, *picture_)) return true;
-  // Minimised meanwhile, it has left an icon's picture in a corner of a black one.
+  // If the window was minimised meanwhile, the picture is black with an icon in a corner.
   if (!target->IsShown()) {
     shown_anew_ = true;
     return true;
@@ -62,7 +62,7 @@ bool CaptureLoop::Tick() {
   return true;
 }
 
-// After Recreate the same picture is sent again: the new buffers have not seen it.
+// After Recreate the same picture is sent again: the new buffers do not hold it.
 bool CaptureLoop::WasSent(const Picture& picture, int generation) const {
   return last_sent_ && generation == last_generation_ && ShowsTheSame(picture, *last_sent_);
 }

@@ -36,7 +36,7 @@ class CaptureSession
   HRESULT STDMETHODCALLTYPE Close() override;
 
  private:
-  // A platform without a property has a session without its interface.
+  // Where the platform lacks a property, its sessions lack the interface.
   void* FindInterface(REFIID iid) override;
 
   const Ref<ABI::Windows::Graphics::Capture::IGraphicsCaptureItem> item_;

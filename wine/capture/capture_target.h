@@ -30,7 +30,7 @@ class CaptureTarget {
   virtual bool CopyTo(HDC destination, SIZE size) const = 0;
 };
 
-// Null when the handle is none that can be captured.
+// Null when the handle is of nothing that can be captured.
 std::shared_ptr<CaptureTarget> MakeWindowTarget(HWND window);
 std::shared_ptr<CaptureTarget> MakeMonitorTarget(HMONITOR monitor);
 

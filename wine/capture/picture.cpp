@@ -10,7 +10,7 @@
 namespace standin {
 namespace {
 
-// Cursors of other processes have no picture that Wine would give out: those become the arrow.
+// Wine gives out no picture of another process's cursor: it becomes the arrow.
 HCURSOR Drawable(HCURSOR cursor, ICONINFO& icon) {
   if (GetIconInfo(cursor, &icon)) return cursor;
   const HCURSOR arrow = LoadCursor(nullptr, IDC_ARROW);

@@ -14,14 +14,15 @@ class WindowTarget : public CaptureTarget {
  public:
   explicit WindowTarget(HWND window) : window_(window) {}
 
-  // Handles come again too, but only after some 65 000 further windows, when all who watch this one
-  // have long seen it gone.
+  // Window handles are reused, but only after some 65 000 further windows: by then everyone who
+  // watches this one has seen it go.
   bool Exists() const override { return IsWindow(window_); }
 
   bool IsShown() const override { return IsWindowVisible(window_) && !IsIconic(window_); }
 
   // The update region is emptied when painting begins, not when it ends. The window's thread
-  // answers between two messages: neither while it shows the window nor while it paints.
+  // answers between two messages only, and so neither while it shows the window nor while it
+  // paints.
   bool IsPainted() const override {
     return ThreadAnswers() && !GetUpdateRect(window_, nullptr, FALSE) && ThreadAnswers();
   }

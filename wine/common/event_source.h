@@ -42,8 +42,8 @@ class EventSource {
     removed.swap(handlers_);
   }
 
-  // Calls the handlers registered now, outside the lock. What they return concerns nobody: an event
-  // source has no one to report it to.
+  // Calls the handlers registered now, outside the lock. Their results are ignored: there is nobody
+  // to report them to.
   template <class Sender>
   void Raise(Sender* sender, IInspectable* arguments) {
     std::vector<Entry> handlers;

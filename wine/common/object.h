@@ -92,7 +92,7 @@ class WeakReference : public Object<IWeakReference> {
   WeakReference(std::shared_ptr<StrongCount> count, IUnknown* object)
       : count_(std::move(count)), object_(object) {}
 
-  // A target that is gone is no failure: S_OK and null.
+  // Gives S_OK and null when the target is gone.
   HRESULT STDMETHODCALLTYPE Resolve(REFIID iid, IInspectable** result) override {
     if (!result) return E_POINTER;
     *result = nullptr;

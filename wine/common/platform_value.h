@@ -7,8 +7,8 @@
 
 namespace standin {
 
-// A DWORD under HKEY_CURRENT_USER\Software\libquill-wgc\Capture, by which the prefix says how the
-// platform behaves; `fallback` when it is absent. README.md describes the values.
+// A DWORD under HKEY_CURRENT_USER\Software\libquill-wgc\Capture that chooses how the platform
+// behaves; `fallback` when it is absent. README.md describes the values.
 inline DWORD PlatformValue(const wchar_t* name, DWORD fallback) {
   DWORD value = 0;
   DWORD size = sizeof(value);

@@ -59,7 +59,7 @@ Ref<DispatcherQueue> DispatcherQueue::ForCurrentThread() {
   Registry& registry = GetRegistry();
   const std::lock_guard lock(registry.mutex);
   const auto found = registry.queues.find(GetCurrentThreadId());
-  // A queue whose last reference is just going away on another thread is as good as none.
+  // A queue whose last reference another thread is just releasing counts as none.
   if (found == registry.queues.end() || !found->second->Count()->AddIfAlive()) return {};
   return Ref<DispatcherQueue>::Attach(found->second);
 }
@@ -85,7 +85,7 @@ DispatcherQueue::~DispatcherQueue() {
     if (found != registry.queues.end() && found->second == this) registry.queues.erase(found);
   }
   if (!window_) return;
-  // Only the owning thread can destroy a window; elsewhere it is asked to.
+  // Only the owning thread can destroy a window; other threads ask it to.
   if (GetCurrentThreadId() == thread_id_) {
     DestroyWindow(window_);
   } else {
@@ -146,7 +146,7 @@ HRESULT DispatcherQueue::TryEnqueue(IDispatcherQueueHandler* callback, boolean* 
   return S_OK;
 }
 
-// Work runs in the order of the thread's messages; priorities are not told apart.
+// Work runs in the order of the thread's messages; priorities are ignored.
 HRESULT DispatcherQueue::TryEnqueueWithPriority(DispatcherQueuePriority,
                                                 IDispatcherQueueHandler* callback,
                                                 boolean* result) {

@@ -16,9 +16,9 @@ namespace standin {
 // The queue of one thread: work that any thread enqueues and the owning thread runs, one piece per
 // message, when its message loop dispatches the queue's message-only window.
 //
-// Its thread keeps it until the thread ends. Where the registry value QueueEndsWithController says
-// so, it lives only as long as something refers to it (controllers, frame pools). Work enqueued
-// once its thread has ended is refused.
+// The thread keeps its queue until it ends. With the registry value QueueEndsWithController the
+// queue lives only as long as something refers to it (controllers, frame pools). Work is refused
+// once the thread has ended.
 class DispatcherQueue : public RuntimeObject<ABI::Windows::System::IDispatcherQueue> {
  public:
   // Makes the calling thread's queue. RPC_E_WRONG_THREAD when the thread has one already.

@@ -134,7 +134,22 @@ std::vector<uint32_t> ComputeDevice::Read(const OutputTexture& texture) {
 }
 
 std::vector<uint32_t> ComputeDevice::Read(const OutputBuffer& words) {
-  return ReadBuffer(d3d_, words.resource.get());
+  D3D11_BUFFER_DESC description;
+  words.resource->GetDesc(&description);
+  description.Usage = D3D11_USAGE_STAGING;
+  description.BindFlags = 0;
+  description.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
+  description.MiscFlags = 0;
+  winrt::com_ptr<ID3D11Buffer> staging;
+  winrt::check_hresult(d3d_.device->CreateBuffer(&description, nullptr, staging.put()));
+  d3d_.context->CopyResource(staging.get(), words.resource.get());
+
+  D3D11_MAPPED_SUBRESOURCE mapped = {};
+  winrt::check_hresult(d3d_.context->Map(staging.get(), 0, D3D11_MAP_READ, 0, &mapped));
+  const auto* const first = static_cast<const uint32_t*>(mapped.pData);
+  const std::vector<uint32_t> result(first, first + description.ByteWidth / sizeof(uint32_t));
+  d3d_.context->Unmap(staging.get(), 0);
+  return result;
 }
 
 }  // namespace shader_test
