@@ -132,7 +132,7 @@ def readings(files):
     yield from tidy("mingw", library, groups)
 
     windows = ["--target=x86_64-w64-mingw32", *library, "-isystembuild/mingw/apps/quill-grab/cli11",
-               "-isystembuild/mingw/apps/quill-grab/json",
+               "-isystembuild/mingw/apps/quill-grab/json", "-isystembuild/mingw/exports",
                "-D_WIN32_WINNT=0x0A00", "-DUNICODE", "-D_UNICODE",
                "'-DQUILL_GRAB_TEST_VERSION=\"\"'",
                "-Iapps", "-Iwine", "-Ibench/frames", "-Ibench/shaders"]

@@ -49,7 +49,7 @@ class Console {
   std::string progress_;
 };
 
-// "[#####.....] TEXT", cut to fewer than columns characters, as the last column would wrap.
+// "[#####.....] TEXT", cut to fewer than columns characters, because the last column wraps.
 std::string ProgressLine(double completion, std::string_view text, int columns);
 
 }  // namespace quill_grab

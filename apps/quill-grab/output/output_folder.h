@@ -10,17 +10,17 @@
 
 namespace quill_grab {
 
-// The folder that frames and the summary are written to. A file gets its final name only when all
-// of it is on disk, so whatever ends the run, no file under a final name is incomplete.
+// The folder that frames and the summary are written to. Files under their final names are complete
+// however the run ends.
 class OutputFolder {
  public:
-  // Creates the folder where needed and writes a trial file; throws GrabError. path is UTF-8.
+  // Creates the folder if there is none and writes a trial file. path is UTF-8. Throws GrabError.
   explicit OutputFolder(const std::string& path);
 
   // Files like frame-0001.png of an earlier run.
   size_t CountFrameFiles() const;
 
-  // Throws GrabError; then nothing is left under this name that was not there before.
+  // Throws GrabError; then an earlier file of this name is as before.
   void Write(const std::string& name, std::span<const uint8_t> bytes) const;
 
  private:

@@ -10,16 +10,16 @@
 
 namespace quill_grab {
 
-// Writes a file that gets its name only when all of it is on disk, in place of one that had the
-// name before. Throws GrabError; then nothing is left that was not there before. remedy ends the
-// error's text: "choose another file with --screenshot".
+// Writes a file under a temporary name and renames it when it is complete. Replaces an earlier file
+// of that name. Throws GrabError; then it leaves nothing behind. remedy ends the error's text:
+// "choose another file with --screenshot".
 void WriteWholeFile(const std::filesystem::path& path, std::span<const uint8_t> bytes,
                     const std::string& remedy);
 
-// Throws the error that WriteWholeFile would, as far as a file of one byte shows it.
+// Throws the error that WriteWholeFile would throw, as far as writing one byte shows it.
 void CheckWritable(const std::filesystem::path& path, const std::string& remedy);
 
-// For every output: "cannot write PATH: WHY: REMEDY".
+// The error of every output: "cannot write PATH: WHY: REMEDY".
 [[noreturn]] void FailToWrite(const std::string& name, unsigned long error,
                               const std::string& remedy);
 

@@ -48,7 +48,7 @@ void SetLogSink(Console* console, bool verbose) {
   start = std::chrono::steady_clock::now();
 }
 
-// The text ends at its NUL; length is not reliable for long lines.
+// Takes the text up to its NUL, because the length is not reliable for long lines.
 void OnLogLine(int level, const char* text, size_t) {
   try {
     const std::lock_guard lock(sink_mutex);
@@ -57,7 +57,7 @@ void OnLogLine(int level, const char* text, size_t) {
       sink_console->PrintLine(std::string("log ") + LogLevelName(level) + ": " + text);
     }
   } catch (...) {
-    // Out of memory: the line is lost, as nothing may leave a log callback.
+    // Out of memory: the line is lost, because no exception may leave a log callback.
   }
 }
 

@@ -22,18 +22,18 @@ constexpr size_t kKeptLogLines = 1000;
 // "info", "warning" or "error".
 const char* LogLevelName(int level);
 
-// Receives the library's log lines. The library's callback carries no context, so there is one sink
-// for the process: it keeps the first kKeptLogLines lines and the last error and, when verbose,
-// prints every line on console. Forgets what it has kept.
+// Prepares the sink for the log lines of one run. The library's callback has no context, so the
+// process has one sink. It keeps the first kKeptLogLines lines and the last error and, when
+// verbose, prints every line to console.
 void SetLogSink(Console* console, bool verbose);
 
-// A WgcLogCallback. Any thread; throws nothing.
+// A WgcLogCallback, for any thread. Throws nothing.
 void OnLogLine(int level, const char* text, size_t length);
 
 // The last line of level error, or an empty text.
 std::string LastLoggedError();
 
-// The lines kept.
+// The lines that were kept.
 std::vector<LogLine> LoggedLines();
 
 }  // namespace quill_grab

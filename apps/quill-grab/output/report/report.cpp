@@ -27,7 +27,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr char kRemedy[] = "choose another file with --report";
-constexpr double kRatioBinSeconds = 1.0 / 64;  // holds apart up to 64 polls a second at first
+constexpr double kRatioBinSeconds = 1.0 / 64;  // separates up to 64 polls a second at first
 constexpr size_t kRatioBins = 2048;
 constexpr double kRateBinSeconds = 1.0;
 constexpr size_t kRateBins = 512;
@@ -40,7 +40,7 @@ double Round(double value) {
 }
 
 // Of libquill-wgc.dll, from its version resource; null when it is not loaded. Reading the loaded
-// resource spares the import of version.dll.
+// resource avoids importing version.dll.
 Json LibraryVersion() {
   const HMODULE library = GetModuleHandleW(L"libquill-wgc.dll");
   if (library == nullptr) return nullptr;
@@ -75,7 +75,7 @@ Json SizeJson(const FrameSize& size) {
 
 Json FiguresJson(const RunResult& result) {
   const Summary& summary = result.summary;
-  // Between polls lies one interval less than there are polls.
+  // There is one interval less than there are polls.
   const double achieved = summary.polls() > 1 && result.seconds > 0
                               ? static_cast<double>(summary.polls() - 1) / result.seconds
                               : 0.0;
@@ -246,7 +246,7 @@ std::string Report::Data(const RunResult& result) const {
       {"heat", HeatJson(heat_)},
       {"log", LogJson(result.log)},
   };
-  // A log text that the library cut may end in the middle of a character.
+  // A log text that the library has cut may end in the middle of a character.
   return data.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 

@@ -51,7 +51,7 @@ struct SizeSpan {
   uint64_t new_frames;
 };
 
-// The sizes in the order of time: the first kKeptSpans spans, the others are counted.
+// The sizes in the order of time. Keeps the first kKeptSpans spans and counts the others.
 class SizeHistory {
  public:
   static constexpr size_t kKeptSpans = 200;
@@ -74,7 +74,8 @@ struct Gap {
   double length() const { return to - from; }
 };
 
-// Stretches of more than kMinSeconds without a new frame: the kKeptGaps longest, and all counted.
+// Stretches of more than kMinSeconds without a new frame. Keeps the kKeptGaps longest and counts
+// all.
 class GapList {
  public:
   static constexpr double kMinSeconds = 1.0;

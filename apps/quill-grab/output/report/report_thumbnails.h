@@ -11,7 +11,7 @@
 
 namespace quill_grab {
 
-// A frame made small.
+// A shrunk frame.
 struct Thumbnail {
   double seconds;
   float ratio;
@@ -24,8 +24,8 @@ struct Thumbnail {
   }
 };
 
-// Keeps the frames of greatest change. The run is divided into spans of equal length, whose number
-// stays bounded as their length doubles; of each span the first frame with its largest ratio stays.
+// Keeps the frames of greatest change: of each of several equally long spans of the run, the first
+// frame with the largest ratio. The number of spans stays bounded, because their length doubles.
 // The thread must have initialised COM.
 class ThumbnailPicker {
  public:
@@ -36,8 +36,8 @@ class ThumbnailPicker {
 
   void Offer(double seconds, float ratio, const PixelView& frame);  // throws GrabError
 
-  // At most kPicked in the order of time: those with the largest ratios in whole per cent, and
-  // among equals those that lie farthest from the others.
+  // At most kPicked in the order of time: those with the largest ratios in whole per cent, and of
+  // equal ones those that are farthest from the others.
   std::vector<Thumbnail> Picked() const;
 
  private:

@@ -22,7 +22,7 @@ bool ColoursDiffer(const uint8_t* a, const uint8_t* b, uint32_t pixels) {
   return false;
 }
 
-// Sets changed of each tile column in which the two rows of pixels differ.
+// Sets changed for each tile column in which the two rows of pixels differ.
 void MarkChanges(const uint8_t* a, const uint8_t* b, uint32_t width, std::vector<bool>& changed) {
   for (uint32_t column = 0; column < changed.size(); ++column) {
     if (changed[column]) continue;
@@ -53,7 +53,7 @@ void TileHeat::Add(const PixelView& frame) {
   previous_size_ = size;
 }
 
-// Takes over the rows that differ on the way.
+// Copies the rows that differ into previous_.
 void TileHeat::Compare(const PixelView& frame, HeatMap& map) {
   const size_t row_bytes = size_t{frame.width} * 4;
   std::vector<bool> changed(map.columns);

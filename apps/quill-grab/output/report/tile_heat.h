@@ -26,7 +26,8 @@ struct HeatMap {
 // library's own comparison. A frame of another size than the one before is compared with nothing.
 class TileHeat {
  public:
-  // The sizes beyond these lose the map with the fewest frames, as while a window is dragged wider.
+  // When there are more sizes, as while a window is being resized, the map with the fewest frames
+  // is discarded.
   static constexpr size_t kKeptMaps = 16;
 
   void Add(const PixelView& frame);
