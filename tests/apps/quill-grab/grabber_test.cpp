@@ -106,13 +106,6 @@ constexpr FrameSize kNone{0, 0};
 constexpr FrameSize kSmall{8, 6};
 constexpr FrameSize kLarge{16, 12};
 
-TEST(IsNewFrameTest, RatioFirstFrameAndSizeMakeAFrameNew) {
-  EXPECT_TRUE(IsNewFrame(0.01f, kSmall, kSmall));
-  EXPECT_FALSE(IsNewFrame(0.0f, kSmall, kSmall));
-  EXPECT_TRUE(IsNewFrame(0.0f, kSmall, std::nullopt));
-  EXPECT_TRUE(IsNewFrame(0.0f, kSmall, kLarge));
-}
-
 // What the library reports at one poll. The size kNone means no frame.
 struct Step {
   FrameSize size;
