@@ -15,12 +15,12 @@ FEWEST_ROWS = {"unchanged": 32, "changed": 32}
 CALLS = {
     "idle": {"PeekMessageW": 1},
     "buffer": {"PeekMessageW": 2, "Context::CopyResource": 1, "Context::Map": 1,
-               "Texture::GetDesc": 3},
+               "Resource::GetDesc": 3},
     "unchanged": {"PeekMessageW": 2, "Context::CopyResource": 4, "Context::Map": 1,
-                  "Context::Dispatch": 3, "Texture::GetDesc": 4},
+                  "Context::Dispatch": 3, "Resource::GetDesc": 4},
     "changed": {"PeekMessageW": 2, "Context::CopyResource": 4, "Context::Map": 2,
-                "Context::Dispatch": 3, "Texture::GetDesc": 4},
-    "texture": {"PeekMessageW": 2, "Context::CopyResource": 1, "Texture::GetDesc": 1},
+                "Context::Dispatch": 3, "Resource::GetDesc": 4},
+    "texture": {"PeekMessageW": 2, "Context::CopyResource": 1, "Resource::GetDesc": 1},
 }
 COUNTED_CALLS = sorted({name for calls in CALLS.values() for name in calls})
 

@@ -137,7 +137,7 @@ def readings(files):
                "'-DQUILL_GRAB_TEST_VERSION=\"\"'",
                "-Iapps", "-Iwine", "-Ibench/frames", "-Ibench/shaders"]
     linux = ["-fshort-wchar", "-DWINE_UNICODE_NATIVE", "-isystem/usr/include/wine/wine/windows",
-             "-Iprojection/native"]
+             "-Iprojection/native", "-isystembuild/native/tests/native/platform/generated"]
     tests = [name for name in sources if name.startswith(("bench/", "tests/"))]
     native = [name for name in tests
               if name.startswith(NATIVE) and not name.startswith(EVERYWHERE)

@@ -112,7 +112,7 @@ class Instructions(unittest.TestCase):
             self.assertEqual(len(self.check(601 + 40 * 32, 0, mode)), 1)
 
     def test_calls(self):
-        calls = {"PeekMessageW": 2, "Context::CopyResource": 1, "Texture::GetDesc": 1}
+        calls = {"PeekMessageW": 2, "Context::CopyResource": 1, "Resource::GetDesc": 1}
 
         def check(**more):
             made = dict(calls, **{f"Context::{name}": count for name, count in more.items()})
