@@ -24,17 +24,16 @@ class LogTexts : public SessionTest {
 };
 
 TEST_F(LogTexts, StartLogsTheSwitches) {
-  for (const bool on : {false, true}) {
+  for (const auto& [cursor, border] :
+       {std::pair{false, false}, {true, false}, {false, true}, {true, true}}) {
     Session session;
-    if (on) {
-      ASSERT_TRUE(session.EnableCursor(true));
-      ASSERT_TRUE(session.ShowBorder(true));
-    }
+    ASSERT_TRUE(session.EnableCursor(cursor));
+    ASSERT_TRUE(session.ShowBorder(border));
     TakeLog();
     ASSERT_TRUE(session.Start());
     EXPECT_EQ(TakeLog(), (Log{{kInfo, "WgcCaptureSession::Start"},
-                              {kInfo, on ? "Wgc cursor Enable " : "Wgc cursor Disable "},
-                              {kInfo, on ? "Wgc border Enable " : "Wgc border Disable "},
+                              {kInfo, cursor ? "Wgc cursor Enable " : "Wgc cursor Disable "},
+                              {kInfo, border ? "Wgc border Enable " : "Wgc border Disable "},
                               {kInfo, "Wgc session started."}}));
   }
 }
