@@ -12,6 +12,7 @@ namespace quill_grab {
 
 // The functions of libquill-wgc.dll, each under its name.
 struct Library {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a declaration takes no parentheses around its name.
 #define QUILL_GRAB_FUNCTION(name) decltype(&::name) name;
   QUILL_WGC_EXPORTS(QUILL_GRAB_FUNCTION)
 #undef QUILL_GRAB_FUNCTION
