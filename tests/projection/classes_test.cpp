@@ -2,27 +2,16 @@
 // SPDX-License-Identifier: MIT
 
 // The classes of the capture platform: what a call passes on, and what it makes of the answer.
-#include <gtest/gtest.h>
-
 #include <chrono>
 
 #include "projection/test_objects.h"
 
 namespace {
 
-namespace capture = winrt::Windows::Graphics::Capture;
-namespace direct3d = winrt::Windows::Graphics::DirectX::Direct3D11;
 namespace direct3d_abi = ABI::Windows::Graphics::DirectX::Direct3D11;
-namespace foundation = winrt::Windows::Foundation;
-using winrt::com_ptr;
-using winrt::take_ownership_from_abi;
-using winrt::Windows::Graphics::SizeInt32;
 using winrt::Windows::Graphics::DirectX::DirectXPixelFormat;
 
-class Classes : public testing::Test {
- protected:
-  void TearDown() override { EXPECT_EQ(objects_alive, 0); }
-};
+using Classes = ObjectsTest;
 
 struct Device : TestObject<direct3d_abi::IDirect3DDevice> {
   HRESULT STDMETHODCALLTYPE Trim() override { return S_OK; }
@@ -134,34 +123,32 @@ struct Pool : TestObject<capture_abi::IDirect3D11CaptureFramePool> {
   capture_abi::IGraphicsCaptureItem* item = nullptr;
 };
 
-TEST_F(Classes, AFrameTellsItsSurfaceTimeAndSize) {
-  auto const frame = Project<capture::Direct3D11CaptureFrame>(new Frame);
-  EXPECT_EQ(frame.ContentSize(), (SizeInt32{1920, 1080}));
+TEST_F(Classes, GettersReturnWhatTheObjectsAnswer) {
+  auto const frame = Make<Frame>().as<capture::Direct3D11CaptureFrame>();
+  EXPECT_EQ(frame.ContentSize(), (winrt::Windows::Graphics::SizeInt32{1920, 1080}));
   EXPECT_EQ(frame.SystemRelativeTime(), std::chrono::seconds(1));
   direct3d::IDirect3DSurface const surface = frame.Surface();
   ASSERT_TRUE(surface);
   EXPECT_EQ(objects_alive, 2);
+  EXPECT_EQ(Make<Item>().as<capture::GraphicsCaptureItem>().DisplayName(), L"a window");
 }
 
-TEST_F(Classes, ClosingGoesThroughIClosable) {
-  com_ptr<Frame> const object{new Frame, take_ownership_from_abi};
+TEST_F(Classes, CloseGoesThroughIClosableAndThrowsWithoutIt) {
+  auto const object = Make<Frame>();
   auto const frame = object.as<capture::Direct3D11CaptureFrame>();
   frame.Close();
   EXPECT_EQ(object->closes, 1);
   object->close_result = E_ACCESSDENIED;
   EXPECT_THROW(frame.Close(), winrt::hresult_access_denied);
   EXPECT_EQ(object->references(), 2u);
-}
-
-TEST_F(Classes, ClosingWhatCannotBeClosedThrows) {
-  auto const session = Project<capture::GraphicsCaptureSession>(new FirstSession);
-  EXPECT_THROW(session.Close(), winrt::hresult_no_interface);
-  auto const pool = Project<capture::Direct3D11CaptureFramePool>(new Pool);
-  EXPECT_THROW(pool.Close(), winrt::hresult_no_interface);
+  EXPECT_THROW(Make<FirstSession>().as<capture::GraphicsCaptureSession>().Close(),
+               winrt::hresult_no_interface);
+  EXPECT_THROW(Make<Pool>().as<capture::Direct3D11CaptureFramePool>().Close(),
+               winrt::hresult_no_interface);
 }
 
 TEST_F(Classes, SettingsThatTheSessionLacksThrow) {
-  com_ptr<FirstSession> const object{new FirstSession, take_ownership_from_abi};
+  auto const object = Make<FirstSession>();
   auto const session = object.as<capture::GraphicsCaptureSession>();
   EXPECT_THROW(session.IsCursorCaptureEnabled(true), winrt::hresult_no_interface);
   EXPECT_THROW(session.IsCursorCaptureEnabled(), winrt::hresult_no_interface);
@@ -172,7 +159,7 @@ TEST_F(Classes, SettingsThatTheSessionLacksThrow) {
 }
 
 TEST_F(Classes, SettingsReachTheSession) {
-  com_ptr<Session> const object{new Session, take_ownership_from_abi};
+  auto const object = Make<Session>();
   auto const session = object.as<capture::GraphicsCaptureSession>();
   session.IsCursorCaptureEnabled(false);
   session.IsBorderRequired(true);
@@ -184,8 +171,8 @@ TEST_F(Classes, SettingsReachTheSession) {
 }
 
 TEST_F(Classes, RecreatePassesEveryArgument) {
-  com_ptr<Pool> const object{new Pool, take_ownership_from_abi};
-  com_ptr<Device> const device{new Device, take_ownership_from_abi};
+  auto const object = Make<Pool>();
+  auto const device = Make<Device>();
   object.as<capture::Direct3D11CaptureFramePool>().Recreate(
       device.as<direct3d::IDirect3DDevice>(), DirectXPixelFormat::B8G8R8A8UIntNormalized, 2,
       {-7, 0x7fffffff});
@@ -197,8 +184,8 @@ TEST_F(Classes, RecreatePassesEveryArgument) {
   EXPECT_EQ(device->references(), 1u);
 }
 
-TEST_F(Classes, APoolWithoutAFrameGivesAnEmptyOne) {
-  com_ptr<Pool> const object{new Pool, take_ownership_from_abi};
+TEST_F(Classes, TryGetNextFrameGivesAnEmptyReferenceWithoutAFrame) {
+  auto const object = Make<Pool>();
   auto const pool = object.as<capture::Direct3D11CaptureFramePool>();
   EXPECT_FALSE(pool.TryGetNextFrame());
   object->next_frame = new Frame;
@@ -208,17 +195,12 @@ TEST_F(Classes, APoolWithoutAFrameGivesAnEmptyOne) {
   EXPECT_THROW(pool.TryGetNextFrame(), winrt::hresult_access_denied);
 }
 
-TEST_F(Classes, APoolMakesASessionForAnItem) {
-  com_ptr<Pool> const object{new Pool, take_ownership_from_abi};
-  com_ptr<Item> const item{new Item, take_ownership_from_abi};
-  auto const session = object.as<capture::Direct3D11CaptureFramePool>().CreateCaptureSession(
-      item.as<capture::GraphicsCaptureItem>());
-  EXPECT_TRUE(session);
+TEST_F(Classes, CreateCaptureSessionPassesTheItem) {
+  auto const object = Make<Pool>();
+  auto const item = Make<Item>();
+  EXPECT_TRUE(object.as<capture::Direct3D11CaptureFramePool>().CreateCaptureSession(
+      item.as<capture::GraphicsCaptureItem>()));
   EXPECT_EQ(object->item, item.get());
-}
-
-TEST_F(Classes, AnItemTellsItsName) {
-  EXPECT_EQ(Project<capture::GraphicsCaptureItem>(new Item).DisplayName(), L"a window");
 }
 
 }  // namespace

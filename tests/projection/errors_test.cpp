@@ -1,8 +1,6 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include <gtest/gtest.h>
-
 #include <new>
 #include <string>
 
@@ -10,22 +8,14 @@
 
 namespace {
 
-using winrt::com_ptr;
 using winrt::hresult_error;
-using winrt::take_ownership_from_abi;
 
-class Errors : public testing::Test {
+class Errors : public ObjectsTest {
  protected:
   void SetUp() override { SetErrorInfo(0, nullptr); }
   void TearDown() override {
     SetErrorInfo(0, nullptr);
-    EXPECT_EQ(objects_alive, 0);
-  }
-
-  static void LeaveOnThread(HRESULT code, wchar_t const* description, wchar_t const* restricted) {
-    com_ptr<ErrorInfo> const info{new ErrorInfo(code, description, restricted),
-                                  take_ownership_from_abi};
-    SetErrorInfo(0, info.get());
+    ObjectsTest::TearDown();
   }
 };
 
@@ -37,7 +27,7 @@ hresult_error Thrown(HRESULT code) {
     return error;
   }
   ADD_FAILURE() << "nothing thrown";
-  return hresult_error(S_OK, take_ownership_from_abi);
+  return hresult_error(S_OK, winrt::take_ownership_from_abi);
 }
 
 std::string MessageOf(HRESULT code) {
@@ -55,13 +45,9 @@ std::string SystemText(HRESULT code) {
 }
 
 TEST_F(Errors, SuccessDoesNotThrow) {
-  EXPECT_NO_THROW(winrt::check_hresult(S_OK));
-  EXPECT_NO_THROW(winrt::check_hresult(S_FALSE));
-  EXPECT_NO_THROW(winrt::check_hresult(0x7fffffff));
-}
-
-TEST_F(Errors, OutOfMemoryIsTheLanguagesOwn) {
-  EXPECT_THROW(winrt::check_hresult(E_OUTOFMEMORY), std::bad_alloc);
+  for (HRESULT const code : {S_OK, S_FALSE, HRESULT{0x7fffffff}}) {
+    EXPECT_NO_THROW(winrt::check_hresult(code));
+  }
 }
 
 template <typename Error>
@@ -91,6 +77,7 @@ TEST_F(Errors, KnownCodesHaveTypesOfTheirOwn) {
   ExpectThrown<winrt::hresult_illegal_delegate_assignment>(static_cast<HRESULT>(0x80000018));
   ExpectThrown<winrt::hresult_canceled>(static_cast<HRESULT>(0x800704C7));
   ExpectThrown<hresult_error>(static_cast<HRESULT>(0x887A0005));
+  EXPECT_THROW(winrt::check_hresult(E_OUTOFMEMORY), std::bad_alloc);
 }
 
 TEST_F(Errors, AnErrorMadeFromItsTypeHasItsCode) {
@@ -99,17 +86,11 @@ TEST_F(Errors, AnErrorMadeFromItsTypeHasItsCode) {
   EXPECT_EQ(winrt::hresult_out_of_bounds().code(), static_cast<HRESULT>(0x8000000B));
 }
 
-TEST_F(Errors, TheRestrictedTextIsTheMessage) {
+TEST_F(Errors, TheMessageIsTheRestrictedTextElseThePublicOneOfTheSameError) {
   LeaveOnThread(E_ACCESSDENIED, L"public", L"the window is protected \r\n");
   EXPECT_EQ(MessageOf(E_ACCESSDENIED), "the window is protected");
-}
-
-TEST_F(Errors, ThePublicTextServesWhenThereIsNoRestrictedOne) {
   LeaveOnThread(E_ACCESSDENIED, L"public\r\n", nullptr);
   EXPECT_EQ(MessageOf(E_ACCESSDENIED), "public");
-}
-
-TEST_F(Errors, TextOfAnotherErrorIsNotTheMessage) {
   LeaveOnThread(E_NOTIMPL, L"public", L"restricted");
   EXPECT_EQ(MessageOf(E_ACCESSDENIED), SystemText(E_ACCESSDENIED));
 }
@@ -160,8 +141,7 @@ bool PlatformKeepsOrigins() {
 }
 
 TEST_F(Errors, ADescriptionBecomesTheMessageWhereOriginsAreKept) {
-  com_ptr<LegacyErrorInfo<>> const info{new LegacyErrorInfo<>(L"legacy\r\n"),
-                                        take_ownership_from_abi};
+  auto const info = Make<LegacyErrorInfo<>>(L"legacy\r\n");
   bool const kept = PlatformKeepsOrigins();
   SetErrorInfo(0, info.get());
   EXPECT_EQ(MessageOf(E_ACCESSDENIED), kept ? "legacy" : SystemText(E_ACCESSDENIED));

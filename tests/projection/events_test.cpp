@@ -1,8 +1,6 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <new>
 #include <optional>
@@ -12,19 +10,11 @@
 
 namespace {
 
-namespace capture = winrt::Windows::Graphics::Capture;
-namespace foundation = winrt::Windows::Foundation;
-using winrt::com_ptr;
-using winrt::take_ownership_from_abi;
-using Handler =
-    foundation::TypedEventHandler<capture::GraphicsCaptureItem, foundation::IInspectable>;
-
-class Events : public testing::Test {
+class Events : public ObjectsTest {
  protected:
-  void SetUp() override { item.attach(new Item); }
   void TearDown() override {
     item = nullptr;
-    EXPECT_EQ(objects_alive, 0);
+    ObjectsTest::TearDown();
   }
 
   capture::GraphicsCaptureItem projected() const { return item.as<capture::GraphicsCaptureItem>(); }
@@ -32,8 +22,11 @@ class Events : public testing::Test {
   // What the platform does when the event is raised.
   HRESULT Raise() { return item->closed->Invoke(item.get(), item.get()); }
 
-  com_ptr<Item> item;
+  com_ptr<Item> item = Make<Item>();
 };
+
+// Does nothing.
+constexpr auto ignore = [](auto const&, auto const&) {};
 
 // What Invoke answers when the handler throws `exception`.
 template <typename Exception>
@@ -107,7 +100,7 @@ TEST_F(Events, AHandlerFreesWhatItHoldsWithItsLastReference) {
 }
 
 TEST_F(Events, ADelegateAnswersItsOwnInterfaceAndThatItIsAgile) {
-  Handler const handler([](auto const&, auto const&) {});
+  Handler const handler(ignore);
   auto* const own = static_cast<Item::Handler*>(winrt::get_abi(handler));
   for (GUID const& id : {winrt::guid_of<Handler>(), __uuidof(::IUnknown), __uuidof(IAgileObject)}) {
     void* answer = nullptr;
@@ -124,7 +117,7 @@ TEST_F(Events, ADelegateAnswersItsOwnInterfaceAndThatItIsAgile) {
 
 #ifdef _WIN32
 TEST_F(Events, ADelegateNeedsNoProxyWithinTheProcess) {
-  Handler const handler([](auto const&, auto const&) {});
+  Handler const handler(ignore);
   auto* const own = static_cast<Item::Handler*>(winrt::get_abi(handler));
   com_ptr<IMarshal> const marshal = com_ptr<::IUnknown>(handler.as<::IUnknown>()).as<IMarshal>();
   EXPECT_EQ(marshal.as<::IUnknown>().get(), own);
@@ -151,7 +144,7 @@ TEST_F(Events, AnExceptionBecomesTheAnswerOfInvoke) {
 }
 
 TEST_F(Events, ATokenRemovesItsRegistration) {
-  winrt::event_token const token = projected().Closed([](auto const&, auto const&) {});
+  winrt::event_token const token = projected().Closed(ignore);
   EXPECT_EQ(token.value, 0x123456789);
   EXPECT_TRUE(item->closed);
   projected().Closed(token);
@@ -159,7 +152,7 @@ TEST_F(Events, ATokenRemovesItsRegistration) {
 }
 
 TEST_F(Events, ARevokerRemovesItsRegistrationOnceAtTheLatestWhenItGoes) {
-  auto revoker = projected().Closed(winrt::auto_revoke, [](auto const&, auto const&) {});
+  auto revoker = projected().Closed(winrt::auto_revoke, ignore);
   EXPECT_TRUE(revoker);
   EXPECT_TRUE(item->removed.empty());
   revoker.revoke();
@@ -167,7 +160,7 @@ TEST_F(Events, ARevokerRemovesItsRegistrationOnceAtTheLatestWhenItGoes) {
   revoker.revoke();
   EXPECT_EQ(item->removed, std::vector<std::int64_t>{0x123456789});
   {
-    auto const other = projected().Closed(winrt::auto_revoke, [](auto const&, auto const&) {});
+    auto const other = projected().Closed(winrt::auto_revoke, ignore);
     EXPECT_EQ(item->removed.size(), 1u);
   }
   EXPECT_EQ(item->removed, (std::vector<std::int64_t>{0x123456789, 0x12345678a}));
@@ -177,7 +170,7 @@ TEST_F(Events, ARevokerRemovesItsRegistrationOnceAtTheLatestWhenItGoes) {
 }
 
 TEST_F(Events, AMovedRevokerIsEmpty) {
-  auto first = projected().Closed(winrt::auto_revoke, [](auto const&, auto const&) {});
+  auto first = projected().Closed(winrt::auto_revoke, ignore);
   capture::GraphicsCaptureItem::Closed_revoker second = std::move(first);
   EXPECT_FALSE(first);
   EXPECT_TRUE(second);
@@ -188,8 +181,8 @@ TEST_F(Events, AMovedRevokerIsEmpty) {
 }
 
 TEST_F(Events, AssigningToARevokerRevokesWhatItHeld) {
-  auto revoker = projected().Closed(winrt::auto_revoke, [](auto const&, auto const&) {});
-  revoker = projected().Closed(winrt::auto_revoke, [](auto const&, auto const&) {});
+  auto revoker = projected().Closed(winrt::auto_revoke, ignore);
+  revoker = projected().Closed(winrt::auto_revoke, ignore);
   EXPECT_EQ(item->removed, std::vector<std::int64_t>{0x123456789});
   revoker = {};
   EXPECT_EQ(item->removed, (std::vector<std::int64_t>{0x123456789, 0x12345678a}));
@@ -209,7 +202,7 @@ TEST_F(Events, ARevokerDoesNotKeepItsSourceAlive) {
 }
 
 TEST_F(Events, ARefusedRemovalIsIgnored) {
-  auto revoker = projected().Closed(winrt::auto_revoke, [](auto const&, auto const&) {});
+  auto revoker = projected().Closed(winrt::auto_revoke, ignore);
   item->remove_result = E_FAIL;
   EXPECT_NO_THROW(revoker.revoke());
   EXPECT_EQ(item->removed.size(), 1u);
@@ -228,9 +221,8 @@ struct StrongItem final : Item {
 
 TEST_F(Events, AutomaticRevocationNeedsWeakReferences) {
   item.attach(new StrongItem);
-  EXPECT_THROW(
-      static_cast<void>(projected().Closed(winrt::auto_revoke, [](auto const&, auto const&) {})),
-      winrt::hresult_no_interface);
+  EXPECT_THROW(static_cast<void>(projected().Closed(winrt::auto_revoke, ignore)),
+               winrt::hresult_no_interface);
   EXPECT_EQ(item->removed, std::vector<std::int64_t>{0x123456789});
 }
 

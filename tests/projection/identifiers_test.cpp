@@ -14,10 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "projection/second_source.h"
 
@@ -51,12 +48,8 @@ constexpr int first_own = 6;
 
 template <typename... Methods>
 void ExpectOrder(Methods... methods) {
-  std::vector<int> const slots{Slot(methods)...};
-  std::vector<int> expected;
-  for (std::size_t i = 0; i < sizeof...(methods); ++i) {
-    expected.push_back(first_own + static_cast<int>(i));
-  }
-  EXPECT_EQ(slots, expected);
+  int expected = first_own;
+  for (int const slot : {Slot(methods)...}) EXPECT_EQ(slot, expected++);
 }
 
 // The identifier of an instance of a generic interface is the name-based one (SHA-1) of its
@@ -76,83 +69,44 @@ TEST(Identifiers, OfTheEventHandlersFollowTheRuleForGenericInterfaces) {
 
 TEST(Identifiers, AreThoseOfTheDocumentation) {
   using namespace abi::Graphics::Capture;
-  EXPECT_EQ(Text(guid_of<capture::IGraphicsCaptureItem>()), "79c3f95b-31f7-4ec2-a464-632ef5d30760");
-  EXPECT_EQ(Text(guid_of<capture::GraphicsCaptureItem>()), "79c3f95b-31f7-4ec2-a464-632ef5d30760");
-  EXPECT_EQ(Text(guid_of<capture::Direct3D11CaptureFramePool>()),
-            "24eb6d22-1975-422e-82e7-780dbd8ddf24");
-  EXPECT_EQ(Text(guid_of<IDirect3D11CaptureFramePoolStatics>()),
-            "7784056a-67aa-4d53-ae54-1088d5a8ca21");
-  EXPECT_EQ(Text(guid_of<capture::Direct3D11CaptureFrame>()),
-            "fa50c623-38da-4b32-acf3-fa9734ad800e");
-  EXPECT_EQ(Text(guid_of<capture::GraphicsCaptureSession>()),
-            "814e42a9-f70f-4ad7-939b-fddcc6eb880d");
-  EXPECT_EQ(Text(guid_of<capture::IGraphicsCaptureSession2>()),
-            "2c39ae40-7d2e-5044-804e-8b6799d4cf9e");
-  EXPECT_EQ(Text(guid_of<capture::IGraphicsCaptureSession3>()),
-            "f2cdd966-22ae-5ea1-9596-3a289344c3be");
-  EXPECT_EQ(Text(guid_of<IGraphicsCaptureSessionStatics>()),
-            "2224a540-5974-49aa-b232-0882536f4cb5");
-  EXPECT_EQ(Text(guid_of<IGraphicsCaptureItemInterop>()), "3628e81b-3cac-4c60-b7f4-23ce0e0c3356");
-  EXPECT_EQ(Text(guid_of<direct3d::IDirect3DDevice>()), "a37624ab-8d5f-4650-9d3e-9eae3d9bc670");
-  EXPECT_EQ(Text(guid_of<direct3d::IDirect3DSurface>()), "0bf4a146-13c1-4694-bee3-7abf15eaf586");
-  EXPECT_EQ(Text(guid_of<::Windows::Graphics::DirectX::Direct3D11::IDirect3DDxgiInterfaceAccess>()),
-            "a9b3d012-3df2-4ee3-b8d1-8695f457d3c1");
-  EXPECT_EQ(Text(guid_of<IAgileObject>()), "94ea2b94-e9cc-49e0-c0ff-ee64ca8f5b90");
+  using ::Windows::Graphics::DirectX::Direct3D11::IDirect3DDxgiInterfaceAccess;
+  struct {
+    GUID id;
+    char const* text;
+  } const documented[] = {
+      {guid_of<capture::IGraphicsCaptureItem>(), "79c3f95b-31f7-4ec2-a464-632ef5d30760"},
+      {guid_of<capture::GraphicsCaptureItem>(), "79c3f95b-31f7-4ec2-a464-632ef5d30760"},
+      {guid_of<capture::Direct3D11CaptureFramePool>(), "24eb6d22-1975-422e-82e7-780dbd8ddf24"},
+      {guid_of<IDirect3D11CaptureFramePoolStatics>(), "7784056a-67aa-4d53-ae54-1088d5a8ca21"},
+      {guid_of<capture::Direct3D11CaptureFrame>(), "fa50c623-38da-4b32-acf3-fa9734ad800e"},
+      {guid_of<capture::GraphicsCaptureSession>(), "814e42a9-f70f-4ad7-939b-fddcc6eb880d"},
+      {guid_of<capture::IGraphicsCaptureSession2>(), "2c39ae40-7d2e-5044-804e-8b6799d4cf9e"},
+      {guid_of<capture::IGraphicsCaptureSession3>(), "f2cdd966-22ae-5ea1-9596-3a289344c3be"},
+      {guid_of<IGraphicsCaptureSessionStatics>(), "2224a540-5974-49aa-b232-0882536f4cb5"},
+      {guid_of<IGraphicsCaptureItemInterop>(), "3628e81b-3cac-4c60-b7f4-23ce0e0c3356"},
+      {guid_of<direct3d::IDirect3DDevice>(), "a37624ab-8d5f-4650-9d3e-9eae3d9bc670"},
+      {guid_of<direct3d::IDirect3DSurface>(), "0bf4a146-13c1-4694-bee3-7abf15eaf586"},
+      {guid_of<IDirect3DDxgiInterfaceAccess>(), "a9b3d012-3df2-4ee3-b8d1-8695f457d3c1"},
+      {guid_of<IAgileObject>(), "94ea2b94-e9cc-49e0-c0ff-ee64ca8f5b90"},
+  };
+  for (auto const& [id, text] : documented) EXPECT_EQ(Text(id), text);
 }
 
-std::map<std::string, GUID> SdkIdentifiers() {
-  return {
-      {"IClosable", guid_of<foundation::IClosable>()},
-      {"IInspectable", guid_of<foundation::IInspectable>()},
-      {"IActivationFactory", guid_of<foundation::IActivationFactory>()},
-      {"IDispatcherQueueController", guid_of<winrt::Windows::System::DispatcherQueueController>()},
-      {"IApiInformationStatics", guid_of<abi::Foundation::Metadata::IApiInformationStatics>()},
-      {"IWeakReference", guid_of<IWeakReference>()},
-      {"IWeakReferenceSource", guid_of<IWeakReferenceSource>()},
-      {"IRestrictedErrorInfo", guid_of<IRestrictedErrorInfo>()},
-  };
-}
+using abi::Foundation::IClosable;
+using abi::Foundation::Metadata::IApiInformationStatics;
 
 TEST(Identifiers, AreThoseOfTheToolChainsHeaders) {
-  auto const identifiers = SdkIdentifiers();
-  for (auto const* entry = second_source_interfaces; entry->name; ++entry) {
-    EXPECT_EQ(Text(identifiers.at(entry->name)), Text(*entry->id)) << entry->name;
-  }
+  auto const* second = second_source_identifiers;
+#define EXPECT_SAME_IDENTIFIER(TYPE, ID) \
+  EXPECT_EQ(Text(guid_of<TYPE>()), Text(**second++)) << #TYPE;
+  SECOND_SOURCE_IDENTIFIERS(EXPECT_SAME_IDENTIFIER)
 }
-
-#define METHOD(INTERFACE, NAME) std::pair(#NAME, Slot(&INTERFACE::NAME))
-
-std::map<std::string, std::map<std::string, int>> SdkSlots() {
-  using abi::Foundation::IClosable;
-  using abi::Foundation::Metadata::IApiInformationStatics;
-  return {
-      {"IClosable", {METHOD(IClosable, Close)}},
-      {"IApiInformationStatics",
-       {METHOD(IApiInformationStatics, IsTypePresent),
-        METHOD(IApiInformationStatics, IsMethodPresent),
-        METHOD(IApiInformationStatics, IsMethodPresentWithArity),
-        METHOD(IApiInformationStatics, IsEventPresent),
-        METHOD(IApiInformationStatics, IsPropertyPresent),
-        METHOD(IApiInformationStatics, IsReadOnlyPropertyPresent),
-        METHOD(IApiInformationStatics, IsWriteablePropertyPresent),
-        METHOD(IApiInformationStatics, IsEnumNamedValuePresent),
-        METHOD(IApiInformationStatics, IsApiContractPresentByMajor),
-        METHOD(IApiInformationStatics, IsApiContractPresentByMajorAndMinor)}},
-      {"IWeakReference", {METHOD(IWeakReference, Resolve)}},
-      {"IWeakReferenceSource", {METHOD(IWeakReferenceSource, GetWeakReference)}},
-      {"IRestrictedErrorInfo",
-       {METHOD(IRestrictedErrorInfo, GetErrorDetails), METHOD(IRestrictedErrorInfo, GetReference)}},
-  };
-}
-
-#undef METHOD
 
 TEST(MethodOrder, IsThatOfTheToolChainsHeaders) {
-  auto const slots = SdkSlots();
-  for (auto const* entry = second_source_methods; entry->name; ++entry) {
-    EXPECT_EQ(slots.at(entry->interface_name).at(entry->name), entry->slot)
-        << entry->interface_name << "::" << entry->name;
-  }
+  auto const* second = second_source_slots;
+#define EXPECT_SAME_SLOT(TYPE, TABLE, METHOD) \
+  EXPECT_EQ(Slot(&TYPE::METHOD), *second++) << #TYPE "::" #METHOD;
+  SECOND_SOURCE_METHODS(EXPECT_SAME_SLOT)
 }
 
 TEST(MethodOrder, IsThatOfTheDocumentation) {

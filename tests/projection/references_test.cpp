@@ -1,31 +1,16 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include <gtest/gtest.h>
-
 #include <type_traits>
 
 #include "projection/test_objects.h"
 
 namespace {
 
-namespace capture = winrt::Windows::Graphics::Capture;
-namespace direct3d = winrt::Windows::Graphics::DirectX::Direct3D11;
-namespace foundation = winrt::Windows::Foundation;
-using winrt::com_ptr;
-using winrt::take_ownership_from_abi;
-
-class References : public testing::Test {
- protected:
-  void TearDown() override { EXPECT_EQ(objects_alive, 0); }
-};
-
-com_ptr<Item> NewItem() {
-  return {new Item, take_ownership_from_abi};
-}
+using References = ObjectsTest;
 
 TEST_F(References, CopiesCountAndMovesDoNot) {
-  com_ptr<Item> first = NewItem();
+  com_ptr<Item> first = Make<Item>();
   EXPECT_EQ(first->references(), 1u);
   com_ptr<Item> second = first;
   EXPECT_EQ(first->references(), 2u);
@@ -44,7 +29,7 @@ TEST_F(References, CopiesCountAndMovesDoNot) {
 }
 
 TEST_F(References, AssignmentToItselfKeepsTheObject) {
-  com_ptr<Item> item = NewItem();
+  com_ptr<Item> item = Make<Item>();
   com_ptr<Item>& same = item;
   item = same;
   EXPECT_EQ(item->references(), 1u);
@@ -54,14 +39,14 @@ TEST_F(References, AssignmentToItselfKeepsTheObject) {
 }
 
 TEST_F(References, AssignmentAndPutReleaseThePreviousObject) {
-  com_ptr<Item> kept = NewItem();
+  com_ptr<Item> kept = Make<Item>();
   com_ptr<Item> pointer = kept;
-  pointer = NewItem();
+  pointer = Make<Item>();
   EXPECT_EQ(kept->references(), 1u);
   EXPECT_EQ(objects_alive, 2);
   pointer = nullptr;
   EXPECT_EQ(objects_alive, 1);
-  pointer = NewItem();
+  pointer = Make<Item>();
   Item** place = pointer.put();
   EXPECT_EQ(objects_alive, 1);
   EXPECT_EQ(*place, nullptr);
@@ -72,7 +57,7 @@ TEST_F(References, AssignmentAndPutReleaseThePreviousObject) {
 }
 
 TEST_F(References, AttachTakesOverDetachHandsOutAndCopiesAddAReference) {
-  com_ptr<Item> pointer = NewItem();
+  com_ptr<Item> pointer = Make<Item>();
   Item* const raw = pointer.detach();
   EXPECT_FALSE(pointer);
   EXPECT_EQ(raw->references(), 1u);
@@ -93,12 +78,12 @@ TEST_F(References, AttachTakesOverDetachHandsOutAndCopiesAddAReference) {
 
 // An item that holds another one.
 struct OwningItem final : Item {
-  com_ptr<Item> owned = NewItem();
+  com_ptr<Item> owned = Make<Item>();
 };
 
 TEST_F(References, CopyFromKeepsWhatOnlyTheReleasedObjectHeld) {
   auto* const owner = new OwningItem;
-  com_ptr<Item> item{static_cast<Item*>(owner), take_ownership_from_abi};
+  com_ptr<Item> item{static_cast<Item*>(owner), winrt::take_ownership_from_abi};
   Item* const owned = owner->owned.get();
   item.copy_from(owned);
   EXPECT_EQ(item.get(), owned);
@@ -125,7 +110,7 @@ TEST_F(References, AReferenceIsEmptyBeforeItsObjectGoes) {
 }
 
 TEST_F(References, AsAsksTheObject) {
-  com_ptr<Item> item = NewItem();
+  com_ptr<Item> item = Make<Item>();
   auto const source = item.as<IWeakReferenceSource>();
   static_assert(std::is_same_v<decltype(source), com_ptr<IWeakReferenceSource> const>);
   EXPECT_EQ(source.get(), static_cast<IWeakReferenceSource*>(item.get()));
@@ -137,7 +122,7 @@ TEST_F(References, AsAsksTheObject) {
 }
 
 TEST_F(References, AMissingInterfaceThrowsOrGivesAnEmptyReference) {
-  com_ptr<Item> item = NewItem();
+  com_ptr<Item> item = Make<Item>();
   EXPECT_THROW(item.as<IAgileObject>(), winrt::hresult_no_interface);
   EXPECT_FALSE(item.try_as<IAgileObject>());
   com_ptr<IAgileObject> agile;
@@ -157,7 +142,7 @@ struct LeavingItem final : Item {
 };
 
 TEST_F(References, WhatAFailedQueryLeavesIsNotTaken) {
-  com_ptr<LeavingItem> const item{new LeavingItem, take_ownership_from_abi};
+  auto const item = Make<LeavingItem>();
   EXPECT_THROW(item.as<IAgileObject>(), winrt::hresult_no_interface);
   EXPECT_FALSE(item.try_as<IAgileObject>());
   EXPECT_EQ(item->references(), 1u);
@@ -173,7 +158,7 @@ TEST_F(References, AnEmptyReferenceConvertsToAnEmptyOne) {
 }
 
 TEST_F(References, PointersCompareByAddressAndSwapIt) {
-  com_ptr<Item> one = NewItem(), other = NewItem();
+  com_ptr<Item> one = Make<Item>(), other = Make<Item>();
   EXPECT_TRUE(one == com_ptr<Item>(one));
   EXPECT_TRUE(one != other);
   EXPECT_TRUE(one != nullptr);
@@ -185,7 +170,7 @@ TEST_F(References, PointersCompareByAddressAndSwapIt) {
 }
 
 TEST_F(References, ProjectedReferencesCount) {
-  com_ptr<Item> const item = NewItem();
+  com_ptr<Item> const item = Make<Item>();
   capture::GraphicsCaptureItem reference{nullptr};
   EXPECT_FALSE(reference);
   winrt::copy_from_abi(reference, item.get());
@@ -202,7 +187,7 @@ TEST_F(References, ProjectedReferencesCount) {
 }
 
 TEST_F(References, AbiFunctionsMoveReferencesInAndOut) {
-  com_ptr<Item> const item = NewItem();
+  com_ptr<Item> const item = Make<Item>();
   auto reference = item.as<capture::GraphicsCaptureItem>();
   EXPECT_EQ(winrt::get_abi(reference), item.get());
 
@@ -222,8 +207,8 @@ TEST_F(References, AbiFunctionsMoveReferencesInAndOut) {
 }
 
 TEST_F(References, ProjectedReferencesAreEqualWhenTheObjectIs) {
-  com_ptr<Item> const item = NewItem();
-  com_ptr<Item> const other = NewItem();
+  com_ptr<Item> const item = Make<Item>();
+  com_ptr<Item> const other = Make<Item>();
   auto const reference = item.as<foundation::IUnknown>();
   // The same object through an interface at another address.
   foundation::IUnknown second;

@@ -16,44 +16,9 @@
 
 #include "projection/second_source.h"
 
+#define IDENTIFIER(TYPE, ID) &ID,
+const GUID* const second_source_identifiers[] = {SECOND_SOURCE_IDENTIFIERS(IDENTIFIER)};
+
 // The C declarations spell each method table out.
-#define METHOD(NAME, TABLE, MEMBER) \
-  NAME, #MEMBER, (int)(offsetof(struct TABLE, MEMBER) / sizeof(void*))
-
-const struct SecondSourceInterface second_source_interfaces[] = {
-    {"IClosable", &IID___x_ABI_CWindows_CFoundation_CIClosable},
-    {"IInspectable", &IID_IInspectable},
-    {"IActivationFactory", &IID_IActivationFactory},
-#ifdef _WIN32
-    {"IDispatcherQueueController", &IID___x_ABI_CWindows_CSystem_CIDispatcherQueueController},
-#else
-    {"IApiInformationStatics", &IID___x_ABI_CWindows_CFoundation_CMetadata_CIApiInformationStatics},
-    {"IWeakReference", &IID_IWeakReference},
-    {"IWeakReferenceSource", &IID_IWeakReferenceSource},
-    {"IRestrictedErrorInfo", &IID_IRestrictedErrorInfo},
-#endif
-    {NULL, NULL},
-};
-
-#define API_INFORMATION_TABLE __x_ABI_CWindows_CFoundation_CMetadata_CIApiInformationStaticsVtbl
-
-const struct SecondSourceMethod second_source_methods[] = {
-    {METHOD("IClosable", __x_ABI_CWindows_CFoundation_CIClosableVtbl, Close)},
-#ifndef _WIN32
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsTypePresent)},
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsMethodPresent)},
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsMethodPresentWithArity)},
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsEventPresent)},
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsPropertyPresent)},
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsReadOnlyPropertyPresent)},
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsWriteablePropertyPresent)},
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsEnumNamedValuePresent)},
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsApiContractPresentByMajor)},
-    {METHOD("IApiInformationStatics", API_INFORMATION_TABLE, IsApiContractPresentByMajorAndMinor)},
-    {METHOD("IWeakReference", IWeakReferenceVtbl, Resolve)},
-    {METHOD("IWeakReferenceSource", IWeakReferenceSourceVtbl, GetWeakReference)},
-    {METHOD("IRestrictedErrorInfo", IRestrictedErrorInfoVtbl, GetErrorDetails)},
-    {METHOD("IRestrictedErrorInfo", IRestrictedErrorInfoVtbl, GetReference)},
-#endif
-    {NULL, NULL, 0},
-};
+#define SLOT(TYPE, TABLE, METHOD) (int)(offsetof(struct TABLE, METHOD) / sizeof(void*)),
+const int second_source_slots[] = {SECOND_SOURCE_METHODS(SLOT)};

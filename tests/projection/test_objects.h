@@ -4,6 +4,7 @@
 // COM objects for the tests: they count their references, and how many of them are alive.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <winrt/Windows.Graphics.Capture.h>
 
 #include <cstdint>
@@ -11,9 +12,22 @@
 #include <utility>
 #include <vector>
 
+namespace capture = winrt::Windows::Graphics::Capture;
 namespace capture_abi = ABI::Windows::Graphics::Capture;
+namespace direct3d = winrt::Windows::Graphics::DirectX::Direct3D11;
+namespace foundation = winrt::Windows::Foundation;
+using winrt::com_ptr;
+
+using Handler =
+    foundation::TypedEventHandler<capture::GraphicsCaptureItem, foundation::IInspectable>;
 
 inline int objects_alive = 0;
+
+// Fails when a case leaves an object alive.
+class ObjectsTest : public testing::Test {
+ protected:
+  void TearDown() override { EXPECT_EQ(objects_alive, 0); }
+};
 
 // Answers IUnknown, the interfaces named, IInspectable when the first derives from it, and
 // IWeakReferenceSource when that is asked for. Starts with one reference, for the test.
@@ -123,7 +137,7 @@ class Item : public TestObject<capture_abi::IGraphicsCaptureItem, IWeakReference
     return remove_result;
   }
 
-  winrt::com_ptr<Handler> closed;
+  com_ptr<Handler> closed;
   std::int64_t next_token = 0x123456789;
   std::vector<std::int64_t> removed;
   HRESULT remove_result = S_OK;
@@ -170,9 +184,13 @@ struct ErrorInfo : LegacyErrorInfo<IRestrictedErrorInfo> {
   wchar_t const* restricted;
 };
 
-// As the projection sees a new object; the caller's reference goes with it.
-template <typename Projected, typename Object>
-Projected Project(Object* object) {
-  return Projected(static_cast<winrt::impl::abi_t<Projected>*>(object),
-                   winrt::take_ownership_from_abi);
+// The only reference to a new object.
+template <typename Object, typename... Arguments>
+com_ptr<Object> Make(Arguments... arguments) {
+  return {new Object(arguments...), winrt::take_ownership_from_abi};
+}
+
+// Leaves the description of a failed call on the thread.
+inline void LeaveOnThread(HRESULT code, wchar_t const* description, wchar_t const* restricted) {
+  SetErrorInfo(0, Make<ErrorInfo>(code, description, restricted).get());
 }
