@@ -1,33 +1,35 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// What the frame-difference engine asks of Direct3D, by its definition: the list of a build and the
-// list of a detection. The numbers of each size are worked out by hand where the lists are used.
+// What the frame-difference engine asks of Direct3D, by its definition: the lists of a build, of a
+// detection and of a release. The numbers of each size are worked out by hand where the lists are
+// used.
 #pragma once
 
+#include <cstdint>
+#include <sstream>
 #include <string>
 
 #include "native/call_list.h"
 
 namespace session_test {
 
-// One size, as it reads in descriptions.
 struct BuildNumbers {
-  std::string frame;     // "64x48": the frame's size
-  std::string tiles;     // ceil(width / 32) x ceil(height / 32)
-  std::string bytes;     // 16 for each tile row
-  std::string elements;  // 4 for each tile row
-  std::string tex_info;  // width, height, 32, 32
-  std::string buff;      // 4, tile rows, tile columns, ceil(tile columns / 32)
+  uint32_t width;  // of the frame
+  uint32_t height;
+  uint32_t columns;  // of tiles, begun ones included
+  uint32_t rows;
+  uint32_t words;  // of flags in a row, for 32 columns each
   std::string format = "87";
-  std::string layout = "mips 1 layers 1";  // of the frame
+  std::string layout = "mips 1 layers 1";
   std::string samples = "1/0";
 };
 
-// 64 x 48, the size of most cases: 2 x 2 tiles, of which only the first lies inside both edges.
-inline const BuildNumbers k64x48{"64x48", "2x2", "32", "8", "{64, 48, 32, 32}", "{4, 2, 2, 1}"};
+// The size of most cases: of its tiles only the first lies inside both edges.
+inline const BuildNumbers k64x48{64, 48, 2, 2, 1};
 
 inline Calls ResizeCalls(const BuildNumbers& numbers) {
+  const auto text = [](uint32_t number) { return std::to_string(number); };
   return List(R"(
 device.CreateTexture2D($frame $layout format $format samples $samples
   default bind 0x28 cpu 0x0 misc 0x1, null) = texture
@@ -53,7 +55,7 @@ device.CreateTexture2D($frame mips 1 layers 1 format 62 samples 1/0
 device.CreateUnorderedAccessView(light, format 62 dimension 4 mip 0) = lightUAV
 device.CreateUnorderedAccessView(lightTex, format 62 dimension 4 mip 0) = lightTexUAV
 device.CreateBuffer(16 bytes dynamic bind 0x4 cpu 0x10000 misc 0x0 stride 0,
-  $tex_info) = texInfoBuffer
+  {$width, $height, 32, 32}) = texInfoBuffer
 context.Map(texInfoBuffer, 0, WRITE_DISCARD, 0)
 context.Unmap(texInfoBuffer, 0)
 device.CreateBuffer($bytes bytes default bind 0x88 cpu 0x0 misc 0x40 stride 4, null) = diffBuff
@@ -62,17 +64,21 @@ device.CreateUnorderedAccessView(diffBuff,
   format 0 dimension 1 first 0 elements $elements flags 0) = diffBuffUAV
 context.Map(RamBuff, 0, READ, 0)
 context.Unmap(RamBuff, 0)
-device.CreateBuffer(16 bytes dynamic bind 0x4 cpu 0x10000 misc 0x0 stride 0, $buff) = texBuffer
+device.CreateBuffer(16 bytes dynamic bind 0x4 cpu 0x10000 misc 0x0 stride 0,
+  {4, $rows, $columns, $words}) = texBuffer
 context.Map(texBuffer, 0, WRITE_DISCARD, 0)
 context.Unmap(texBuffer, 0)
 context.ClearUnorderedAccessViewUint(lightTexUAV, 0)
 )",
-              {{"frame", numbers.frame},
-               {"tiles", numbers.tiles},
-               {"bytes", numbers.bytes},
-               {"elements", numbers.elements},
-               {"tex_info", numbers.tex_info},
-               {"buff", numbers.buff},
+              {{"frame", text(numbers.width) + "x" + text(numbers.height)},
+               {"tiles", text(numbers.columns) + "x" + text(numbers.rows)},
+               {"bytes", text(16 * numbers.rows)},
+               {"elements", text(4 * numbers.rows)},
+               {"width", text(numbers.width)},
+               {"height", text(numbers.height)},
+               {"columns", text(numbers.columns)},
+               {"rows", text(numbers.rows)},
+               {"words", text(numbers.words)},
                {"format", numbers.format},
                {"layout", numbers.layout},
                {"samples", numbers.samples}});
@@ -112,6 +118,22 @@ inline Calls DetectCalls(const std::string& reset, const std::string& across,
   return Joined({DetectCallsToMap(reset, across, down), List(R"(
 context.Unmap(RamBuff, 0)
 context.Unmap(RamBuff, 0)
+)")});
+}
+
+inline Calls ReleasesOf(const std::string& names) {
+  Calls releases;
+  std::istringstream list(names);
+  for (std::string name; list >> name;) releases.push_back(name + ".Release()");
+  return releases;
+}
+
+// The engine unbinds its resources and releases context and device before its own resources.
+inline Calls ReleaseCalls() {
+  return Joined({List("context.ClearState()\ncontext.Flush()"), ReleasesOf(R"(
+context device texture rtv diffBuff RamBuff diffBuffUAV frameDiffCS getBitFlagCS resetDiffRectsCS
+oldTex oldBk oldSRV newTex newBk newSRV texBuffer texInfoBuffer lightUAV lightStaging light
+lightTexUAV lightTexStaging lightTex
 )")});
 }
 

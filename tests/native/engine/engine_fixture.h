@@ -71,6 +71,8 @@ device.CreateComputeShader(szGetBitFlagCS, null) = getBitFlagCS
   winrt::com_ptr<ID3D11Device> device;
   winrt::com_ptr<ID3D11DeviceContext> context;
   Names names;
+  std::vector<D3D11_BOX> rects;
+  float ratio = 0.5f;  // which no detection gives
 };
 
 }  // namespace session_test

@@ -25,66 +25,38 @@ namespace {
 
 using fake::Fault;
 
-struct SizeCase {
-  uint32_t width;
-  uint32_t height;
-  uint32_t columns;  // tiles, begun ones included
-  uint32_t rows;
-  uint32_t words;  // 32 columns each
+const BuildNumbers k1366x768{1366, 768, 43, 24, 2};
+const BuildNumbers kSizes[] = {{1, 1, 1, 1, 1},      {31, 33, 1, 2, 1}, k64x48,
+                               {1024, 32, 32, 1, 1}, k1366x768,         {4200, 100, 132, 4, 5}};
 
-  std::vector<uint32_t> TexInfo() const { return {width, height, 32, 32}; }
-  std::vector<uint32_t> Buff() const { return {4, rows, columns, words}; }
-
-  BuildNumbers Numbers() const {
-    const auto size = [](uint32_t x, uint32_t y) {
-      return std::to_string(x) + "x" + std::to_string(y);
-    };
-    const auto list = [](const std::vector<uint32_t>& n) {
-      return "{" + std::to_string(n[0]) + ", " + std::to_string(n[1]) + ", " +
-             std::to_string(n[2]) + ", " + std::to_string(n[3]) + "}";
-    };
-    return {size(width, height),      size(columns, rows), std::to_string(16 * rows),
-            std::to_string(4 * rows), list(TexInfo()),     list(Buff())};
-  }
-};
-
-constexpr SizeCase kSizes[] = {{1, 1, 1, 1, 1},        {31, 33, 1, 2, 1},
-                               {64, 48, 2, 2, 1},      {1024, 32, 32, 1, 1},
-                               {1366, 768, 43, 24, 2}, {4200, 100, 132, 4, 5}};
-
-class EngineResize : public EngineTest {};
+using EngineResize = EngineTest;
 
 TEST_F(EngineResize, BuildsEachSizeInOrder) {
-  for (const SizeCase& size : kSizes) {
-    const Calls expected = ResizeCalls(size.Numbers());
-    SCOPED_TRACE(size.Numbers().frame);
+  using Words = std::vector<uint32_t>;
+  for (const BuildNumbers& size : kSizes) {
+    SCOPED_TRACE(size.width);
     FrameDiffEngine engine;
     Init(engine);
     fake::StartRecording();
     EXPECT_TRUE(engine.Resize(fake::FrameDesc(size.width, size.height)));
-    ExpectCalls(expected);
+    ExpectCalls(ResizeCalls(size));
     EXPECT_FALSE(engine.IsSizeChanged(size.width, size.height));
     EXPECT_TRUE(engine.IsSizeChanged(size.width + 1, size.height));
     EXPECT_TRUE(engine.IsSizeChanged(size.width, size.height + 1));
     // The map discards what the initial data gave, so this is what the map's copy left.
-    EXPECT_EQ(fake::WordsOf(Read(TexInfoBuffer{}, engine).get()), size.TexInfo());
-    EXPECT_EQ(fake::WordsOf(Read(TexBuffer{}, engine).get()), size.Buff());
+    EXPECT_EQ(fake::WordsOf(Read(TexInfoBuffer{}, engine).get()),
+              (Words{size.width, size.height, 32, 32}));
+    EXPECT_EQ(fake::WordsOf(Read(TexBuffer{}, engine).get()),
+              (Words{4, size.rows, size.columns, size.words}));
   }
 }
 
 // Mips, layers, format and samples are the frame's; how the frame is used is its own business.
 TEST_F(EngineResize, TakesTheLayoutOfTheFrameAndNotItsUse) {
-  D3D11_TEXTURE2D_DESC desc{};
-  desc.Width = 64;
-  desc.Height = 48;
-  desc.MipLevels = 3;
-  desc.ArraySize = 2;
-  desc.Format = DXGI_FORMAT_R8G8B8A8_UNORM;
-  desc.SampleDesc = {4, 1};
+  D3D11_TEXTURE2D_DESC desc = LayeredFrameDesc(DXGI_FORMAT_R8G8B8A8_UNORM);
   desc.Usage = D3D11_USAGE_DYNAMIC;
   desc.BindFlags = D3D11_BIND_DECODER;
   desc.CPUAccessFlags = D3D11_CPU_ACCESS_WRITE;
-  desc.MiscFlags = D3D11_RESOURCE_MISC_SHARED;
 
   BuildNumbers numbers = k64x48;
   numbers.format = "28";
@@ -93,10 +65,9 @@ TEST_F(EngineResize, TakesTheLayoutOfTheFrameAndNotItsUse) {
 
   FrameDiffEngine engine;
   Init(engine);
-  const Calls expected = ResizeCalls(numbers);
   fake::StartRecording();
   EXPECT_TRUE(engine.Resize(desc));
-  ExpectCalls(expected);
+  ExpectCalls(ResizeCalls(numbers));
 }
 
 // Before each object of a second build is made, its predecessor is let go.
@@ -105,7 +76,7 @@ TEST_F(EngineResize, ReleasesEachPredecessorRightBeforeItsSuccessorIsMade) {
   Build(engine);
 
   Calls expected;
-  for (const std::string& line : ResizeCalls(kSizes[4].Numbers())) {
+  for (const std::string& line : ResizeCalls(k1366x768)) {
     if (const size_t made = line.find(") = "); made != std::string::npos) {
       expected.push_back(line.substr(made + 4) + ".Release()");
     }
@@ -123,11 +94,7 @@ TEST_F(EngineResize, OnlyNegativeResultsAreFailures) {
   fake::PlanFaults([](const fake::FailableCall&) {
     return std::optional(Fault{Fault::Kind::kResultAfterWork, S_FALSE});
   });
-  Init(engine);
-  const Calls expected = ResizeCalls(k64x48);
-  fake::StartRecording();
-  EXPECT_TRUE(engine.Resize(fake::FrameDesc(64, 48)));
-  ExpectCalls(expected);
+  Build(engine);
 }
 
 TEST_F(EngineResize, WithoutDeviceNothingIsCalled) {
@@ -146,8 +113,7 @@ TEST_F(EngineResize, InitWantsDeviceAndContext) {
 }
 
 TEST_F(EngineResize, InitEndsAtTheFirstProgramThatCannotBeMade) {
-  for (const Fault fault :
-       {Fault{Fault::Kind::kResult, E_FAIL}, Fault{Fault::Kind::kNothing, S_OK}}) {
+  for (const Fault fault : {kFails, kGivesNothing}) {
     for (size_t n = 1; n <= InitCalls().size(); ++n) {
       SCOPED_TRACE(n);
       FrameDiffEngine engine;
@@ -198,9 +164,6 @@ class EngineResizeFailure : public EngineTest {
     EXPECT_FALSE(engine.IsSizeChanged(64, 48));
     EXPECT_TRUE(engine.IsSizeChanged(0, 0));
   }
-
-  std::vector<D3D11_BOX> rects;
-  float ratio = 0.5f;
 };
 
 // What it leaves: detection stays away while something that it needs is missing. Only when the very
@@ -210,7 +173,7 @@ TEST_F(EngineResizeFailure, EndsTheBuildAndDetectionStaysAway) {
   ForEachCall([&](uint64_t n, Calls expected) {
     expected.back() = WithoutResult(expected.back());
     FrameDiffEngine engine;
-    Build(engine, n, {Fault::Kind::kResult, E_OUTOFMEMORY}, expected);
+    Build(engine, n, Failure(E_OUTOFMEMORY), expected);
 
     const bool complete = Has(expected.back(), "Map(texBuffer");
     fake::StartRecording();
@@ -241,7 +204,7 @@ TEST_F(EngineResizeFailure, SuccessWithNothingIsAFailureOfWhateverMakesSomething
     } else {
       expected.back() = WithoutResult(expected.back());
     }
-    Build(engine, n, {Fault::Kind::kNothing, S_OK}, expected, of_flags);
+    Build(engine, n, kGivesNothing, expected, of_flags);
   });
 }
 
@@ -254,7 +217,7 @@ TEST_F(EngineResizeFailure, DetectsWithWhatIsLeftOfTheBuildBefore) {
     FrameDiffEngine engine;
     Init(engine);
     ASSERT_TRUE(engine.Resize(fake::FrameDesc(96, 96)));
-    fake::PlanFaults(fake::NthCall(n, {Fault::Kind::kResult, E_FAIL}));
+    fake::PlanFaults(fake::NthCall(n, kFails));
     EXPECT_FALSE(engine.Resize(fake::FrameDesc(64, 48)));
     fake::PlanNoFaults();
 

@@ -25,14 +25,6 @@ class FrameBuffer : public SessionTest {
     EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(width, height));
     return poll;
   }
-  static Poll ShowWithoutMemory(Session& session, const Picture& picture) {
-    FailEveryCall("malloc", kGivesNothing);
-    const Poll poll = session.Show(picture);
-    fake::PlanNoFaults();
-    EXPECT_FALSE(poll.available);
-    EXPECT_EQ(poll.frame, kUntouched);
-    return poll;
-  }
   static uint64_t CapacityOf(const Session& session) { return BufferCapacityOf(session.handle()); }
 };
 
@@ -96,23 +88,16 @@ TEST_F(FrameBuffer, IsKeptForAFrameWithTheSameNumberOfBytes) {
   EXPECT_EQ(CapacityOf(session), 12288u);
 }
 
-TEST_F(FrameBuffer, IsAllocatedForALaterFrameIfTheFirstAllocationFails) {
-  // The staging texture is still mapped from the failed attempt: the device drops the next copy.
-  ExpectRefusals();
-  Capture session;
-  const Poll poll = ShowWithoutMemory(session, Pattern(64, 48));
-  EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(0u, 0u));
-  EXPECT_EQ(TakeLog().size(), 2u);  // once for each way of reading a frame
-  EXPECT_EQ(Pixels(session.Show(Pattern(64, 48, 2))), Pattern(64, 48, 2));
-  EXPECT_EQ(CapacityOf(session), 12288u);
-}
-
 // The growth fails, and as there is no buffer then, so does the first allocation of the simple way.
 // Only the latter is logged.
 TEST_F(FrameBuffer, FailedGrowthReportsNoFrameWithTheOldSize) {
   Capture session;
   session.Show(Pattern(64, 48));
-  const Poll poll = ShowWithoutMemory(session, Pattern(100, 90));
+  FailEveryCall("malloc", kGivesNothing);
+  const Poll poll = session.Show(Pattern(100, 90));
+  fake::PlanNoFaults();
+  EXPECT_FALSE(poll.available);
+  EXPECT_EQ(poll.frame, kUntouched);
   EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(64u, 48u));
   EXPECT_EQ(TakeLog().size(), 1u);
   // The size is the one that the session last knew, but there is no buffer of it any more.

@@ -12,11 +12,6 @@ using fake::Fault;
 
 class Frames : public SessionTest {
  protected:
-  // A session whose target has that size.
-  static void SetTarget(int32_t width, int32_t height) {
-    fake::settings.item_width = width;
-    fake::settings.item_height = height;
-  }
   static std::pair<int32_t, int32_t> PoolSize() {
     return {fake::LastPool()->Size().Width, fake::LastPool()->Size().Height};
   }
@@ -43,21 +38,6 @@ TEST_F(Frames, BytesAreInTheOrderBlueGreenRedAlpha) {
 }
 
 // Which frame a poll reports.
-
-TEST_F(Frames, FirstOfTwoInOnePollIsKeptAndTheSecondDropped) {
-  Capture session;
-  fake::FramePool* const pool = fake::LastPool();
-  ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 1)));
-  // The content size of a dropped frame does not reach the pool.
-  ASSERT_TRUE(pool->Deliver(Pattern(64, 48, 2), {32, 24}));
-  // Both buffers of the pool are in use until the poll gives them back.
-  ASSERT_FALSE(pool->Deliver(Pattern(64, 48, 3)));
-  EXPECT_EQ(Pixels(session.GetFrame()), Pattern(64, 48, 1));
-  EXPECT_EQ(pool->FramesWaiting(), 0u);
-  EXPECT_EQ(PoolSize(), std::pair(64, 48));
-  EXPECT_TRUE(pool->Deliver(Pattern(64, 48, 4)));
-  EXPECT_EQ(Pixels(session.GetFrame()), Pattern(64, 48, 4));
-}
 
 TEST_F(Frames, UnreadableFrameLeavesThePollToTheNext) {
   Capture session;
@@ -143,7 +123,8 @@ TEST_F(Frames, StagingTextureHasTheMipsLayersAndSamplesOfTheFirst) {
 // The size of the content.
 
 TEST_F(Frames, ShrunkTargetKeepsThePoolsSizeUntilThePoolIsRecreated) {
-  SetTarget(800, 600);
+  fake::settings.item_width = 800;
+  fake::settings.item_height = 600;
   Capture session;
   // Both buffers of the pool hold this picture then.
   Picture expected = Pattern(800, 600);

@@ -118,20 +118,6 @@ TEST_F(Lifecycle, StoppingRequestsTheExitAndLeavesTheStatus) {
   }
 }
 
-TEST_F(Lifecycle, FailedStartLeavesTheState) {
-  Session session;
-  FailEveryCall("StartCapture");
-  EXPECT_FALSE(session.Start());
-  EXPECT_EQ(StateOf(session.handle()), kConstructed);
-  EXPECT_NE(wgc_get_device(session.handle()), nullptr);
-  fake::PlanNoFaults();
-  ContinueOnNewThread();
-  ASSERT_TRUE(session.Start());
-  FailEveryCall("CreateDXGIFactory1");
-  EXPECT_FALSE(session.Start());
-  EXPECT_EQ(StateOf(session.handle()), kRunning);
-}
-
 TEST_F(Lifecycle, ClosedItemStopsNothingElse) {
   Capture session;
   ID3D11Device* const device = wgc_get_device(session.handle());
@@ -402,47 +388,11 @@ TEST_F(Lifecycle, DestructionDropsFramesOnTheirWay) {
   PumpAsTheHost();
 }
 
-TEST_F(Lifecycle, FailedRevocationIsIgnored) {
-  Capture session;
-  FailEveryCall("remove_FrameArrived");
-  const auto recording = Recorded([&] { session.Destroy(); });
-  EXPECT_EQ(LinesWith("Close()", recording),
-            (std::vector<std::string>{"pool1.Close()", "session1.Close()"}));
-  EXPECT_EQ(TakeLog().size(), 2u);
-}
-
-TEST_F(Lifecycle, DestructionOfOneSessionLeavesTheOther) {
-  fake::settings.several_queues_a_thread = true;
-  Capture first;
-  fake::FramePool* const first_pool = fake::LastPool();
-  {
-    Session second(kMonitor);
-    ASSERT_TRUE(second.Start());
-    ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 9)));
-  }
-  ASSERT_TRUE(first_pool->Deliver(Pattern(64, 48)));
-  EXPECT_EQ(Pixels(first.GetFrame()), Pattern(64, 48));
-  EXPECT_TRUE(first.Running());
-}
-
 using LifecycleDeathTest = Lifecycle;
 
 TEST_F(LifecycleDeathTest, DestroyingNullIsAFault) {
   wgc_register_logger(nullptr);
   EXPECT_DEATH(wgc_session_destroy(nullptr), "");
-}
-
-TEST_F(Lifecycle, SessionsOnTwoThreadsAreIndependent) {
-  const auto capture = [](uint32_t seed) {
-    Capture session;
-    for (const uint32_t last = seed + 20; seed < last; ++seed) {
-      EXPECT_EQ(Pixels(session.Show(Pattern(64, 48, seed))), Pattern(64, 48, seed));
-    }
-  };
-  std::thread first(capture, 1);
-  std::thread second(capture, 1000);
-  first.join();
-  second.join();
 }
 
 // The counter ticks of 60 milliseconds, which a session keeps.

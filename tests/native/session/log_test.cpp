@@ -1,8 +1,9 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// Every line that the library logs, word for word and with its level, through the C interface. Its
-// length, and what is cut: tests/native/unit/wgc_log_test.cpp.
+// Lines of the log, word for word and with their level, and the callback. The lines of a start, a
+// stop and their failures: failures_life_test.cpp. The length of a line:
+// tests/native/unit/wgc_log_test.cpp.
 #include <string>
 
 #include "native/host.h"
@@ -10,113 +11,9 @@
 namespace session_test {
 namespace {
 
-using fake::Fault;
-using Kind = Fault::Kind;
+enum Level { kInfo = 1, kError = 3 };
 
-enum Level { kInfo = 1, kWarning = 2, kError = 3 };
-
-class LogTexts : public SessionTest {
- protected:
-  static void SetProperties(bool present) {
-    fake::settings.cursor_property_present = present;
-    fake::settings.border_property_present = present;
-  }
-};
-
-TEST_F(LogTexts, StartLogsTheSwitches) {
-  for (const auto& [cursor, border] :
-       {std::pair{false, false}, {true, false}, {false, true}, {true, true}}) {
-    Session session;
-    ASSERT_TRUE(session.EnableCursor(cursor));
-    ASSERT_TRUE(session.ShowBorder(border));
-    TakeLog();
-    ASSERT_TRUE(session.Start());
-    EXPECT_EQ(TakeLog(), (Log{{kInfo, "WgcCaptureSession::Start"},
-                              {kInfo, cursor ? "Wgc cursor Enable " : "Wgc cursor Disable "},
-                              {kInfo, border ? "Wgc border Enable " : "Wgc border Disable "},
-                              {kInfo, "Wgc session started."}}));
-  }
-}
-
-TEST_F(LogTexts, StartLogsMissingProperties) {
-  SetProperties(false);
-  Session session;
-  ASSERT_TRUE(session.Start());
-  EXPECT_EQ(TakeLog(), (Log{{kInfo, "WgcCaptureSession::Start"},
-                            {kInfo, "IsCursorToggleSupported: no"},
-                            {kInfo, "IsBorderRequiredSupported: no"},
-                            {kInfo, "Wgc session started."}}));
-}
-
-TEST_F(LogTexts, FailedStartLogsTheCallAndItsResult) {
-  const struct {
-    const char* function;
-    Fault fault;
-    const char* line;
-  } kFailures[] = {
-      {"CreateDXGIFactory1", Failure(DXGI_ERROR_UNSUPPORTED),
-       "Failed to create dxgi factory1, hr:887a0004"},
-      {"D3D11CreateDevice", Failure(E_OUTOFMEMORY), "Failed to create d3d11 device,hr:8007000e"},
-      {"EnumAdapters1", Failure(DXGI_ERROR_NOT_FOUND),
-       "Failed to find any adapter to create d3d11 device"},
-      {"QueryInterface", Failure(E_NOINTERFACE),
-       "Failed to QueryInterface[IDXGIDevice]. hr:80004002"},
-      {"CreateDirect3D11DeviceFromDXGIDevice", kFails,
-       "Failed to call CreateDirect3D11DeviceFromDXGIDevice, hr:80004005"},
-      {"CreateForWindow", Failure(E_INVALIDARG),
-       "Failed to call IGraphicsCaptureItemInterop::CreateForWindow, hr:80070057"},
-      {"CreateForMonitor", Failure(E_INVALIDARG),
-       "Failed to call IGraphicsCaptureItemInterop::CreateForMonitor, hr:80070057"},
-      {"CreateForWindow", kGivesNothing, "No window or monitor to capture"},
-      {"CreateDispatcherQueueController", Failure(E_NOINTERFACE), "Winrt exception:-2147467262"},
-      {"Create", Failure(E_ACCESSDENIED), "Winrt exception:-2147024891"},
-      {"CreateCaptureSession",
-       {Kind::kStandardException},
-       "std exception:the platform's own words"},
-      {"CreateCaptureSession", {Kind::kForeignException}, "unknown exception"},
-  };
-  for (const auto& [function, fault, line] : kFailures) {
-    SCOPED_TRACE(line);
-    Session window(kWindow);
-    Session monitor(kMonitor);
-    TakeLog();
-    FailCalls(function, {1}, fault);
-    EXPECT_FALSE((function == std::string("CreateForMonitor") ? monitor : window).Start());
-    fake::PlanNoFaults();
-    EXPECT_EQ(TakeLog(), (Log{{kInfo, "WgcCaptureSession::Start"}, {kError, line}}));
-  }
-}
-
-TEST_F(LogTexts, ClosedItemIsLogged) {
-  Capture session;
-  EXPECT_EQ(fake::LastItem()->RaiseClosed(), S_OK);
-  EXPECT_EQ(TakeLog(), (Log{{kInfo, "Wgc on_closed"}}));
-}
-
-TEST_F(LogTexts, DestructionLogsWhatFailed) {
-  const struct {
-    std::optional<Fault> fault;  // of the pool's Close
-    Log line;
-  } kCases[] = {
-      {std::nullopt, {}},
-      {Failure(E_ACCESSDENIED), {{kError, "Exception catced Access denied."}}},
-      // A code that the system has no words for.
-      {Failure(static_cast<HRESULT>(0xA0000001)), {{kError, "Exception catced "}}},
-      // Out of memory is the language's own exception.
-      {Failure(E_OUTOFMEMORY), {{kError, "Exception catched: 8007000e"}}},
-      {Fault{Kind::kStandardException}, {{kError, "Exception catched: 80004005"}}},
-      {Fault{Kind::kForeignException}, {{kError, "Exception catched: 80004005"}}},
-  };
-  for (const auto& [fault, line] : kCases) {
-    Capture session;
-    if (fault) FailCalls("Close", {1}, *fault);
-    session.Destroy();
-    fake::PlanNoFaults();
-    Log expected = {{kInfo, "Try to exit wgc thread"}, {kInfo, "Wgc exit."}};
-    expected.insert(expected.begin() + 1, line.begin(), line.end());
-    EXPECT_EQ(TakeLog(), expected);
-  }
-}
+using LogTexts = SessionTest;
 
 TEST_F(LogTexts, MessageOfAnErrorIsLoggedInUtf8) {
   const std::string words = "Zugriff verweigert: gr\xC3\xBC\xC3\x9F dich \xE2\x82\xAC";
@@ -149,15 +46,6 @@ TEST_F(LogTexts, SwitchesAreLogged) {
                             {kInfo, "Set dirtyRect disable"}}));
 }
 
-TEST_F(LogTexts, RefusedSwitchesAreWarnings) {
-  SetProperties(false);
-  Session session;
-  EXPECT_FALSE(session.EnableCursor(true));
-  EXPECT_FALSE(session.ShowBorder(false));
-  EXPECT_EQ(TakeLog(),
-            (Log{{kWarning, "Failed to enable cursor"}, {kWarning, "Failed to  hide border"}}));
-}
-
 TEST_F(LogTexts, FailedAllocationIsLoggedInWholeKilobytes) {
   const struct {
     uint32_t width, height;
@@ -176,7 +64,7 @@ TEST_F(LogTexts, FailedAllocationIsLoggedInWholeKilobytes) {
 
 // The callback.
 
-class Logger : public SessionTest {};
+using Logger = SessionTest;
 
 TEST_F(Logger, CallbackMayBeMissing) {
   wgc_register_logger(nullptr);

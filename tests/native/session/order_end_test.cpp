@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 // The end of a session: the stop sequence, and then what destruction releases, in its order.
-#include <sstream>
-
 #include "native/engine/engine_calls.h"
 #include "native/host.h"
 
@@ -21,16 +19,6 @@ log(1, "Wgc exit.")
 const char kEmptyStop[] = R"(
 log(1, "Try to exit wgc thread")
 log(1, "Wgc exit.")
-)";
-
-// The order in which everything that a session can hold is released. The engine unbinds its
-// resources and releases context and device before its own resources; the session's references to
-// both go later.
-const char kReleases[] = R"(
-frame_texture context.ClearState() context.Flush() context device texture rtv diffBuff RamBuff
-diffBuffUAV frameDiffCS getBitFlagCS resetDiffRectsCS oldTex oldBk oldSRV newTex newBk newSRV
-texBuffer texInfoBuffer lightUAV lightStaging light lightTexUAV lightTexStaging lightTex controller
-session pool output_texture context winrt_device item adapter factory device
 )";
 
 class EndOrder : public SessionTest {
@@ -63,13 +51,12 @@ class EndOrder : public SessionTest {
     EXPECT_EQ(names.Read(stopped, stop), Text(stop));
     const Calls released = Only(Calls(last_line + 1, recording.end()),
                                 [](const auto& line) { return !line.starts_with("free("); });
-    Calls expected;
-    std::istringstream releases(kReleases);
-    for (std::string call; releases >> call;) {
-      const size_t dot = call.find('.');
-      if (!names.Know(call.substr(0, dot))) continue;
-      expected.push_back(dot == std::string::npos ? call + ".Release()" : call);
-    }
+    // All that a session can hold. Its own references to context and device go after the engine's.
+    const Calls all = Joined({ReleasesOf("frame_texture"), ReleaseCalls(), ReleasesOf(R"(
+controller session pool output_texture context winrt_device item adapter factory device
+)")});
+    const Calls expected =
+        Only(all, [&](const auto& call) { return names.Know(call.substr(0, call.find('.'))); });
     EXPECT_EQ(names.Read(released, expected), Text(expected));
   }
 

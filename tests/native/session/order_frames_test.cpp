@@ -155,7 +155,9 @@ TEST_F(FrameOrder, LaterFramesOfAPollAreTakenAndDropped) {
   ASSERT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48, 2)));
   ASSERT_TRUE(fake::LastPool()->DeliverTexture(texture.get(), {80, 60}));
   ASSERT_TRUE(fake::LastPool()->DeliverTexture(texture.get(), {90, 70}));
-  ExpectPoll(session, {kOpen, kCopy, kMap, kUnmap, kEnd, kTake, kEnd, kTake, kEnd});
+  const Poll poll =
+      ExpectPoll(session, {kOpen, kCopy, kMap, kUnmap, kEnd, kTake, kEnd, kTake, kEnd});
+  EXPECT_EQ(Pixels(poll), Pattern(64, 48, 2));
 }
 
 // The simple way, for a frame that the usual one could not read.

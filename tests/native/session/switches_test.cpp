@@ -1,7 +1,8 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The four switches: what they store, what they refuse, and when they reach the capture.
+// The four switches: what they store, what they refuse, and when they reach the capture; and the
+// support probe.
 #include "native/host.h"
 
 namespace session_test {
@@ -109,30 +110,30 @@ TEST_F(Switches, BorderWithoutThePropertyCanOnlyBeShown) {
   EXPECT_EQ(LastDrawn(), Drawn(false, true));
 }
 
-TEST_F(Switches, DirtyRectTakesEffectWithTheNextFrame) {
-  Capture session;
-  for (const bool on : {false, true, false}) {
-    session.DirtyRect(on);
-    const auto recording = Recorded([&] { session.Show(Pattern(64, 48)); });
-    // Only a detecting session keeps the frame for the next comparison: a copy more.
-    EXPECT_EQ(LinesWith("CopyResource", recording).size() > 1, on);
-  }
-}
-
-TEST_F(Switches, CaptureToTextureTakesEffectWithTheNextFrameAndPoll) {
-  Capture session;
-  EXPECT_TRUE(session.Show(Pattern(64, 48)).available);
-  session.ToTexture(true);
-  EXPECT_FALSE(session.GetFrame().available);
-  EXPECT_EQ(Pixels(session.Show(Pattern(64, 48, 2))), Pattern(64, 48, 2));
-}
-
 TEST_F(Switches, OfTwoSessionsAreIndependent) {
   Session first;
   Session second;
   EXPECT_TRUE(first.EnableCursor(true));
   EXPECT_TRUE(CursorOf(first));
   EXPECT_FALSE(CursorOf(second));
+}
+
+using SupportProbe = SessionTest;
+
+// Nothing else is asked, so the probe needs no session and disturbs none.
+TEST_F(SupportProbe, AsksForTheEighthUniversalContractOnly) {
+  const auto recording = Recorded([] { EXPECT_TRUE(is_wgc_session_supported()); });
+  EXPECT_EQ(LinesWith("api_information1.Is", recording),
+            std::vector<std::string>{"api_information1.IsApiContractPresent("
+                                     "Windows.Foundation.UniversalApiContract, 8)"});
+  EXPECT_TRUE(LinesWith("Create", recording).empty());
+}
+
+TEST_F(SupportProbe, AnswersByTheContractsVersion) {
+  for (const uint16_t contract : {0, 1, 7, 8, 9, 19, 0xFFFF}) {
+    fake::settings.universal_contract = contract;
+    EXPECT_EQ(is_wgc_session_supported(), contract >= 8) << contract;
+  }
 }
 
 }  // namespace
