@@ -14,19 +14,6 @@ D3dDevice CreateD3dDevice() {
   return {};
 }
 
-D3D11_TEXTURE2D_DESC FrameDesc(uint32_t width, uint32_t height, DXGI_FORMAT format) {
-  D3D11_TEXTURE2D_DESC desc{};
-  desc.Width = width;
-  desc.Height = height;
-  desc.MipLevels = 1;
-  desc.ArraySize = 1;
-  desc.Format = format;
-  desc.SampleDesc.Count = 1;
-  desc.Usage = D3D11_USAGE_DEFAULT;
-  desc.BindFlags = D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET;
-  return desc;
-}
-
 winrt::com_ptr<ID3D11Texture2D> CreateFrame(const D3dDevice& d3d, const reference::Image& image,
                                             DXGI_FORMAT format) {
   const D3D11_TEXTURE2D_DESC desc = FrameDesc(image.width, image.height, format);

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 
+#include "support/frame_desc.h"
 #include "support/reference_diff.h"
 
 struct D3dDevice {
@@ -23,10 +24,6 @@ struct D3dDevice {
 // On the default adapter, or Windows' own in software where there is none; both references are null
 // when neither works.
 D3dDevice CreateD3dDevice();
-
-// The description of a captured frame: one mip level, one sample, default usage.
-D3D11_TEXTURE2D_DESC FrameDesc(uint32_t width, uint32_t height,
-                               DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM);
 
 // A frame that holds the image's 32-bit pixels as they are. Null when it cannot be made.
 winrt::com_ptr<ID3D11Texture2D> CreateFrame(const D3dDevice& d3d, const reference::Image& image,

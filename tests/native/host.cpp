@@ -75,13 +75,13 @@ winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const D3D11_TEXTURE2D_DESC& desc
 
 winrt::com_ptr<ID3D11Texture2D> NewFrameTexture(const Picture& picture, DXGI_FORMAT format,
                                                 D3D11_USAGE usage) {
-  auto texture = NewFrameTexture(fake::FrameDesc(picture.width, picture.height, format, usage));
+  auto texture = NewFrameTexture(FrameDesc(picture.width, picture.height, format, usage));
   fake::Draw(texture.get(), picture);
   return texture;
 }
 
 D3D11_TEXTURE2D_DESC LayeredFrameDesc(DXGI_FORMAT format) {
-  D3D11_TEXTURE2D_DESC desc = fake::FrameDesc(64, 48, format);
+  D3D11_TEXTURE2D_DESC desc = FrameDesc(64, 48, format);
   desc.MipLevels = 3;
   desc.ArraySize = 2;
   desc.SampleDesc = {4, 1};
@@ -100,14 +100,6 @@ void PumpAsTheHost() {
     TranslateMessage(&message);
     DispatchMessageW(&message);
   }
-}
-
-void FailCalls(std::string function, std::vector<uint64_t> numbers, fake::Fault fault) {
-  fake::PlanFaults([=, seen = uint64_t{0}](const fake::FailableCall& call) mutable {
-    const bool fails = call.function == function &&
-                       std::find(numbers.begin(), numbers.end(), ++seen) != numbers.end();
-    return fails ? std::optional(fault) : std::nullopt;
-  });
 }
 
 std::vector<std::string> LinesWith(std::string_view part,

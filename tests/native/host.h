@@ -34,15 +34,8 @@ namespace session_test {
 inline const HWND kWindow = reinterpret_cast<HWND>(0x10);
 inline const HMONITOR kMonitor = reinterpret_cast<HMONITOR>(0x20);
 
-struct LogLine {
-  int level;
-  std::string text;
-  friend bool operator==(const LogLine&, const LogLine&) = default;
-  friend std::ostream& operator<<(std::ostream& out, const LogLine& line) {
-    return out << line.level << ' ' << '"' << line.text << '"';
-  }
-};
-
+// Level and text.
+using LogLine = std::pair<int, std::string>;
 using Log = std::vector<LogLine>;
 
 // The lines since the last call. Lines are also noted in a recording, as log(1, "text").
@@ -137,8 +130,11 @@ constexpr fake::Fault Failure(HRESULT result) {
 }
 inline constexpr fake::Fault kFails = Failure(E_FAIL);
 inline constexpr fake::Fault kGivesNothing{fake::Fault::Kind::kNothing, S_OK};
-// Replaces the plan: the calls of the function with these numbers fail, counted from 1.
-void FailCalls(std::string function, std::vector<uint64_t> numbers, fake::Fault fault = kFails);
+// These replace the plan.
+inline void FailCalls(std::string function, std::vector<uint64_t> numbers,
+                      fake::Fault fault = kFails) {
+  fake::PlanFaults(fake::CallsOf(std::move(function), std::move(numbers), fault));
+}
 inline void FailEveryCall(std::string function, fake::Fault fault = kFails) {
   fake::PlanFaults(fake::EveryCallOf(std::move(function), fault));
 }

@@ -34,13 +34,10 @@ namespace session_test {
 // What the platform knows as the session's item and pool.
 struct HeldItem {};
 struct HeldPool {};
-struct HeldBuffer {};
 auto& Read(HeldItem, WgcCaptureSession&);
 auto& Read(HeldPool, WgcCaptureSession&);
-auto& Read(HeldBuffer, WgcCaptureSession&);
 template struct Reveal<HeldItem, &WgcCaptureSession::capture_item_>;
 template struct Reveal<HeldPool, &WgcCaptureSession::frame_pool_>;
-template struct Reveal<HeldBuffer, &WgcCaptureSession::frame_buffer_>;
 
 }  // namespace session_test
 

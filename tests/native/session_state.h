@@ -9,23 +9,26 @@
 
 namespace session_test {
 
-template <typename Tag, auto Member>
+template <typename Tag, auto Member, typename Object = WgcCaptureSession>
 struct Reveal {
-  friend auto& Read(Tag, WgcCaptureSession& session) { return session.*Member; }
+  friend auto& Read(Tag, Object& object) { return object.*Member; }
 };
 
 struct ExitRequested {};
 struct TicksPer60Milliseconds {};
 struct CopyMode {};
 struct BufferCapacity {};
+struct HeldBuffer {};
 auto& Read(ExitRequested, WgcCaptureSession&);
 auto& Read(TicksPer60Milliseconds, WgcCaptureSession&);
 auto& Read(CopyMode, WgcCaptureSession&);
 auto& Read(BufferCapacity, WgcCaptureSession&);
+auto& Read(HeldBuffer, WgcCaptureSession&);
 template struct Reveal<ExitRequested, &WgcCaptureSession::exit_requested_>;
 template struct Reveal<TicksPer60Milliseconds, &WgcCaptureSession::ticks_per_60ms_>;
 template struct Reveal<CopyMode, &WgcCaptureSession::copy_mode_>;
 template struct Reveal<BufferCapacity, &WgcCaptureSession::frame_buffer_size_>;
+template struct Reveal<HeldBuffer, &WgcCaptureSession::frame_buffer_>;
 
 inline bool IsExitRequested(void* handle) {
   return Read(ExitRequested{}, *static_cast<WgcCaptureSession*>(handle)).load();

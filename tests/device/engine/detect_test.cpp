@@ -130,32 +130,6 @@ TEST_F(FrameDiffEngineDetect, AllPixelsChangedGiveEveryWordOfEveryRowButTheBlind
   EXPECT_EQ(outcome.ratio, reference::Ratio(1888 * 1056, 1920, 1080));
 }
 
-TEST_F(FrameDiffEngineDetect, FramesWithoutAWholeTileBeforeBothEdgesGiveNothing) {
-  for (const auto& [width, height] :
-       {std::pair{1u, 1u}, {32u, 32u}, {33u, 32u}, {32u, 33u}, {200u, 32u}, {31u, 200u}}) {
-    SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
-    const Outcome outcome = Compare(Image(width, height, 0), Image(width, height, 0x00ffffff));
-    EXPECT_TRUE(outcome.succeeded);
-    EXPECT_TRUE(outcome.rects.empty());
-    EXPECT_EQ(outcome.ratio, 0.0f);
-  }
-}
-
-TEST_F(FrameDiffEngineDetect, EachFrameIsComparedWithTheOneBeforeIt) {
-  const Image plain = NoiseImage(300, 100);
-  Image left = plain;
-  ChangePixel(left, 5, 5);
-  Image right = plain;
-  ChangePixel(right, 200, 5);
-
-  ASSERT_TRUE(Handle(plain).succeeded);
-  EXPECT_EQ(Handle(left).rects, Boxes{Box(0, 0, 32, 32)});
-  EXPECT_TRUE(Handle(left).rects.empty());
-  EXPECT_EQ(Handle(right).rects, (Boxes{Box(0, 0, 32, 32), Box(192, 0, 224, 32)}));
-  EXPECT_EQ(Handle(plain).rects, Boxes{Box(192, 0, 224, 32)});
-  EXPECT_TRUE(Handle(plain).rects.empty());
-}
-
 TEST_F(FrameDiffEngineDetect, WithoutUpdateOldFramesAreComparedWithTheSameOldOne) {
   const Image plain = NoiseImage(300, 100);
   Image changed = plain;

@@ -113,40 +113,27 @@ void ChangeRunOverWords(Image& image, Random& random) {
   }
 }
 
-void ChangeEverything(Image& image, Random&) {
-  for (uint32_t& pixel : image.pixels) pixel ^= kColor;
-}
-
-void ChangeAlpha(Image& image, Random&) {
-  for (uint32_t& pixel : image.pixels) pixel ^= ~kColor;
-}
-
-const std::vector<Change>& Changes() {
-  static const std::vector<Change> changes = {
-      {"nothing", 1, [](Image&, Random&) {}},
-      {"one step of blue", 1, StepOfByte(0)},
-      {"one step of green", 1, StepOfByte(1)},
-      {"one step of red", 1, StepOfByte(2)},
-      {"one step of alpha", 1, StepOfByte(3)},
-      {"alpha", 1, ChangeAlpha},
-      {"some pixels", 1, ChangeSomePixels},
-      {"a rectangle", 1, ChangeRectangle},
-      {"tile corners", 1, ChangeTileCorners},
-      {"blind tiles", 1, ChangeBlindTiles},
-      {"beside the blind tiles", 1, ChangeBesideBlindTiles},
-      {"everything", 1, ChangeEverything},
-      {"a run over words", kTile * kTile + kTile + 1, ChangeRunOverWords},
+auto EveryPixel(uint32_t bits) {
+  return [bits](Image& image, Random&) {
+    for (uint32_t& pixel : image.pixels) pixel ^= bits;
   };
-  return changes;
 }
 
-std::vector<const Change*> ChangesFor(const FrameSize& size) {
-  std::vector<const Change*> fitting;
-  for (const Change& change : Changes()) {
-    if (size.width >= change.narrowest) fitting.push_back(&change);
-  }
-  return fitting;
-}
+const Change kChanges[] = {
+    {"nothing", 1, [](Image&, Random&) {}},
+    {"one step of blue", 1, StepOfByte(0)},
+    {"one step of green", 1, StepOfByte(1)},
+    {"one step of red", 1, StepOfByte(2)},
+    {"one step of alpha", 1, StepOfByte(3)},
+    {"alpha", 1, EveryPixel(~kColor)},
+    {"some pixels", 1, ChangeSomePixels},
+    {"a rectangle", 1, ChangeRectangle},
+    {"tile corners", 1, ChangeTileCorners},
+    {"blind tiles", 1, ChangeBlindTiles},
+    {"beside the blind tiles", 1, ChangeBesideBlindTiles},
+    {"everything", 1, EveryPixel(kColor)},
+    {"a run over words", (kTile + 1) * kTile + 1, ChangeRunOverWords},
+};
 
 // A first frame of one size and format, and changes of it that follow.
 struct Scene {
@@ -178,10 +165,10 @@ class Plan {
  private:
   // Every case goes on in the list of changes where the one before it stopped.
   Scene MakeScene(const FrameSize& size, DXGI_FORMAT format, size_t count) {
-    const std::vector<const Change*> fitting = ChangesFor(size);
     Scene scene{size, format, {}};
-    for (size_t i = 0; i < count; ++i) {
-      scene.changes.push_back(fitting[nextChange_++ % fitting.size()]);
+    while (scene.changes.size() < count) {
+      const Change& change = kChanges[nextChange_++ % std::size(kChanges)];
+      if (size.width >= change.narrowest) scene.changes.push_back(&change);
     }
     return scene;
   }
@@ -200,17 +187,17 @@ class Plan {
     for (uint32_t remainder = 0; remainder < kTile; ++remainder) {
       AddBothWays({kTile * (1 + Below(random_, 8)) + remainder,
                    kTile * (1 + Below(random_, 5)) + (remainder * 7 + 3) % kTile},
-                  Changes().size());
+                  std::size(kChanges));
     }
   }
 
   void AddSmallSizes() {
     for (const FrameSize& size : std::vector<FrameSize>{
              {1, 1}, {1, 2}, {31, 31}, {32, 32}, {33, 33}, {33, 32}, {34, 1}, {65, 63}}) {
-      AddBothWays(size, Changes().size());
+      AddBothWays(size, std::size(kChanges));
     }
     for (int i = 0; i < 48; ++i) {
-      Add({1 + Below(random_, 70), 1 + Below(random_, 70)}, Changes().size());
+      Add({1 + Below(random_, 70), 1 + Below(random_, 70)}, std::size(kChanges));
     }
   }
 

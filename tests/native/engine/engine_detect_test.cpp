@@ -88,7 +88,7 @@ TEST_F(EngineDetect, GroupsAreCountedBySize) {
     fake::settings.buffer_padding = test.padding;
     FrameDiffEngine engine;
     ASSERT_TRUE(engine.Init(device, context));
-    ASSERT_TRUE(engine.Resize(fake::FrameDesc(test.width, test.height)));
+    ASSERT_TRUE(engine.Resize(FrameDesc(test.width, test.height)));
     const auto source = Source(reference::Image(test.width, test.height));
     fake::StartRecording();
     ASSERT_TRUE(engine.Detect(source.get(), &rects, &ratio));
@@ -133,7 +133,7 @@ TEST_F(EngineDetect, WithoutInitBuildOrFlagProgramNothingIsTouched) {
   FrameDiffEngine without_program;
   FailCalls("CreateComputeShader", {3});
   EXPECT_FALSE(without_program.Init(device, context));
-  ASSERT_TRUE(without_program.Resize(fake::FrameDesc(64, 48)));
+  ASSERT_TRUE(without_program.Resize(FrameDesc(64, 48)));
   expect_nothing(without_program);
 }
 

@@ -55,14 +55,14 @@ device.CreateComputeShader(szGetBitFlagCS, null) = getBitFlagCS
   void Build(FrameDiffEngine& engine) {
     Init(engine);
     fake::StartRecording();
-    ASSERT_TRUE(engine.Resize(fake::FrameDesc(64, 48)));
+    ASSERT_TRUE(engine.Resize(FrameDesc(64, 48)));
     ExpectCalls(ResizeCalls(k64x48));
   }
 
   // A frame, "source" in lists.
   winrt::com_ptr<ID3D11Texture2D> Source(const reference::Image& picture) {
     winrt::com_ptr<ID3D11Texture2D> texture;
-    texture.attach(fake::NewTexture(device.get(), fake::FrameDesc(picture.width, picture.height)));
+    texture.attach(fake::NewTexture(device.get(), FrameDesc(picture.width, picture.height)));
     fake::Draw(texture.get(), picture);
     names.Give(fake::NameOf(texture.get()), "source");
     return texture;

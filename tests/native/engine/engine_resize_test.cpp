@@ -6,20 +6,16 @@
 #include <gtest/gtest.h>
 
 #include "native/engine/engine_fixture.h"
+#include "native/session_state.h"
 
 namespace session_test {
 
-// Reads the engine's constant buffers; see session_state.h.
-template <typename Tag, auto Member>
-struct RevealEngine {
-  friend auto& Read(Tag, FrameDiffEngine& engine) { return engine.*Member; }
-};
 struct TexInfoBuffer {};
 struct TexBuffer {};
 auto& Read(TexInfoBuffer, FrameDiffEngine&);
 auto& Read(TexBuffer, FrameDiffEngine&);
-template struct RevealEngine<TexInfoBuffer, &FrameDiffEngine::texInfoBuffer>;
-template struct RevealEngine<TexBuffer, &FrameDiffEngine::texBuffer>;
+template struct Reveal<TexInfoBuffer, &FrameDiffEngine::texInfoBuffer, FrameDiffEngine>;
+template struct Reveal<TexBuffer, &FrameDiffEngine::texBuffer, FrameDiffEngine>;
 
 namespace {
 
@@ -38,7 +34,7 @@ TEST_F(EngineResize, BuildsEachSizeInOrder) {
     FrameDiffEngine engine;
     Init(engine);
     fake::StartRecording();
-    EXPECT_TRUE(engine.Resize(fake::FrameDesc(size.width, size.height)));
+    EXPECT_TRUE(engine.Resize(FrameDesc(size.width, size.height)));
     ExpectCalls(ResizeCalls(size));
     EXPECT_FALSE(engine.IsSizeChanged(size.width, size.height));
     EXPECT_TRUE(engine.IsSizeChanged(size.width + 1, size.height));
@@ -83,7 +79,7 @@ TEST_F(EngineResize, ReleasesEachPredecessorRightBeforeItsSuccessorIsMade) {
     expected.push_back(line);
   }
   fake::StartRecording(true);
-  EXPECT_TRUE(engine.Resize(fake::FrameDesc(1366, 768)));
+  EXPECT_TRUE(engine.Resize(FrameDesc(1366, 768)));
   ExpectCalls(expected);
   EXPECT_FALSE(engine.IsSizeChanged(1366, 768));
 }
@@ -100,7 +96,7 @@ TEST_F(EngineResize, OnlyNegativeResultsAreFailures) {
 TEST_F(EngineResize, WithoutDeviceNothingIsCalled) {
   FrameDiffEngine engine;
   fake::StartRecording();
-  EXPECT_FALSE(engine.Resize(fake::FrameDesc(64, 48)));
+  EXPECT_FALSE(engine.Resize(FrameDesc(64, 48)));
   ExpectCalls({});
 }
 
@@ -156,7 +152,7 @@ class EngineResizeFailure : public EngineTest {
     Init(engine);
     fake::PlanFaults(fake::NthCall(n, fault));
     fake::StartRecording();
-    EXPECT_EQ(engine.Resize(fake::FrameDesc(64, 48)), built);
+    EXPECT_EQ(engine.Resize(FrameDesc(64, 48)), built);
     ExpectCalls(expected);
     EXPECT_EQ(fake::FaultsInjected(), 1u);
     fake::PlanNoFaults();
@@ -216,9 +212,9 @@ TEST_F(EngineResizeFailure, DetectsWithWhatIsLeftOfTheBuildBefore) {
   ForEachCall([&](uint64_t n, const Calls& some) {
     FrameDiffEngine engine;
     Init(engine);
-    ASSERT_TRUE(engine.Resize(fake::FrameDesc(96, 96)));
+    ASSERT_TRUE(engine.Resize(FrameDesc(96, 96)));
     fake::PlanFaults(fake::NthCall(n, kFails));
-    EXPECT_FALSE(engine.Resize(fake::FrameDesc(64, 48)));
+    EXPECT_FALSE(engine.Resize(FrameDesc(64, 48)));
     fake::PlanNoFaults();
 
     bool needed = false;

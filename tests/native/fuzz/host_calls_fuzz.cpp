@@ -88,9 +88,9 @@ constexpr HRESULT kResults[] = {E_FAIL,
                                 E_OUTOFMEMORY,
                                 E_ACCESSDENIED,
                                 E_NOINTERFACE,
-                                static_cast<HRESULT>(0x887A0005),   // DXGI_ERROR_DEVICE_REMOVED
-                                static_cast<HRESULT>(0x887A0002),   // DXGI_ERROR_NOT_FOUND
-                                static_cast<HRESULT>(0x80000013)};  // RO_E_CLOSED
+                                DXGI_ERROR_DEVICE_REMOVED,
+                                DXGI_ERROR_NOT_FOUND,
+                                RO_E_CLOSED};
 
 class Run : session_model::ModelledHost {
  public:
@@ -131,8 +131,8 @@ class Run : session_model::ModelledHost {
       case Step::kFailEvery:
         return FailEvery();
       case Step::kFailMalloc:
-        return Plan(fake::NthCallOf("malloc", 1 + input_.Byte() % 4,
-                                    {fake::Fault::Kind::kResult, E_OUTOFMEMORY}));
+        return Plan(fake::CallsOf("malloc", {1u + input_.Byte() % 4},
+                                  {fake::Fault::Kind::kResult, E_OUTOFMEMORY}));
       case Step::kFailNew:
         return FailNew(1 + input_.Byte() % 32);
       case Step::kNoFaults:
@@ -203,20 +203,18 @@ class Run : session_model::ModelledHost {
 
   // As on a device that was removed, or with a platform that lacks something.
   void FailEvery() {
-    constexpr const char* kFunctions[] = {
-        "Map",
-        "CreateTexture2D",
-        "CreateBuffer",
-        "CreateComputeShader",
-        "get_Surface",
-        "GetInterface",
-        "CreateShaderResourceView",
-        "CreateUnorderedAccessView",
-        "Recreate",
-        "malloc",
-        "TryGetNextFrame",
-        "QueryInterface",
-    };
+    constexpr const char* kFunctions[] = {"Map",
+                                          "CreateTexture2D",
+                                          "CreateBuffer",
+                                          "CreateComputeShader",
+                                          "get_Surface",
+                                          "GetInterface",
+                                          "CreateShaderResourceView",
+                                          "CreateUnorderedAccessView",
+                                          "Recreate",
+                                          "malloc",
+                                          "TryGetNextFrame",
+                                          "QueryInterface"};
     const char* const function = kFunctions[input_.Byte() % std::size(kFunctions)];
     Plan(fake::EveryCallOf(function, ReadFault()));
   }
@@ -262,7 +260,7 @@ class Run : session_model::ModelledHost {
     const DXGI_FORMAT format = kind % 4 == 1 ? DXGI_FORMAT_R8G8B8A8_UNORM : kBgra;
     const D3D11_USAGE usage = kind % 8 == 2 ? D3D11_USAGE_STAGING : D3D11_USAGE_DEFAULT;
     ID3D11Texture2D* const texture = fake::NewTexture(
-        session.Pool()->Direct3DDevice(), fake::FrameDesc(size.width, size.height, format, usage));
+        session.Pool()->Direct3DDevice(), FrameDesc(size.width, size.height, format, usage));
     const Picture picture = NewPicture(size, ++seed_);
     fake::Draw(texture, *picture);
     DeliverTexture(session, texture, picture, format);

@@ -65,10 +65,6 @@ void PlanFaults(FaultPlan plan) {
   faults_injected = 0;
 }
 
-uint64_t FailableCalls() {
-  return failable_calls.load(kRelaxed);
-}
-
 uint64_t FaultsInjected() {
   return faults_injected.load(kRelaxed);
 }
@@ -83,9 +79,11 @@ FaultPlan NthCall(uint64_t number, Fault fault) {
   };
 }
 
-FaultPlan NthCallOf(std::string function, uint64_t number, Fault fault) {
+FaultPlan CallsOf(std::string function, std::vector<uint64_t> numbers, Fault fault) {
   return [=, seen = uint64_t{0}](const FailableCall& call) mutable {
-    return call.function == function && ++seen == number ? std::optional(fault) : std::nullopt;
+    const bool fails = call.function == function &&
+                       std::find(numbers.begin(), numbers.end(), ++seen) != numbers.end();
+    return fails ? std::optional(fault) : std::nullopt;
   };
 }
 

@@ -55,16 +55,15 @@ inline void PlanNoFaults() {
   PlanFaults({});
 }
 
-// How many failable calls there were since the plan was made, and how many of them failed.
-uint64_t FailableCalls();
+// How many calls have failed since the plan was made.
 uint64_t FaultsInjected();
-
 // The faults of all plans, and of FailNew, since the program began.
 uint64_t FaultsInjectedEver();
 
 // The usual plans.
 FaultPlan NthCall(uint64_t number, Fault fault);
-FaultPlan NthCallOf(std::string function, uint64_t number, Fault fault);
+// numbers: among the function's calls, counted from 1.
+FaultPlan CallsOf(std::string function, std::vector<uint64_t> numbers, Fault fault);
 FaultPlan EveryCallOf(std::string function, Fault fault);
 
 // A call as it was made.

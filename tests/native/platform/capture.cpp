@@ -189,24 +189,6 @@ class ApiInformation final
 
 }  // namespace
 
-// WeakReference.
-
-HRESULT WeakReference::Resolve(REFIID id, ::IInspectable** result) {
-  Call call(Name(), "Resolve", id);
-  if (call.Fails(result)) return call.Result();
-  const std::lock_guard lock(mutex_);
-  const HRESULT answer =
-      unknown_ ? unknown_->QueryInterface(id, reinterpret_cast<void**>(result)) : S_OK;
-  return FAILED(answer) ? answer : call.Done();
-}
-
-void WeakReference::Forget() {
-  const std::lock_guard lock(mutex_);
-  unknown_ = nullptr;
-}
-
-// FramePool.
-
 FramePool::FramePool(IDirect3DDevice* device, INT32 buffers, SizeInt32 size)
     : WeaklyReferenced("pool"),
       queue_(ThreadQueue()),
@@ -279,16 +261,6 @@ void FramePool::RaiseFrameArrived() {
   });
 }
 
-size_t FramePool::FramesWaiting() {
-  const std::lock_guard lock(mutex_);
-  return waiting_.size();
-}
-
-void FramePool::SetCapturing(bool capturing) {
-  const std::lock_guard lock(mutex_);
-  capturing_ = capturing;
-}
-
 void FramePool::DropFrames(std::unique_lock<std::mutex> lock) {
   const auto lost = std::exchange(waiting_, {});
   lock.unlock();
@@ -318,16 +290,6 @@ HRESULT FramePool::TryGetNextFrame(abi::IDirect3D11CaptureFrame** result) {
   auto* const frame = static_cast<Frame*>(waiting_.front());
   waiting_.erase(waiting_.begin());
   return fake::Deliver(call, frame, result);
-}
-
-HRESULT FramePool::add_FrameArrived(Handler* handler, EventRegistrationToken* token) {
-  Call call(Name(), "add_FrameArrived");
-  return frame_event_.Add(call, handler, token);
-}
-
-HRESULT FramePool::remove_FrameArrived(EventRegistrationToken token) {
-  Call call(Name(), "remove_FrameArrived", token.value);
-  return frame_event_.Remove(call, token);
 }
 
 HRESULT FramePool::CreateCaptureSession(abi::IGraphicsCaptureItem* item,

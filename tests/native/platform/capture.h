@@ -30,8 +30,18 @@ class WeakReference final : public Implements<IWeakReference> {
  public:
   explicit WeakReference(::IUnknown* unknown) : Implements("weakref"), unknown_(unknown) {}
 
-  HRESULT STDMETHODCALLTYPE Resolve(REFIID id, ::IInspectable** result) override;
-  void Forget();
+  HRESULT STDMETHODCALLTYPE Resolve(REFIID id, ::IInspectable** result) override {
+    Call call(Name(), "Resolve", id);
+    if (call.Fails(result)) return call.Result();
+    const std::lock_guard lock(mutex_);
+    const HRESULT answer =
+        unknown_ ? unknown_->QueryInterface(id, reinterpret_cast<void**>(result)) : S_OK;
+    return FAILED(answer) ? answer : call.Done();
+  }
+  void Forget() {
+    const std::lock_guard lock(mutex_);
+    unknown_ = nullptr;
+  }
 
  private:
   std::mutex mutex_;
@@ -188,18 +198,30 @@ class FramePool final : public WeaklyReferenced<abi::IDirect3D11CaptureFramePool
   bool HasHandler() { return frame_event_.HasHandler(); }
   bool IsClosed() const { return closed_; }
   // Frames that the host has not taken yet.
-  size_t FramesWaiting();
+  size_t FramesWaiting() {
+    const std::lock_guard lock(mutex_);
+    return waiting_.size();
+  }
   SizeInt32 Size() const { return size_; }
   ID3D11Device* Direct3DDevice() const { return device_; }
-  void SetCapturing(bool capturing);
+  void SetCapturing(bool capturing) {
+    const std::lock_guard lock(mutex_);
+    capturing_ = capturing;
+  }
 
   HRESULT STDMETHODCALLTYPE Recreate(IDirect3DDevice* device,
                                      ABI::Windows::Graphics::DirectX::DirectXPixelFormat format,
                                      INT32 buffers, SizeInt32 size) override;
   HRESULT STDMETHODCALLTYPE TryGetNextFrame(abi::IDirect3D11CaptureFrame** result) override;
   HRESULT STDMETHODCALLTYPE add_FrameArrived(Handler* handler,
-                                             EventRegistrationToken* token) override;
-  HRESULT STDMETHODCALLTYPE remove_FrameArrived(EventRegistrationToken token) override;
+                                             EventRegistrationToken* token) override {
+    Call call(Name(), "add_FrameArrived");
+    return frame_event_.Add(call, handler, token);
+  }
+  HRESULT STDMETHODCALLTYPE remove_FrameArrived(EventRegistrationToken token) override {
+    Call call(Name(), "remove_FrameArrived", token.value);
+    return frame_event_.Remove(call, token);
+  }
   HRESULT STDMETHODCALLTYPE CreateCaptureSession(abi::IGraphicsCaptureItem* item,
                                                  abi::IGraphicsCaptureSession** result) override;
   HRESULT STDMETHODCALLTYPE Close() override;

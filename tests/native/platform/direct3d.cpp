@@ -17,28 +17,36 @@
 
 namespace fake {
 
-// Memory and mappings.
-
-Mapping::Mapping(uint32_t row_bytes, uint32_t rows, uint32_t padding, uint32_t tail)
-    : row_bytes_(row_bytes),
-      rows_(rows),
-      pitch_(row_bytes + padding),
-      tail_(tail),
-      block_(new uint8_t[static_cast<size_t>(pitch_) * (rows - 1) + row_bytes + tail]) {
-  if (tail_ > 0) std::memset(Row(rows_ - 1) + row_bytes_, 0xFF, tail_);
-  for (uint32_t row = 0; padding > 0 && row + 1 < rows_; ++row) {
-    ASAN_POISON_MEMORY_REGION(Row(row) + row_bytes_, padding);
+// A mapped subresource: see direct3d.h.
+class Mapping {
+ public:
+  // padding: bytes between the rows. With `tail` as many bytes more, all ones, after the last row.
+  Mapping(uint32_t row_bytes, uint32_t rows, uint32_t padding, uint32_t tail)
+      : rows_(rows),
+        pitch_(row_bytes + padding),
+        tail_(tail),
+        block_(new uint8_t[size_t{pitch_} * (rows - 1) + row_bytes + tail]) {
+    std::memset(Row(rows - 1) + row_bytes, 0xFF, tail);
+    for (uint32_t row = 0; row + 1 < rows; ++row) {
+      ASAN_POISON_MEMORY_REGION(Row(row) + row_bytes, padding);
+    }
   }
-}
+  ~Mapping() { ASAN_UNPOISON_MEMORY_REGION(block_.get(), size_t{pitch_} * (rows_ - 1)); }
+  Mapping(const Mapping&) = delete;
+  Mapping& operator=(const Mapping&) = delete;
 
-Mapping::~Mapping() {
-  ASAN_UNPOISON_MEMORY_REGION(block_.get(), static_cast<size_t>(pitch_) * (rows_ - 1));
-}
+  uint8_t* Row(uint32_t row) { return block_.get() + size_t{row} * pitch_; }
+  // The depth pitch of a resource without depth covers all its rows.
+  D3D11_MAPPED_SUBRESOURCE Describe() {
+    return {block_.get(), pitch_ + tail_, pitch_ * rows_ + tail_};
+  }
 
-D3D11_MAPPED_SUBRESOURCE Mapping::Describe() {
-  // What a resource without depth reports for it: all its rows.
-  return {block_.get(), pitch_ + tail_, pitch_ * rows_ + tail_};
-}
+ private:
+  const uint32_t rows_;
+  const uint32_t pitch_;
+  const uint32_t tail_;
+  std::unique_ptr<uint8_t[]> block_;
+};
 
 namespace {
 
@@ -54,51 +62,14 @@ uint32_t BytesPerPixel(DXGI_FORMAT format) {
   }
 }
 
-const char* UsageName(D3D11_USAGE usage) {
-  switch (usage) {
-    case D3D11_USAGE_DEFAULT:
-      return "default";
-    case D3D11_USAGE_IMMUTABLE:
-      return "immutable";
-    case D3D11_USAGE_DYNAMIC:
-      return "dynamic";
-    case D3D11_USAGE_STAGING:
-      return "staging";
-  }
-  return "unknown";
-}
+// As a recording tells it; by the number of the usage.
+constexpr const char* kUsageNames[] = {"default", "immutable", "dynamic", "staging"};
 
-// Direct3D's rules for textures and buffers, as far as the library can break them.
+// Direct3D's rules for the textures of frames. tests/native/engine lists what the library asks for.
 bool IsValid(const D3D11_TEXTURE2D_DESC& desc) {
-  constexpr UINT kLargest = 16384;
-  if (desc.Width == 0 || desc.Height == 0 || desc.Width > kLargest || desc.Height > kLargest) {
-    return false;
-  }
-  if (BytesPerPixel(desc.Format) == 0 || desc.SampleDesc.Count == 0) return false;
-  if (desc.Usage == D3D11_USAGE_STAGING) {
-    return desc.BindFlags == 0 && desc.CPUAccessFlags != 0 && desc.MiscFlags == 0;
-  }
-  if (desc.Usage != D3D11_USAGE_DEFAULT || desc.CPUAccessFlags != 0) return false;
-  constexpr UINT kForMips = D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET;
-  return (desc.MiscFlags & D3D11_RESOURCE_MISC_GENERATE_MIPS) == 0 ||
-         (desc.BindFlags & kForMips) == kForMips;
-}
-
-bool IsValid(const D3D11_BUFFER_DESC& desc) {
-  if (desc.ByteWidth == 0) return false;
-  if ((desc.BindFlags & D3D11_BIND_CONSTANT_BUFFER) != 0 && desc.ByteWidth % 16 != 0) return false;
-  if ((desc.MiscFlags & D3D11_RESOURCE_MISC_BUFFER_STRUCTURED) != 0 &&
-      (desc.StructureByteStride == 0 || desc.ByteWidth % desc.StructureByteStride != 0)) {
-    return false;
-  }
-  switch (desc.Usage) {
-    case D3D11_USAGE_STAGING:
-      return desc.BindFlags == 0 && desc.CPUAccessFlags != 0;
-    case D3D11_USAGE_DYNAMIC:
-      return desc.CPUAccessFlags == D3D11_CPU_ACCESS_WRITE;
-    default:
-      return desc.CPUAccessFlags == 0;
-  }
+  constexpr UINT kLargest = D3D11_REQ_TEXTURE2D_U_OR_V_DIMENSION;
+  return desc.Width > 0 && desc.Height > 0 && desc.Width <= kLargest && desc.Height <= kLargest &&
+         BytesPerPixel(desc.Format) != 0;
 }
 
 struct HasStorage {
@@ -167,16 +138,15 @@ using Texture = Resource<ID3D11Texture2D, D3D11_TEXTURE2D_DESC>;
 using Buffer = Resource<ID3D11Buffer, D3D11_BUFFER_DESC>;
 
 Texture* MakeTexture(Device* device, const D3D11_TEXTURE2D_DESC& desc) {
-  return new Texture(
-      device, "texture", desc,
-      {Memory(desc.Width * BytesPerPixel(desc.Format), desc.Height), desc.Format, desc.Usage,
-       desc.CPUAccessFlags, desc.Width, desc.Height, false, device, nullptr});
+  return new Texture(device, "texture", desc,
+                     {Memory(desc.Width * BytesPerPixel(desc.Format), desc.Height), desc.Format,
+                      desc.CPUAccessFlags, desc.Width, desc.Height, false, device, nullptr});
 }
 
 Buffer* MakeBuffer(Device* device, const D3D11_BUFFER_DESC& desc) {
   return new Buffer(device, "buffer", desc,
-                    {Memory(desc.ByteWidth, 1), DXGI_FORMAT_UNKNOWN, desc.Usage,
-                     desc.CPUAccessFlags, desc.ByteWidth, 1, true, device, nullptr});
+                    {Memory(desc.ByteWidth, 1), DXGI_FORMAT_UNKNOWN, desc.CPUAccessFlags,
+                     desc.ByteWidth, 1, true, device, nullptr});
 }
 
 // A view keeps its resource.
@@ -205,17 +175,9 @@ class ComputeShader final : public DeviceChild<ID3D11ComputeShader> {
   const Program program;
 };
 
-const char* ProgramName(Program program) {
-  switch (program) {
-    case Program::kResetDiffRects:
-      return "szResetDiffRectsCS";
-    case Program::kFrameDiffRects:
-      return "szFrameDiffRectsCS";
-    case Program::kGetBitFlag:
-      return "szGetBitFlagCS";
-  }
-  return "?";
-}
+// By the number of the program.
+constexpr const char* kProgramNames[] = {"szResetDiffRectsCS", "szFrameDiffRectsCS",
+                                         "szGetBitFlagCS"};
 
 // Reads as "[name, null]".
 template <typename T>
@@ -225,17 +187,6 @@ auto ListOf(T* const* objects, UINT count) {
     for (UINT i = 0; i < count; ++i) list += (i > 0 ? ", " : "") + NameOf(objects[i]);
     return list + "]";
   };
-}
-
-const char* MapName(D3D11_MAP type) {
-  switch (type) {
-    case D3D11_MAP_READ:
-      return "READ";
-    case D3D11_MAP_WRITE_DISCARD:
-      return "WRITE_DISCARD";
-    default:
-      return "?";
-  }
 }
 
 // Device and context live and die together.
@@ -260,18 +211,20 @@ class Context final : public DeviceChild<ID3D11DeviceContext> {
 
   HRESULT STDMETHODCALLTYPE Map(ID3D11Resource* resource, UINT subresource, D3D11_MAP type,
                                 UINT flags, D3D11_MAPPED_SUBRESOURCE* mapped) override {
-    Call call(Name(), "Map", resource, subresource, MapName(type), flags);
+    const bool reads = type == D3D11_MAP_READ;
+    const bool discards = type == D3D11_MAP_WRITE_DISCARD;
+    const char* const kind = reads ? "READ" : discards ? "WRITE_DISCARD" : "?";
+    Call call(Name(), "Map", resource, subresource, kind, flags);
     if (call.Fails()) {
       // Nothing in it can be read, whatever the answer.
       if (call.Result() == S_OK) *mapped = {};
       return call.Result();
     }
     Storage* const storage = StorageOf(resource);
-    if (!storage || subresource != 0 || flags != 0) return E_INVALIDARG;
-    const bool reads = type == D3D11_MAP_READ;
-    const UINT access = reads ? D3D11_CPU_ACCESS_READ : D3D11_CPU_ACCESS_WRITE;
-    if ((storage->cpu_access & access) == 0) return E_INVALIDARG;
-    if (!reads && type != D3D11_MAP_WRITE_DISCARD) return E_INVALIDARG;
+    const UINT access = reads ? D3D11_CPU_ACCESS_READ : discards ? D3D11_CPU_ACCESS_WRITE : 0;
+    if (!storage || subresource != 0 || flags != 0 || (storage->cpu_access & access) == 0) {
+      return E_INVALIDARG;
+    }
     // Nobody maps twice; the device remembers that somebody else still reads.
     if (storage->mapping) return DXGI_ERROR_INVALID_CALL;
 
@@ -336,16 +289,6 @@ class Context final : public DeviceChild<ID3D11DeviceContext> {
     const Call call(Name(), "CSSetUnorderedAccessViews", start, count, ListOf(views, count),
                     initial_counts ? "counts" : "null");
     Bind(access_views_, start, count, views);
-    // A resource is bound for writing in one place only.
-    for (size_t slot = 0; slot < kSlots; ++slot) {
-      const bool set = slot >= start && slot < start + count;
-      for (UINT i = 0; !set && i < count; ++i) {
-        auto* const view = Known<AccessView>(views[i]);
-        if (view && access_views_[slot] && access_views_[slot]->storage == view->storage) {
-          access_views_[slot] = {};
-        }
-      }
-    }
   }
 
   void STDMETHODCALLTYPE Dispatch(UINT x, UINT y, UINT z) override {
@@ -442,7 +385,6 @@ class Device final : public Implements<ID3D11Device, IDXGIDevice> {
     Call call(
         Name(), "CreateBuffer", [=] { return Text(*desc); }, [=] { return DataText(*desc, data); });
     if (call.Fails(buffer)) return call.Result();
-    if (!IsValid(*desc)) return E_INVALIDARG;
     auto* const made = MakeBuffer(this, *desc);
     if (data) std::memcpy(made->storage.memory.Write(0), data->pSysMem, desc->ByteWidth);
     return call.Made(made, buffer);
@@ -451,14 +393,14 @@ class Device final : public Implements<ID3D11Device, IDXGIDevice> {
   HRESULT STDMETHODCALLTYPE CreateRenderTargetView(ID3D11Resource* resource,
                                                    const D3D11_RENDER_TARGET_VIEW_DESC* desc,
                                                    ID3D11RenderTargetView** view) override {
-    return MakeView("CreateRenderTargetView", "rtv", D3D11_BIND_RENDER_TARGET, resource, *desc,
+    return MakeView("CreateRenderTargetView", "rtv", resource, *desc,
                     {{"mip", desc->Texture2D.MipSlice}}, view);
   }
 
   HRESULT STDMETHODCALLTYPE CreateShaderResourceView(ID3D11Resource* resource,
                                                      const D3D11_SHADER_RESOURCE_VIEW_DESC* desc,
                                                      ID3D11ShaderResourceView** view) override {
-    return MakeView("CreateShaderResourceView", "srv", D3D11_BIND_SHADER_RESOURCE, resource, *desc,
+    return MakeView("CreateShaderResourceView", "srv", resource, *desc,
                     {{"mip", desc->Texture2D.MostDetailedMip}, {"mips", desc->Texture2D.MipLevels}},
                     view);
   }
@@ -467,8 +409,7 @@ class Device final : public Implements<ID3D11Device, IDXGIDevice> {
                                                       const D3D11_UNORDERED_ACCESS_VIEW_DESC* desc,
                                                       ID3D11UnorderedAccessView** view) override {
     const auto make = [&](const Fields& fields) {
-      return MakeView("CreateUnorderedAccessView", "uav", D3D11_BIND_UNORDERED_ACCESS, resource,
-                      *desc, fields, view);
+      return MakeView("CreateUnorderedAccessView", "uav", resource, *desc, fields, view);
     };
     if (desc->ViewDimension != D3D11_UAV_DIMENSION_BUFFER) {
       return make({{"mip", desc->Texture2D.MipSlice}});
@@ -482,7 +423,8 @@ class Device final : public Implements<ID3D11Device, IDXGIDevice> {
                                                 ID3D11ClassLinkage* linkage,
                                                 ID3D11ComputeShader** shader) override {
     const auto program = ProgramOf(bytecode, size);
-    Call call(Name(), "CreateComputeShader", program ? ProgramName(*program) : "?",
+    Call call(Name(), "CreateComputeShader",
+              program ? kProgramNames[static_cast<int>(*program)] : "?",
               linkage ? "linkage" : "null");
     if (call.Fails(shader)) return call.Result();
     if (!program) return E_INVALIDARG;
@@ -503,7 +445,7 @@ class Device final : public Implements<ID3D11Device, IDXGIDevice> {
   using Fields = std::initializer_list<std::pair<const char*, UINT>>;
 
   template <typename Interface, typename Desc>
-  HRESULT MakeView(const char* function, const char* kind, UINT bind_flag, ID3D11Resource* resource,
+  HRESULT MakeView(const char* function, const char* kind, ID3D11Resource* resource,
                    const Desc& desc, const Fields& fields, Interface** view) {
     Call call(Name(), function, resource, [&] {
       std::string text = "format " + std::to_string(desc.Format) + " dimension " +
@@ -514,7 +456,6 @@ class Device final : public Implements<ID3D11Device, IDXGIDevice> {
       return text;
     });
     if (call.Fails(view)) return call.Result();
-    if (!IsViewable(resource, bind_flag)) return E_INVALIDARG;
     return call.Made(new View<Interface>(this, kind, resource), view);
   }
 
@@ -526,13 +467,6 @@ class Device final : public Implements<ID3D11Device, IDXGIDevice> {
       text += (i > 0 ? ", " : "") + std::to_string(words[i]);
     }
     return text + "}";
-  }
-
-  static bool IsViewable(ID3D11Resource* resource, UINT bind_flag) {
-    const auto* const texture = Known<Texture>(resource);
-    const auto* const buffer = Known<Buffer>(resource);
-    const UINT flags = texture ? texture->desc.BindFlags : buffer ? buffer->desc.BindFlags : 0;
-    return (flags & bind_flag) != 0;
   }
 
   Ref<Context> context_;
@@ -581,35 +515,17 @@ std::string Text(const D3D11_TEXTURE2D_DESC& desc) {
   std::ostringstream text;
   text << desc.Width << 'x' << desc.Height << " mips " << desc.MipLevels << " layers "
        << desc.ArraySize << " format " << desc.Format << " samples " << desc.SampleDesc.Count << '/'
-       << desc.SampleDesc.Quality << ' ' << UsageName(desc.Usage) << std::hex << " bind 0x"
+       << desc.SampleDesc.Quality << ' ' << kUsageNames[desc.Usage] << std::hex << " bind 0x"
        << desc.BindFlags << " cpu 0x" << desc.CPUAccessFlags << " misc 0x" << desc.MiscFlags;
   return text.str();
 }
 
 std::string Text(const D3D11_BUFFER_DESC& desc) {
   std::ostringstream text;
-  text << desc.ByteWidth << " bytes " << UsageName(desc.Usage) << std::hex << " bind 0x"
+  text << desc.ByteWidth << " bytes " << kUsageNames[desc.Usage] << std::hex << " bind 0x"
        << desc.BindFlags << " cpu 0x" << desc.CPUAccessFlags << " misc 0x" << desc.MiscFlags
        << std::dec << " stride " << desc.StructureByteStride;
   return text.str();
-}
-
-D3D11_TEXTURE2D_DESC FrameDesc(uint32_t width, uint32_t height, DXGI_FORMAT format,
-                               D3D11_USAGE usage) {
-  D3D11_TEXTURE2D_DESC desc{};
-  desc.Width = width;
-  desc.Height = height;
-  desc.MipLevels = 1;
-  desc.ArraySize = 1;
-  desc.Format = format;
-  desc.SampleDesc.Count = 1;
-  desc.Usage = usage;
-  if (usage == D3D11_USAGE_STAGING) {
-    desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-  } else {
-    desc.BindFlags = D3D11_BIND_SHADER_RESOURCE | D3D11_BIND_RENDER_TARGET;
-  }
-  return desc;
 }
 
 ID3D11Texture2D* NewTexture(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc) {

@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "support/frame_desc.h"
 #include "support/reference_diff.h"
 
 namespace fake {
@@ -46,31 +47,12 @@ class Memory {
   std::unique_ptr<uint8_t, decltype(&std::free)> bytes_;
 };
 
-// A mapped subresource: see above.
-class Mapping {
- public:
-  // padding: bytes between the rows. With `tail` as many bytes more, all ones, after the last row.
-  Mapping(uint32_t row_bytes, uint32_t rows, uint32_t padding, uint32_t tail);
-  ~Mapping();
-  Mapping(const Mapping&) = delete;
-  Mapping& operator=(const Mapping&) = delete;
-
-  uint8_t* Row(uint32_t row) { return block_.get() + static_cast<size_t>(row) * pitch_; }
-  D3D11_MAPPED_SUBRESOURCE Describe();
-
- private:
-  const uint32_t row_bytes_;
-  const uint32_t rows_;
-  const uint32_t pitch_;
-  const uint32_t tail_;
-  std::unique_ptr<uint8_t[]> block_;
-};
+class Mapping;
 
 // What copies, maps and programs see of a texture or a buffer.
 struct Storage {
   Memory memory;
   DXGI_FORMAT format;
-  D3D11_USAGE usage;
   UINT cpu_access;
   uint32_t width;   // pixels, or bytes of a buffer
   uint32_t height;  // 1 of a buffer
@@ -81,9 +63,7 @@ struct Storage {
 };
 
 // Host side of the platform: the tests make frames of these.
-D3D11_TEXTURE2D_DESC FrameDesc(uint32_t width, uint32_t height,
-                               DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM,
-                               D3D11_USAGE usage = D3D11_USAGE_DEFAULT);
+
 // A texture on the device, with one reference for the caller. Null when Direct3D refuses it.
 ID3D11Texture2D* NewTexture(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc);
 // The picture goes to the top left of the texture; what sticks out is cut off.

@@ -103,15 +103,5 @@ TEST_F(FirstSession, ComIsNotInitialisedWithoutASession) {
   });
 }
 
-TEST_F(FirstSession, TwoThreadsAtOnceInitialiseComOnce) {
-  InProcessOfItsOwn(1, [] {
-    std::thread first([] { Session session; });
-    std::thread second([] { Session session(kMonitor); });
-    first.join();
-    second.join();
-    EXPECT_EQ(fake::com_initializations, 1);
-  });
-}
-
 }  // namespace
 }  // namespace session_test

@@ -138,7 +138,7 @@ class FrameScenario : public Scenario {
   // The persistent staging texture, so that the frame is read in another way.
   fake::FaultPlan AlwaysFailing() override {
     if (case_.output != Output::kBufferSimply) return {};
-    return fake::NthCallOf("CreateTexture2D", 1, {fake::Fault::Kind::kResult, E_FAIL});
+    return fake::CallsOf("CreateTexture2D", {1}, kFails);
   }
 
   // Memory is there or is not.
@@ -314,15 +314,10 @@ class FrameScenario : public Scenario {
                         [](const Step& other) { return other.Is("Map") && other.IsOn("buffer"); });
   }
 
-  void ExpectPoll(const Poll& poll, const Image& picture) const {
+  static void ExpectPoll(const Poll& poll, const Image& picture) {
     ASSERT_TRUE(poll.available);
-    EXPECT_EQ(poll.width, picture.width);
-    EXPECT_EQ(poll.height, picture.height);
-    EXPECT_EQ(PixelsOf(poll), picture.pixels);
-  }
-
-  std::vector<uint32_t> PixelsOf(const Poll& poll) const {
-    return IsTexture() ? TexturePixels(poll).pixels : Pixels(poll).pixels;
+    EXPECT_EQ(std::pair(poll.width, poll.height), std::pair(picture.width, picture.height));
+    EXPECT_EQ(Pixels(poll), picture);
   }
 
   void CheckShown(Shown shown, const Image& frame) {
@@ -335,8 +330,7 @@ class FrameScenario : public Scenario {
       case Shown::kNothing:
         EXPECT_FALSE(poll_.available);
         EXPECT_EQ(poll_.frame, kUntouched);
-        EXPECT_EQ(poll_.width, old_.width);
-        EXPECT_EQ(poll_.height, old_.height);
+        EXPECT_EQ(std::pair(poll_.width, poll_.height), std::pair(old_.width, old_.height));
         return;
       case Shown::kUncopied:
         // The same pixels as before, new room in zeros, or a first buffer as it comes.
@@ -344,15 +338,13 @@ class FrameScenario : public Scenario {
           return ExpectPoll(poll_, Image(frame.width, frame.height));
         if (old_.width > 0) return ExpectPoll(poll_, old_);
         EXPECT_TRUE(poll_.available);
-        EXPECT_EQ(poll_.width, frame.width);
-        EXPECT_EQ(poll_.height, frame.height);
+        EXPECT_EQ(std::pair(poll_.width, poll_.height), std::pair(frame.width, frame.height));
         EXPECT_GE(BufferCapacityOf(session_.handle()), frame.pixels.size() * sizeof(uint32_t));
         return;
       case Shown::kBlank:
         ASSERT_TRUE(poll_.available);
-        EXPECT_EQ(poll_.width, old_.width);
-        EXPECT_EQ(poll_.height, old_.height);
-        EXPECT_EQ(PixelsOf(poll_), Image(frame.width, frame.height).pixels);
+        EXPECT_EQ(std::pair(poll_.width, poll_.height), std::pair(old_.width, old_.height));
+        EXPECT_EQ(Pixels(poll_), Image(frame.width, frame.height));
         return;
     }
   }
@@ -368,8 +360,7 @@ class FrameScenario : public Scenario {
       // A pool that has not followed does so with the next frame of that content, unless the
       // platform has said that it has.
       ASSERT_TRUE(Pool().Deliver(PatternOf(Pool().Size(), ++seed_), kAnother));
-      const Poll poll = session_.GetFrame();
-      if (IsTexture()) TexturePixels(poll);
+      Pixels(session_.GetFrame());
       const bool said = outcome_.handler == S_OK && outcome_.shown == Shown::kFrame;
       EXPECT_TRUE(SameSize(Pool().Size(), kAnother) || (said && !outcome_.pool_follows));
     }
@@ -470,28 +461,21 @@ using SimpleWay = SessionTest;
 // A failed map of the frame itself is no failure unless it says that the GPU alone can reach it:
 // what the map has left behind is what is copied.
 TEST_F(SimpleWay, CopiesWhatAMapLeavesThoughItReportsFailure) {
-  Session session;
-  ASSERT_TRUE(session.Start());
-  const auto picture = PatternOf({64, 48}, 1);
-  ID3D11Texture2D* const texture =
-      fake::NewTexture(wgc_get_device(session.handle()),
-                       fake::FrameDesc(64, 48, DXGI_FORMAT_B8G8R8A8_UNORM, D3D11_USAGE_STAGING));
-  ASSERT_NE(texture, nullptr);
-  fake::Draw(texture, picture);
-  ASSERT_TRUE(fake::LastPool()->DeliverTexture(texture, {64, 48}));
+  Capture session;
+  const Image picture = Pattern(64, 48);
+  const auto texture = NewFrameTexture(picture, DXGI_FORMAT_B8G8R8A8_UNORM, D3D11_USAGE_STAGING);
+  ASSERT_TRUE(fake::LastPool()->DeliverTexture(texture.get(), {64, 48}));
   fake::PlanFaults([](const fake::FailableCall& call) -> std::optional<fake::Fault> {
-    if (call.function == "CreateTexture2D") return fake::Fault{fake::Fault::Kind::kResult, E_FAIL};
+    if (call.function == "CreateTexture2D") return kFails;
     if (call.function == "Map") return fake::Fault{fake::Fault::Kind::kResultAfterWork, E_FAIL};
     return std::nullopt;
   });
   const Poll poll = session.GetFrame();
   EXPECT_EQ(fake::FaultsInjected(), 2u);
   fake::PlanNoFaults();
-  ASSERT_TRUE(poll.available);
-  EXPECT_EQ(Pixels(poll).pixels, picture.pixels);
+  EXPECT_EQ(Pixels(poll), picture);
   // The last unmap names no texture.
-  EXPECT_TRUE(fake::IsMapped(texture));
-  texture->Release();
+  EXPECT_TRUE(fake::IsMapped(texture.get()));
 }
 
 INSTANTIATE_TEST_SUITE_P(, FrameFailures, testing::ValuesIn(kCases),

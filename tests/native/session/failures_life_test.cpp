@@ -259,19 +259,9 @@ class StopScenario : public Scenario {
     session_.DirtyRect(true);
     EXPECT_TRUE(fake::LastPool()->Deliver(Pattern(64, 48)));
     EXPECT_TRUE(session_.GetFrame().available);
-    item_ = fake::LastItem();
-    pool_ = fake::LastPool();
-    capture_ = fake::LastSession();
-    item_->AddRef();
-    pool_->AddRef();
-    capture_->AddRef();
-  }
-
-  ~StopScenario() override {
-    session_.Destroy();
-    capture_->Release();
-    pool_->Release();
-    item_->Release();
+    item_.copy_from(fake::LastItem());
+    pool_.copy_from(fake::LastPool());
+    capture_.copy_from(fake::LastSession());
   }
 
   void Act() override { session_.Destroy(); }
@@ -315,10 +305,10 @@ class StopScenario : public Scenario {
     return injection.receiver.starts_with(kind);
   }
 
+  winrt::com_ptr<fake::CaptureItem> item_;
+  winrt::com_ptr<fake::FramePool> pool_;
+  winrt::com_ptr<fake::CaptureSession> capture_;
   Session session_;
-  fake::CaptureItem* item_ = nullptr;
-  fake::FramePool* pool_ = nullptr;
-  fake::CaptureSession* capture_ = nullptr;
 };
 
 // A session whose pool cannot be closed, for a reason that has a text.
@@ -480,10 +470,9 @@ std::vector<Action> Actions() {
       {"RefusedStop", [] { return std::make_unique<RefusedStopScenario>(); }, true, true},
       {"Probe", [] { return std::make_unique<ProbeScenario>(); }},
   };
-  for (const StartCase& start :
-       {StartCase{"StartOfWindow", false, false, false, true},
-        StartCase{"StartOfMonitorWithCursorAndBorder", true, true, true, true},
-        StartCase{"StartWithoutProperties", false, false, false, false}}) {
+  for (const StartCase& start : {StartCase{"StartOfWindowWithBorder", false, false, true, true},
+                                 StartCase{"StartOfMonitorWithCursor", true, true, false, true},
+                                 StartCase{"StartWithoutProperties", false, false, false, false}}) {
     actions.push_back(
         {start.name, [=] { return std::make_unique<StartScenario>(start); }, true, true});
   }

@@ -12,16 +12,8 @@
 namespace session_test {
 namespace {
 
-struct State {
-  bool running;
-  bool exit_requested;
-  friend bool operator==(const State&, const State&) = default;
-  friend std::ostream& operator<<(std::ostream& out, const State& state) {
-    return out << (state.running ? "running" : "not running")
-               << (state.exit_requested ? ", exit requested" : ", no exit requested");
-  }
-};
-
+// Whether it runs, and whether its exit was requested.
+using State = std::pair<bool, bool>;
 constexpr State kConstructed{false, false};
 constexpr State kRunning{true, false};
 constexpr State kClosed{false, true};

@@ -129,16 +129,5 @@ TEST_F(EndOrder, ReleasesTheObjectsOfTheSecondStart) {
   ExpectEnd(session, List(kStop));
 }
 
-// A pool that cannot be closed ends the stop sequence; destruction comes all the same.
-TEST_F(EndOrder, FailedCloseOfThePoolEndsTheStopSequence) {
-  Capture session;
-  NameObjectsOfStart(1);
-  FailCalls("Close", {1}, Failure(E_ACCESSDENIED));
-  Calls stop = List(kStop);
-  *std::find(stop.begin(), stop.end(), "session.Close()") =
-      "log(3, \"Exception catced Access denied.\")";
-  ExpectEnd(session, stop);
-}
-
 }  // namespace
 }  // namespace session_test

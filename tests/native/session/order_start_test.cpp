@@ -48,7 +48,8 @@ const char kStarted[] = R"(log(1, "Wgc session started."))";
 
 class StartOrder : public SessionTest {
  protected:
-  void ExpectStart(Session& session, const Calls& expected) {
+  void ExpectStart(Session& session, const Words& words, const Calls& end = List(kStarted)) {
+    const Calls expected = Joined({StartCalls(words), end});
     // When a start releases objects does not matter.
     const Calls recording =
         WithoutEnds(WithoutProjection(Recorded([&] { EXPECT_TRUE(session.Start()); })));
@@ -60,21 +61,15 @@ class StartOrder : public SessionTest {
 
 TEST_F(StartOrder, WindowIsCaptured) {
   Session session;
-  ExpectStart(
-      session,
-      Joined({StartCalls({{"adapter", "adapter"}, {"create", kCreateForWindow}, {"size", "64x48"}}),
-              List(kStarted)}));
+  ExpectStart(session, {{"adapter", "adapter"}, {"create", kCreateForWindow}, {"size", "64x48"}});
 }
 
 TEST_F(StartOrder, MonitorIsCaptured) {
   fake::settings.item_width = 1920;
   fake::settings.item_height = 1080;
   Session session(kMonitor);
-  ExpectStart(
-      session,
-      Joined({StartCalls(
-                  {{"adapter", "adapter"}, {"create", kCreateForMonitor}, {"size", "1920x1080"}}),
-              List(kStarted)}));
+  ExpectStart(session,
+              {{"adapter", "adapter"}, {"create", kCreateForMonitor}, {"size", "1920x1080"}});
 }
 
 // No export makes such a session; its monitor is written into it.
@@ -94,15 +89,15 @@ TEST_F(StartOrder, SecondStartRepeatsEveryStep) {
     names.Give(std::string(name) + "1", std::string("first_") + name);
   }
   // The first capture is released once the second runs; the handler of its item right before.
-  ExpectStart(
-      session,
-      Joined({StartCalls(
-                  {{"adapter", "first_adapter"}, {"create", kCreateForWindow}, {"size", "64x48"}}),
-              List("first_item.remove_Closed(1)"), List(kStarted), List(R"(
+  ExpectStart(session,
+              {{"adapter", "first_adapter"}, {"create", kCreateForWindow}, {"size", "64x48"}},
+              List(R"(
+first_item.remove_Closed(1)
+log(1, "Wgc session started.")
 first_context.ClearState()
 first_context.Flush()
 first_pool.remove_FrameArrived(1)
-)")}));
+)"));
 }
 
 }  // namespace

@@ -18,26 +18,6 @@ class Switches : public SessionTest {
   }
 };
 
-TEST_F(Switches, SetBeforeStartAreAppliedByIt) {
-  for (const bool cursor : {false, true}) {
-    for (const bool border : {false, true}) {
-      Session session;
-      EXPECT_FALSE(CursorOf(session));
-      // Off at first.
-      if (cursor) {
-        EXPECT_TRUE(session.EnableCursor(true));
-      }
-      if (border) {
-        EXPECT_TRUE(session.ShowBorder(true));
-      }
-      EXPECT_EQ(CursorOf(session), cursor);
-      ASSERT_TRUE(session.Start());
-      EXPECT_EQ(LastDrawn(), Drawn(cursor, border));
-      EXPECT_EQ(CursorOf(session), cursor);
-    }
-  }
-}
-
 TEST_F(Switches, CursorAndBorderReachALiveCaptureAtOnce) {
   Capture session;
   for (const bool on : {true, false, true, false}) {

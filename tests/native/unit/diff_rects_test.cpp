@@ -5,9 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -122,45 +120,6 @@ TEST(DecodeDiffRects, ReplacesTheListAndKeepsItsStorage) {
   EXPECT_EQ(DecodeDiffRects(words, 1, 100, 100, rects), 1024u);
   EXPECT_EQ(FieldsOf(rects), FieldsOf({Box(0, 0, 32, 32)}));
   EXPECT_EQ(rects.data(), storage);
-}
-
-// A word with long runs or single flags, as frames give them, or with anything.
-uint32_t AnyWord(std::mt19937& random) {
-  const auto bits = static_cast<uint32_t>(random());
-  switch (random() % 6) {
-    case 0:
-      return 0;
-    case 1:
-      return 0xffffffff;
-    case 2:
-      return 1u << (bits % 32);
-    case 3: {
-      const auto [first, last] = std::minmax({bits % 32, (bits >> 8) % 32});
-      return Bits(first, last);
-    }
-    case 4:
-      return bits & static_cast<uint32_t>(random()) & static_cast<uint32_t>(random());
-    default:
-      return bits;
-  }
-}
-
-TEST(DecodeDiffRects, FindsInAnyFlagsTheRunsThatBeginInsideTheFrame) {
-  constexpr uint32_t kSeed = 20261;
-  std::mt19937 random(kSeed);
-  for (int round = 0; round < 20000; ++round) {
-    const auto width = static_cast<uint32_t>(random() % 4300);
-    const auto height = static_cast<uint32_t>(random() % 200);
-    const auto rows = static_cast<uint32_t>(random() % 8);
-    std::vector<uint32_t> words(rows * kRowWords);
-    for (uint32_t& word : words) word = AnyWord(random);
-
-    const Decoded decoded = Decode(words, width, height);
-    const reference::Diff expected = reference::RectsOfFlags(words, rows, width, height);
-    ASSERT_EQ(FieldsOf(decoded.rects), FieldsOf(expected.rects))
-        << "seed " << kSeed << ", round " << round << ", " << width << " x " << height;
-    ASSERT_EQ(decoded.area, expected.area) << "seed " << kSeed << ", round " << round;
-  }
 }
 
 }  // namespace
