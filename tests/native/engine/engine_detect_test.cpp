@@ -39,17 +39,6 @@ class EngineDetect : public EngineTest {
   }
 };
 
-TEST_F(EngineDetect, CallsInOrder) {
-  FrameDiffEngine engine;
-  Build(engine);
-  const auto source = Source(Pattern(64, 48));
-  fake::StartRecording();
-  EXPECT_TRUE(engine.Detect(source.get(), &rects, &ratio));
-  ExpectCalls(DetectCalls("1", "1", "1"));
-  // Compared with an old frame that was never given, which is all zero.
-  ExpectFirstTile();
-}
-
 TEST_F(EngineDetect, UpdateOldNeedsAFrameAndAContext) {
   FrameDiffEngine engine;
   const auto source = Source(Pattern(64, 48));

@@ -66,15 +66,6 @@ TEST_F(LogTexts, FailedAllocationIsLoggedInWholeKilobytes) {
 
 using Logger = SessionTest;
 
-TEST_F(Logger, CallbackMayBeMissing) {
-  wgc_register_logger(nullptr);
-  Capture session({.detect = true});
-  EXPECT_TRUE(session.Show(Pattern(64, 48)).available);
-  fake::LastItem()->RaiseClosed();
-  session.Destroy();
-  EXPECT_EQ(TakeLog(), Log());
-}
-
 TEST_F(Logger, CallbackIsReplacedByTheNextOneOrNone) {
   static Log other;
   other.clear();
