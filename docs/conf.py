@@ -29,7 +29,8 @@ exclude_patterns = ["build", ".github"]
 nitpicky = True
 # Types of Windows and of the C library, which the pages do not describe.
 nitpick_ignore = [("c:identifier", name) for name in (
-    "HWND", "HMONITOR", "bool", "size_t", "uint32_t")]
+    "HWND", "HMONITOR", "bool", "size_t",
+    *(f"{sign}int{bits}_t" for sign in ("", "u") for bits in (8, 16, 32, 64)))]
 
 myst_heading_anchors = 4
 breathe_projects = {"header": str(DOXYGEN_XML)}

@@ -135,6 +135,9 @@ ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const R
       // When an output has ended the run, its error was printed; a full disk is not reported twice.
       if (outcome.code != ExitCode::kOutputFailed) console.PrintError(error.what());
       if (code == ExitCode::kOk) code = error.code();
+    } catch (const std::bad_alloc&) {
+      console.PrintError("out of memory: an output is not complete: close other programs");
+      if (code == ExitCode::kOk) code = ExitCode::kCaptureFailed;
     }
   }
   return code;

@@ -13,8 +13,7 @@
 namespace bench {
 namespace {
 
-constexpr uint32_t kGroup = 16;       // threads along a side of a group
-constexpr uint32_t kWordsPerRow = 4;  // flag words of a row of tiles
+constexpr uint32_t kGroup = 16;  // threads along a side of a group
 
 uint32_t DivideUp(uint32_t value, uint32_t divisor) {
   return (value + divisor - 1) / divisor;
@@ -69,7 +68,7 @@ void BareFrames::BuildDetection() {
   Made(device_->CreateUnorderedAccessView(measures_.Get(), nullptr, measures_view_.Put()));
 
   D3D11_BUFFER_DESC desc = {};
-  desc.ByteWidth = tile_rows_ * kWordsPerRow * sizeof(uint32_t);
+  desc.ByteWidth = tile_rows_ * kFlagWordsPerRow * sizeof(uint32_t);
   desc.BindFlags = D3D11_BIND_UNORDERED_ACCESS | D3D11_BIND_SHADER_RESOURCE;
   desc.MiscFlags = D3D11_RESOURCE_MISC_BUFFER_STRUCTURED;
   desc.StructureByteStride = sizeof(uint32_t);
@@ -83,8 +82,8 @@ void BareFrames::BuildDetection() {
 
   const uint32_t tile_columns = DivideUp(size_.width, kTileSize);
   difference_constants_ = MakeConstants({size_.width, size_.height, kTileSize, kTileSize});
-  flag_constants_ =
-      MakeConstants({kWordsPerRow, tile_rows_, tile_columns, DivideUp(tile_columns, kTileSize)});
+  flag_constants_ = MakeConstants(
+      {kFlagWordsPerRow, tile_rows_, tile_columns, DivideUp(tile_columns, kFlagsPerWord)});
   Made(device_->CreateComputeShader(szResetDiffRectsCS, sizeof(szResetDiffRectsCS), nullptr,
                                     reset_program_.Put()));
   Made(device_->CreateComputeShader(szFrameDiffRectsCS, sizeof(szFrameDiffRectsCS), nullptr,
@@ -136,7 +135,7 @@ void BareFrames::Detect(ID3D11Texture2D* frame) {
 
   context_->CSSetShader(reset_program_.Get(), nullptr, 0);
   context_->CSSetUnorderedAccessViews(0, 1, flags, nullptr);
-  context_->Dispatch(DivideUp(tile_rows_ * kWordsPerRow, kGroup), 1, 1);
+  context_->Dispatch(DivideUp(tile_rows_ * kFlagWordsPerRow, kGroup), 1, 1);
 
   context_->CSSetShader(difference_program_.Get(), nullptr, 0);
   context_->CSSetConstantBuffers(0, 1, difference_constants);
@@ -160,7 +159,7 @@ void BareFrames::Detect(ID3D11Texture2D* frame) {
   Check(SUCCEEDED(context_->Map(flags_copy_.Get(), 0, D3D11_MAP_READ, 0, &mapped)),
         "the floor's flags cannot be mapped");
   const auto* words = static_cast<const uint32_t*>(mapped.pData);
-  has_changed_ = std::any_of(words, words + tile_rows_ * kWordsPerRow,
+  has_changed_ = std::any_of(words, words + tile_rows_ * kFlagWordsPerRow,
                              [](uint32_t word) { return word != 0; });
   context_->Unmap(flags_copy_.Get(), 0);
   context_->Unmap(flags_copy_.Get(), 0);

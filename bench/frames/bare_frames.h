@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: MIT
 
 // The floor: the Direct3D calls of a frame in the session's order, on the same device and the same
-// frame textures, with nothing around them. Own copies of everything that a frame passes through,
-// of the session's sizes and formats, without the flags and uses that a frame does not need.
+// frame textures, without the library. Has its own copy of each resource that a frame passes
+// through, of the session's sizes and formats, without the flags and uses that a frame does not
+// need.
 #pragma once
 
 #include "gpu.h"

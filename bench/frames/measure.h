@@ -19,9 +19,9 @@ struct Side {
   std::function<void()> run;
 };
 
-// Times two sides in turn, a few runs at a time, and has them take turns at going first, too: what
-// the machine does besides falls on both alike. The first runs of each turn do not count: they find
-// the caches as the other side left them, which in a host there is not.
+// Times both sides in turns of a few runs and alternates which goes first, so that other load on
+// the machine affects both alike. The first runs of a turn do not count, because they find the
+// caches as the other side left them; a host has no other side.
 class Comparison {
  public:
   // Adds turns for about `seconds`.

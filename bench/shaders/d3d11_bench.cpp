@@ -29,7 +29,7 @@ using winrt::check_hresult;
 using winrt::com_ptr;
 
 // The bench on Vulkan cannot read the library's header.
-static_assert(kTileEdge == kTileSize);
+static_assert(kTileEdge == kTileSize, "change bench/shaders/frames.h as well");
 
 class Compiler {
  public:

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// Wine's header, and IUnknown's identifier for C++, which Wine 10's header lacks. Wine 8's has it;
-// its headers are told by DECLSPEC_HIDDEN, which later ones no longer define.
+// Wine's header, with IUnknown's identifier for C++, which Wine 8's header has and Wine 10's lacks.
+// Only Wine 8's headers define DECLSPEC_HIDDEN.
 #pragma once
 
 #include_next <unknwn.h>

@@ -58,7 +58,7 @@ void WgcCaptureSession::FollowContentSize(SizeInt32 content_size) {
   if (content_size.Width == content_size_.Width && content_size.Height == content_size_.Height) {
     return;
   }
-  // False stays when Recreate throws: the host may never be told of this frame.
+  // Remains false if Recreate throws, because the host may never be told of this frame.
   const bool is_in_step = std::exchange(buffer_in_step_, false);
   frame_pool_.Recreate(winrt_device_, DirectXPixelFormat::B8G8R8A8UIntNormalized, kFramePoolBuffers,
                        content_size);

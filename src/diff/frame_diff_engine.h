@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <vector>
 
-// A texture like the frame that the CPU can read.
+// Describes a staging texture with the frame's size, layout and format.
 D3D11_TEXTURE2D_DESC StagingDesc(const D3D11_TEXTURE2D_DESC& frameDesc);
 
 // Compares each frame with the one before it on the GPU, in square tiles of kTileSize pixels

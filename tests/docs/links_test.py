@@ -13,8 +13,8 @@ import urllib.parse
 from markdown_it import MarkdownIt
 from mdit_py_plugins.anchors import anchors_plugin
 
-# Not the project's own, or made by it.
-FOREIGN = {".git", "build"}
+from pages import markdown_files
+
 MARKDOWN = MarkdownIt("commonmark").enable("table").use(anchors_plugin, max_level=6)
 
 
@@ -44,12 +44,6 @@ class Page:
                 reader.feed(token.content)
                 self.links += reader.links
             self._read(token.children or [])
-
-
-def markdown_files(root):
-    for folder, folders, files in os.walk(root):
-        folders[:] = sorted(set(folders) - FOREIGN)
-        yield from (pathlib.Path(folder, file) for file in sorted(files) if file.endswith(".md"))
 
 
 def fault(root, pages, path, link):

@@ -1,26 +1,21 @@
 #!/usr/bin/env python3
 """names_test.py ROOT: the functions and constants of the interface that the Markdown pages and the
-header's comments name are declared in the header, and the header declares what the DLL exports.
+header's comments name are declared in the header, the header declares what the DLL exports, and the
+test cases that the pages name exist.
 
 A name counts when the page marks it as code, or when a comment of the header uses it.
 """
 
-import os
 import pathlib
 import re
 import sys
 
-FOREIGN = {".git", "build"}
+from pages import markdown_files
+
 NAME = r"(?:is_)?wgc_[a-z0-9_]+|WGC_[A-Z_]+"
 MARKED = re.compile(rf"`({NAME}|(?!Windows\.)[A-Z]\w+\.[A-Z]\w+)(?:\([^`]*\))?`")
 CASE = re.compile(r"\bTEST(?:_\w+)?\(\s*(\w+),\s*(\w+)\)")
 COMMENT = re.compile(r"/\*.*?\*/", re.DOTALL)
-
-
-def markdown_files(root):
-    for folder, folders, files in os.walk(root):
-        folders[:] = sorted(set(folders) - FOREIGN)
-        yield from (pathlib.Path(folder, file) for file in sorted(files) if file.endswith(".md"))
 
 
 def main():
@@ -33,7 +28,8 @@ def main():
     exports = root / "src" / "api" / "libquill_wgc.def"
     exported = set(re.findall(rf"^ +({NAME})$", exports.read_text(encoding="utf-8"), re.MULTILINE))
     if not exported or functions != exported:
-        sys.exit(f"declared or exported alone: {sorted(functions ^ exported)}")
+        sys.exit(f"only in {header.name}: {sorted(functions - exported)}; "
+                 f"only in {exports.name}: {sorted(exported - functions)}")
 
     used = [(header, name) for comment in COMMENT.findall(text)
             for name in re.findall(rf"\b({NAME})\b", comment)]

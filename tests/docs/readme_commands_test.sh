@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# newcomer_test.sh FOLDER: does what README.md tells a newcomer under "Five minutes", word for word,
+# readme_commands_test.sh FOLDER: does what README.md tells a newcomer under "Five minutes", word for word,
 # on what is built here, and looks at what it leaves behind. FOLDER holds what the test itself makes.
 set -euo pipefail
 cd "$(dirname "$0")/../.."

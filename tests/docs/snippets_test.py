@@ -7,7 +7,6 @@ use what tests/docs/fragment.h declares.
 """
 
 import concurrent.futures
-import os
 import pathlib
 import re
 import subprocess
@@ -15,19 +14,18 @@ import sys
 
 from markdown_it import MarkdownIt
 
-FOREIGN = {".git", "build"}
+from pages import markdown_files
+
 COMPILER = [
     "x86_64-w64-mingw32-gcc", "-std=c11", "-Wall", "-Wextra", "-Werror", "-DUNICODE", "-D_UNICODE",
     "-fsyntax-only", "-x", "c"]
 
 
 def snippets(root):
-    for folder, folders, files in os.walk(root):
-        folders[:] = sorted(set(folders) - FOREIGN)
-        for path in (pathlib.Path(folder, file) for file in sorted(files) if file.endswith(".md")):
-            for token in MarkdownIt("commonmark").parse(path.read_text(encoding="utf-8")):
-                if token.type == "fence" and token.info.strip() == "c":
-                    yield path.relative_to(root), token.map[0] + 2, token.content
+    for path in markdown_files(root):
+        for token in MarkdownIt("commonmark").parse(path.read_text(encoding="utf-8")):
+            if token.type == "fence" and token.info.strip() == "c":
+                yield path.relative_to(root), token.map[0] + 2, token.content
     header = root / "include" / "libquill_wgc.h"
     text = header.read_text(encoding="utf-8")
     for block in re.finditer(r"@code\{\.c\}\n(.*?)\n \* @endcode", text, re.DOTALL):

@@ -61,7 +61,7 @@ def declared_functions():
     return {
         cursor.spelling: prototype(cursor.type)
         for cursor in unit.cursor.get_children()
-        if cursor.kind == CursorKind.FUNCTION_DECL and cursor.location.file.name == HEADER
+        if cursor.kind == CursorKind.FUNCTION_DECL and cursor.spelling in quill_wgc.FUNCTIONS
     }
 
 

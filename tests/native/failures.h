@@ -60,9 +60,9 @@ class Scenario {
  public:
   virtual ~Scenario() = default;
 
-  // What leads up to it.
+  // Sets the scenario up.
   virtual void Prepare() {}
-  // What is watched and disturbed.
+  // Does what is recorded, and what fails.
   virtual void Act() = 0;
   // Judges and goes on with an untouched platform. Null: nothing failed.
   virtual void Check(const Injection* injection) = 0;
@@ -71,9 +71,9 @@ class Scenario {
 
   // Calls that fail each time, whichever else does.
   virtual fake::FaultPlan AlwaysFailing() { return {}; }
-  // Calls that are left alone, beside those that no platform fails so.
+  // Calls that the sweep does not fail, besides those that cannot fail so on a real platform.
   virtual bool IsSpared(const Injection&) { return false; }
-  // Whether what Direct3D drops without an answer is part of it.
+  // Whether the scenario makes calls that Direct3D drops without an answer.
   virtual bool ExpectsRefusals() { return false; }
 };
 

@@ -119,7 +119,8 @@ void SessionTest::SetUp() {
 
 void SessionTest::TearDown() {
   wgc_register_logger(nullptr);
-  EXPECT_EQ(fake::LiveObjects(), objects_before_);
+  EXPECT_EQ(fake::LiveObjects(), objects_before_)
+      << "objects are left; in texture output Pixels() releases the reference of a poll";
   EXPECT_EQ(fake::HeapBytes(), 0);
   const std::vector<std::string> refusals = fake::TakeRefusals();
   if (!refusals_expected_) {

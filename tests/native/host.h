@@ -73,6 +73,7 @@ class Session {
   }
 
   bool Start() { return wgc_session_start(handle_); }
+  // In texture output each true poll owns a reference, which Pixels() releases.
   Poll GetFrame();
   // Delivers a frame whose texture is as large as the picture, while the content keeps the pool's
   // size, to the session that was started last on this thread, and polls this one.

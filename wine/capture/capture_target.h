@@ -26,11 +26,11 @@ class CaptureTarget {
   virtual RECT Bounds() const = 0;
   virtual std::wstring Name() const = 0;
 
-  // Copies its pixels, as many as Bounds() tells, to the top left of `destination`.
+  // Copies the pixels within Bounds() to the top left of `destination`.
   virtual bool CopyTo(HDC destination, SIZE size) const = 0;
 };
 
-// Null when the handle is of nothing that can be captured.
+// Null if the handle is not that of a target that can be captured.
 std::shared_ptr<CaptureTarget> MakeWindowTarget(HWND window);
 std::shared_ptr<CaptureTarget> MakeMonitorTarget(HMONITOR monitor);
 

@@ -191,8 +191,8 @@ std::string InvalidFile(const Options& options) {
   return "";
 }
 
-// What the parser accepts but makes no sense: an empty --title matches every window, and NaN is in
-// every range.
+// Values that the parser accepts but that make no sense: an empty --title matches every window, and
+// NaN is in every range.
 std::string InvalidValue(const Options& options) {
   if (options.title == "") return "--title needs some text";
   if (options.class_name == "") return "--class needs a name";

@@ -13,10 +13,10 @@ namespace quill_grab {
 namespace {
 
 constexpr double kRateSeconds = 2.0;
-// Between two lines on a terminal and elsewhere.
+// Seconds between two lines, on a terminal and elsewhere.
 constexpr double kTerminalSeconds = 0.25;
 constexpr double kPlainSeconds = 2.0;
-// Without a frame until the notice.
+// Seconds without a frame before the notice.
 constexpr double kQuietSeconds = 3.0;
 
 }  // namespace

@@ -40,7 +40,7 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // After each poll. completion: how much of the wanted frames is there, 0 to 1.
+  // After each poll. completion: progress towards the frame limit, 0 to 1.
   void Update(double seconds, double completion, const Summary& summary);
 
  private:

@@ -38,7 +38,7 @@ class Output {
   // outputs after it. Throws GrabError, which ends the run.
   virtual void Take(FrameRecord& record, const PixelView* pixels) = 0;
 
-  // How much of its own number of frames the output has, 0 to 1. 1 ends the run.
+  // Progress towards the output's own frame limit, 0 to 1. The run ends at 1.
   virtual double Completion() const { return 0.0; }
 
   // Ends the output when the run is over, also after a Take that failed. Throws GrabError.

@@ -14,7 +14,7 @@ struct PageContent {
   std::string data;   // a JSON text
 };
 
-// Whether this program holds the page: a build without Chart.js does not.
+// Whether this program contains the page: a build without Chart.js does not.
 bool HasReportPage();
 
 // The page's template, style and scripts from the program's resources, filled with content.

@@ -38,10 +38,13 @@ Outcome TimeOver(const Options& options, const RunState& state) {
                    Number(options.frames)),
             false};
   }
+  // --all is for these outputs only.
+  const bool can_repeat = (options.out || options.json) && !options.all;
   return {ExitCode::kOk,
           Format("the time is over with %llu of %llu frames: the picture did not change more "
-                 "often. Use --seconds for more time or --all to write repeated frames",
-                 Number(state.counted), Number(options.frames)),
+                 "often. Use --seconds for more time%s",
+                 Number(state.counted), Number(options.frames),
+                 can_repeat ? " or --all to write repeated frames" : ""),
           false};
 }
 

@@ -30,7 +30,7 @@ struct RunState {
   bool interrupted = false;
 };
 
-// How much of the frames that end the run is there: 1 ends it.
+// Progress towards the frame limit, 0 to 1. The run ends at 1.
 double Completion(const Options& options, const RunState& state);
 
 // The end of the run, or nothing while it goes on.

@@ -16,8 +16,8 @@ class Schedule {
   // When the next poll is due.
   double next() const { return start_ + static_cast<double>(tick_) / fps_; }
 
-  // A poll is made now, at next() or later. It stands for the last tick that has passed. Returns
-  // the number of ticks before that one that were missed.
+  // Records a poll made now, at next() or later, and assigns it to the latest tick that has passed.
+  // Returns the number of ticks missed before that one.
   uint64_t Take(double now);
 
  private:

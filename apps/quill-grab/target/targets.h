@@ -51,11 +51,11 @@ std::string FormatLists(const std::vector<WindowInfo>& windows,
                         const std::vector<MonitorInfo>& monitors);
 
 // The windows that options.title and options.class_name select, ignoring case, in the order of the
-// list; never the own terminal.
+// list; never the terminal that the program runs in.
 std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
                                      const Options& options);
 
-// What options name. Throws GrabError.
+// Finds the target that the options select. Throws GrabError.
 Target FindTarget(const Options& options);
 
 // First waits until the window appears, for at most options.wait_seconds or until interrupted is

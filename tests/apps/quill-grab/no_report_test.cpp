@@ -13,8 +13,10 @@ using BuildWithoutChartJsTest = ComTest;
 TEST_F(BuildWithoutChartJsTest, ReportIsRefused) {
   const GrabError error = ErrorOf([] { const Report report("report.html"); });
   EXPECT_EQ(error.code(), ExitCode::kUnsupported);
-  EXPECT_EQ(std::string(error.what()),
-            "this quill-grab was built without Chart.js and has no --report");
+  EXPECT_EQ(
+      std::string(error.what()),
+      "--report is not in this quill-grab, which was built without Chart.js: leave it out, or "
+      "install Chart.js (Debian: libjs-chart.js) and build again");
 }
 
 }  // namespace

@@ -6,16 +6,12 @@
 #include <algorithm>
 
 #include "apps/quill-grab/grab_test.h"
-#include "diff/diff_rects.h"
 #include "quill-grab/output/report/report_history.h"
 #include "quill-grab/output/report/report_thumbnails.h"
 #include "quill-grab/output/report/tile_heat.h"
 
 namespace quill_grab {
 namespace {
-
-// quill-grab knows only the public header, which has no constant for the tile size.
-static_assert(kHeatTilePixels == kTileSize);
 
 FrameRecord Record(double seconds, float ratio, uint64_t missed = 0, FrameSize size = {8, 8}) {
   return {seconds, size, ratio, ratio > 0.0f, missed, ""};

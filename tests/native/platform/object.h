@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 // COM objects of the native tests' platform: named, counted, and with two kinds of references. The
-// library's are those that AddRef and Release count; what the platform holds itself (a view its
-// texture, a context what is bound) keeps an object alive but is nobody's business.
+// library's are those that AddRef and Release count. References that the platform holds itself (a
+// view its texture, a context what is bound) keep an object alive but are not counted.
 #pragma once
 
 #include <windows.h>

@@ -49,9 +49,9 @@ struct Settings {
 
   // What every byte of a new texture for the GPU holds; Direct3D leaves its contents undefined.
   uint8_t new_texture_byte = 0;
-  // What a mapped texture's rows are longer than their pixels, in bytes.
+  // Padding after each row of a mapped texture, in bytes.
   uint32_t row_padding = 64;
-  // What a mapped buffer is longer than the buffer, in bytes; holds ones.
+  // Padding after a mapped buffer, in bytes; filled with ones.
   uint32_t buffer_padding = 0;
 
   // What RoGetActivationFactory finds under names that are not of this platform; the test keeps it

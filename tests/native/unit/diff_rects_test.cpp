@@ -17,7 +17,7 @@ using reference::FieldsOf;
 
 // The reference has its own numbers. Change them together, and every picture that is worked out by
 // hand with them.
-static_assert(kTileSize == reference::kTileSize);
+static_assert(kTileSize == reference::kTileSize, "change tests/support/reference_diff.h as well");
 
 constexpr uint32_t kRowWords = reference::kWordsPerRow;
 

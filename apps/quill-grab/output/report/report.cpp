@@ -171,7 +171,7 @@ Json HeatJson(const TileHeat& heat) {
   const std::vector<HeatMap> maps = heat.Maps();
   if (maps.empty()) return nullptr;
   Json shown = SizeJson(maps.front().size);
-  shown["tile"] = kHeatTilePixels;
+  shown["tile"] = kTileSize;
   shown["columns"] = maps.front().columns;
   shown["rows"] = maps.front().rows;
   shown["frames"] = maps.front().frames;
@@ -205,8 +205,10 @@ Report::Report(const std::string& path)
       ratios_(kRatioBinSeconds, kRatioBins),
       rates_(kRateBinSeconds, kRateBins) {
   if (!HasReportPage()) {
-    throw GrabError(ExitCode::kUnsupported,
-                    "this quill-grab was built without Chart.js and has no --report");
+    throw GrabError(
+        ExitCode::kUnsupported,
+        "--report is not in this quill-grab, which was built without Chart.js: leave it out, "
+        "or install Chart.js (Debian: libjs-chart.js) and build again");
   }
   path_.make_preferred();
   CheckWritable(path_, kRemedy);

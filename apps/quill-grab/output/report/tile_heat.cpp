@@ -11,7 +11,7 @@ namespace quill_grab {
 namespace {
 
 uint32_t TilesAcross(uint32_t pixels) {
-  return (pixels + kHeatTilePixels - 1) / kHeatTilePixels;
+  return (pixels + kTileSize - 1) / kTileSize;
 }
 
 bool ColoursDiffer(const uint8_t* a, const uint8_t* b, uint32_t pixels) {
@@ -26,10 +26,9 @@ bool ColoursDiffer(const uint8_t* a, const uint8_t* b, uint32_t pixels) {
 void MarkChanges(const uint8_t* a, const uint8_t* b, uint32_t width, std::vector<bool>& changed) {
   for (uint32_t column = 0; column < changed.size(); ++column) {
     if (changed[column]) continue;
-    const uint32_t left = column * kHeatTilePixels;
+    const uint32_t left = column * kTileSize;
     const size_t offset = size_t{left} * 4;
-    changed[column] =
-        ColoursDiffer(a + offset, b + offset, std::min(kHeatTilePixels, width - left));
+    changed[column] = ColoursDiffer(a + offset, b + offset, std::min(kTileSize, width - left));
   }
 }
 
@@ -59,8 +58,8 @@ void TileHeat::Compare(const PixelView& frame, HeatMap& map) {
   std::vector<bool> changed(map.columns);
   for (uint32_t row = 0; row < map.rows; ++row) {
     std::fill(changed.begin(), changed.end(), false);
-    const uint32_t bottom = std::min((row + 1) * kHeatTilePixels, frame.height);
-    for (uint32_t y = row * kHeatTilePixels; y < bottom; ++y) {
+    const uint32_t bottom = std::min((row + 1) * kTileSize, frame.height);
+    for (uint32_t y = row * kTileSize; y < bottom; ++y) {
       uint8_t* before = previous_.data() + y * row_bytes;
       const uint8_t* now = frame.pixels + y * frame.row_pitch;
       if (std::memcmp(before, now, row_bytes) == 0) continue;

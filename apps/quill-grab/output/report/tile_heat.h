@@ -6,13 +6,12 @@
 #include <cstdint>
 #include <vector>
 
+#include "diff/diff_rects.h"
 #include "quill-grab/output/frame.h"
 
 namespace quill_grab {
 
-constexpr uint32_t kHeatTilePixels = 32;
-
-// How often each tile changed among the frames of one size.
+// How often each tile of the library's size (kTileSize) changed among the frames of one size.
 struct HeatMap {
   FrameSize size;
   uint64_t frames = 0;

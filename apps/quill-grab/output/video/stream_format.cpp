@@ -31,7 +31,8 @@ constexpr int32_t Fixed(double value) {
 }
 
 // Limited range: luma is the weighted sum of the colours in 219 steps from 16 on; chroma is the
-// difference of blue and of red from it, in 224 steps around 128. The additional half rounds.
+// difference of blue and of red from it, in 224 steps around 128. The offsets include 0.5, so that
+// truncation rounds.
 constexpr Matrix MakeMatrix(double red, double blue) {
   const double green = 1.0 - red - blue;
   constexpr double kLuma = 219.0 / 255.0;
