@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <thread>
-#include <utility>
 
 #if !GTEST_IS_THREADSAFE
 #error "Failures on another thread than the main one would be lost."
@@ -16,10 +14,7 @@
 // Runs the function on a thread of its own, to the thread's end. What it throws is thrown here.
 template <typename Function>
 void OnOwnThread(Function function) {
-  std::packaged_task<void()> task(std::move(function));
-  std::future<void> end = task.get_future();
-  std::thread(std::move(task)).join();
-  end.get();
+  std::async(std::launch::async, function).get();
 }
 
 // TEST for a case that starts a session. A start gives its thread a dispatcher queue that stays as

@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -52,3 +53,12 @@ class Process {
   std::filesystem::path err_;
   PROCESS_INFORMATION process_{};
 };
+
+// What this process holds.
+struct ProcessFigures {
+  int handles = 0;
+  int threads = 0;
+  uint64_t memory = 0;  // bytes of its own
+};
+
+ProcessFigures MeasureProcess();

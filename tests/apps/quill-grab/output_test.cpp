@@ -14,7 +14,7 @@
 #include "quill-grab/output/json/json_lines.h"
 #include "quill-grab/output/output_folder.h"
 #include "quill-grab/output/png/png_encoder.h"
-#include "support/process_figures.h"
+#include "support/process.h"
 
 namespace quill_grab {
 namespace {

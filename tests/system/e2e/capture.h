@@ -13,6 +13,7 @@
 #include "support/own_thread.h"
 #include "support/pattern_window.h"
 #include "support/platform_setting.h"
+#include "support/read_texture.h"
 #include "system/e2e/wgc_library.h"
 
 using standin::Ref;
@@ -117,23 +118,9 @@ class Session {
   }
 
   // Reads the texture of a poll back and releases the reference that the poll added.
-  Picture ReadTexture(const Poll& poll) {
+  static Picture ReadTexture(const Poll& poll) {
     const auto texture = Ref<ID3D11Texture2D>::Attach(static_cast<ID3D11Texture2D*>(poll.frame));
-    D3D11_TEXTURE2D_DESC desc;
-    texture->GetDesc(&desc);
-    desc.Usage = D3D11_USAGE_STAGING;
-    desc.BindFlags = 0;
-    desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-    Ref<ID3D11Texture2D> staging;
-    EXPECT_EQ(Device()->CreateTexture2D(&desc, nullptr, staging.Put()), S_OK);
-    Ref<ID3D11DeviceContext> context;
-    Device()->GetImmediateContext(context.Put());
-    context->CopyResource(staging.Get(), texture.Get());
-    D3D11_MAPPED_SUBRESOURCE mapped;
-    EXPECT_EQ(context->Map(staging.Get(), 0, D3D11_MAP_READ, 0, &mapped), S_OK);
-    const Picture picture(desc.Width, desc.Height, mapped.pData, mapped.RowPitch);
-    context->Unmap(staging.Get(), 0);
-    return picture;
+    return ::ReadTexture(texture.Get());
   }
 
  private:

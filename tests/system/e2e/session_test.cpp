@@ -144,10 +144,8 @@ TEST_ON_OWN_THREAD(Switches, TakeEffectOnALiveSessionAtOnce) {
   void* const session = capture.session.get();
   LogRecorder log;
   CallTrace trace;
-  EXPECT_TRUE(Wgc().wgc_enable_cursor(session, true));
-  EXPECT_TRUE(Wgc().wgc_enable_cursor(session, false));
-  EXPECT_TRUE(Wgc().wgc_show_border(session, true));
-  EXPECT_TRUE(Wgc().wgc_show_border(session, false));
+  for (const bool on : {true, false}) EXPECT_TRUE(Wgc().wgc_enable_cursor(session, on));
+  for (const bool on : {true, false}) EXPECT_TRUE(Wgc().wgc_show_border(session, on));
   EXPECT_EQ(trace.Stop(), (Calls{"put_IsCursorCaptureEnabled 1", "put_IsCursorCaptureEnabled 0",
                                  "put_IsBorderRequired 1", "put_IsBorderRequired 0"}));
   EXPECT_EQ(log.lines(), (Lines{Info("Set enable cursor"), Info("Set disable cursor"),

@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "system/e2e/capture.h"
-#include "support/process_figures.h"
+#include "support/process.h"
 
 namespace {
 
@@ -57,10 +57,6 @@ struct Counts {
     return *this;
   }
 };
-
-SIZE SmallerOf(SIZE a, SIZE b) {
-  return {std::min(a.cx, b.cx), std::min(a.cy, b.cy)};
-}
 
 bool Equal(SIZE a, SIZE b) {
   return a.cx == b.cx && a.cy == b.cy;
@@ -271,7 +267,7 @@ class SoakedCapture {
     SIZE common = size;
     for (uint32_t i = whole_; i <= Newest(); ++i) {
       resizing = resizing || !Equal(sizes_[i], size);
-      common = SmallerOf(common, sizes_[i]);
+      common = {std::min(common.cx, sizes_[i].cx), std::min(common.cy, sizes_[i].cy)};
     }
     EXPECT_TRUE(resizing) << "picture " << number << ": " << Mismatch(frame, size, number);
     EXPECT_EQ(Mismatch(frame, common, number), "") << "picture " << number;

@@ -3,10 +3,12 @@
 
 #include "system/e2e/wgc_library.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ostream>
+#include <cstring>
 
 namespace {
 
@@ -41,10 +43,6 @@ const WgcLibrary& Wgc() {
   return wgc;
 }
 
-std::ostream& operator<<(std::ostream& out, const LogLine& line) {
-  return out << line.level << " \"" << line.text << "\" (" << line.length << ")";
-}
-
 LogRecorder::LogRecorder() {
   recorder = this;
   Wgc().wgc_register_logger(Receive);
@@ -56,21 +54,22 @@ LogRecorder::~LogRecorder() {
 }
 
 void LogRecorder::Receive(int level, const char* text, size_t length) {
+  EXPECT_EQ(length, std::strlen(text)) << text;
   const std::lock_guard lock(recorder->mutex_);
-  recorder->lines_.push_back({level, text, length});
+  recorder->lines_.push_back({level, text});
 }
 
 std::vector<LogLine> LogRecorder::lines() const {
-  std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex_);
   return lines_;
 }
 
 bool LogRecorder::Has(const LogLine& line) const {
-  const std::lock_guard lock(mutex_);
-  return std::find(lines_.begin(), lines_.end(), line) != lines_.end();
+  const auto all = lines();
+  return std::find(all.begin(), all.end(), line) != all.end();
 }
 
 void LogRecorder::Clear() {
-  std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex_);
   lines_.clear();
 }

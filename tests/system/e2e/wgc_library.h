@@ -8,6 +8,7 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The DLL as a host without an import library sees it: loaded by name, called through its exports.
@@ -21,26 +22,21 @@ struct WgcLibrary {
 // Loaded on first use, once per process; a missing name ends the program.
 const WgcLibrary& Wgc();
 
-struct LogLine {
-  int level;
-  std::string text;
-  size_t length;
-
-  bool operator==(const LogLine&) const = default;
-};
+// Level and text.
+using LogLine = std::pair<int, std::string>;
 
 inline LogLine Info(const std::string& text) {
-  return {WGC_LOG_INFO, text, text.size()};
+  return {WGC_LOG_INFO, text};
 }
 inline LogLine Warning(const std::string& text) {
-  return {WGC_LOG_WARNING, text, text.size()};
+  return {WGC_LOG_WARNING, text};
 }
 inline LogLine Error(const std::string& text) {
-  return {WGC_LOG_ERROR, text, text.size()};
+  return {WGC_LOG_ERROR, text};
 }
-std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
-// Registers a logger that keeps every line; unregisters it at the end of its life.
+// Registers a logger that keeps every line, and checks the length of each; unregisters it at the
+// end of its life.
 class LogRecorder {
  public:
   LogRecorder();

@@ -1,8 +1,6 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <string>
 
@@ -11,16 +9,9 @@
 namespace wine_test {
 namespace {
 
-TEST(CaptureItem, AndItsFactoryAreAgile) {
-  const auto interop = ActivationFactory<IGraphicsCaptureItemInterop>(kItemClass);
-  ASSERT_TRUE(interop);
-  EXPECT_TRUE(Query<IAgileObject>(interop.Get()));
-  const PatternWindow window(MakePattern(160, 120));
-  EXPECT_TRUE(Query<IAgileObject>(MakeItem(window.handle()).Get()));
-}
-
 TEST(CaptureItem, IsNotMadeForWhatCannotBeCaptured) {
   const auto interop = ActivationFactory<IGraphicsCaptureItemInterop>(kItemClass);
+  ASSERT_TRUE(interop);
   const IID& iid = __uuidof(IGraphicsCaptureItem);
   void* result = &result;
   EXPECT_EQ(interop->CreateForWindow(nullptr, iid, &result), E_INVALIDARG);
@@ -28,7 +19,7 @@ TEST(CaptureItem, IsNotMadeForWhatCannotBeCaptured) {
   EXPECT_EQ(interop->CreateForMonitor(nullptr, iid, &result), E_INVALIDARG);
   EXPECT_EQ(interop->CreateForMonitor(reinterpret_cast<HMONITOR>(0x7777), iid, &result),
             E_INVALIDARG);
-  PatternWindow window(MakePattern(160, 120));
+  PatternWindow window(kFirst);
   const HWND child = CreateWindowExW(0, L"static", nullptr, WS_CHILD, 0, 0, 10, 10, window.handle(),
                                      nullptr, nullptr, nullptr);
   ASSERT_NE(child, nullptr);
@@ -40,9 +31,11 @@ TEST(CaptureItem, IsNotMadeForWhatCannotBeCaptured) {
   EXPECT_EQ(interop->CreateForWindow(handle, iid, &result), E_INVALIDARG);
 }
 
-TEST(CaptureItem, IsNotMadeByPlainActivation) {
+TEST(CaptureItem, AndItsFactoryAreAgileAndPlainActivationMakesNone) {
   const auto factory = ActivationFactory<IActivationFactory>(kItemClass);
   ASSERT_TRUE(factory);
+  EXPECT_TRUE(Query<IAgileObject>(factory.Get()));
+  EXPECT_TRUE(Query<IAgileObject>(MakeItem(PrimaryMonitor()).Get()));
   Ref<IInspectable> item;
   EXPECT_EQ(factory->ActivateInstance(item.Put()), E_NOTIMPL);
   EXPECT_FALSE(item);
@@ -54,7 +47,7 @@ void ExpectSize(const Ref<IGraphicsCaptureItem>& item, int width, int height) {
 }
 
 TEST(CaptureItem, TellsTheSizeOfItsTargetAtTheTimeOfTheCall) {
-  PatternWindow window(MakePattern(160, 120));
+  PatternWindow window(kFirst);
   const auto item = MakeItem(window.handle());
   ExpectSize(item, 160, 120);
   window.Show(MakePattern(201, 77));
@@ -66,7 +59,7 @@ TEST(CaptureItem, TellsTheSizeOfItsTargetAtTheTimeOfTheCall) {
              GetSystemMetrics(SM_CYSCREEN));
 }
 
-std::wstring DisplayName(IGraphicsCaptureItem* item) {
+std::wstring DisplayName(const Ref<IGraphicsCaptureItem>& item) {
   HSTRING name = nullptr;
   EXPECT_EQ(item->get_DisplayName(&name), S_OK);
   const std::wstring text = WindowsGetStringRawBuffer(name, nullptr);
@@ -75,27 +68,25 @@ std::wstring DisplayName(IGraphicsCaptureItem* item) {
 }
 
 TEST(CaptureItem, HasTheNameOfTheWindowOrTheMonitorsDevice) {
-  const PatternWindow window(MakePattern(160, 120), {.title = L"A painted window"});
-  EXPECT_EQ(DisplayName(MakeItem(window.handle()).Get()), L"A painted window");
+  const PatternWindow window(kFirst, {.title = L"A painted window"});
+  EXPECT_EQ(DisplayName(MakeItem(window.handle())), L"A painted window");
   MONITORINFOEXW info = {};
   info.cbSize = sizeof(info);
   ASSERT_TRUE(GetMonitorInfoW(PrimaryMonitor(), &info));
-  EXPECT_EQ(DisplayName(MakeItem(PrimaryMonitor()).Get()), info.szDevice);
+  EXPECT_EQ(DisplayName(MakeItem(PrimaryMonitor())), info.szDevice);
 }
 
 TEST(CaptureItem, RaisesClosedOnceFromAnotherThread) {
-  PatternWindow window(MakePattern(160, 120));
+  PatternWindow window(kFirst);
   const auto item = MakeItem(window.handle());
   std::atomic<int> raised = 0;
   std::atomic<DWORD> thread_id = 0;
   std::atomic<IGraphicsCaptureItem*> sender = nullptr;
-  const auto handler = ClosedHandler::Make([&](IGraphicsCaptureItem* from, IInspectable*) {
+  const auto token = AddHandler(item, [&](IGraphicsCaptureItem* from, IInspectable*) {
     thread_id = GetCurrentThreadId();
     sender = from;
     ++raised;
   });
-  EventRegistrationToken token;
-  ASSERT_EQ(item->add_Closed(handler.Get(), &token), S_OK);
   PumpUntil([] { return false; }, 100);
   EXPECT_EQ(raised, 0);
   window.Destroy();
@@ -108,18 +99,14 @@ TEST(CaptureItem, RaisesClosedOnceFromAnotherThread) {
 }
 
 TEST(CaptureItem, DoesNotCallAHandlerThatWasRemoved) {
-  PatternWindow window(MakePattern(160, 120));
+  PatternWindow window(kFirst);
   const auto item = MakeItem(window.handle());
   std::atomic<int> removed_raised = 0;
   std::atomic<int> kept_raised = 0;
-  const auto removed =
-      ClosedHandler::Make([&](IGraphicsCaptureItem*, IInspectable*) { ++removed_raised; });
-  const auto kept =
-      ClosedHandler::Make([&](IGraphicsCaptureItem*, IInspectable*) { ++kept_raised; });
-  EventRegistrationToken removed_token;
-  EventRegistrationToken kept_token;
-  ASSERT_EQ(item->add_Closed(removed.Get(), &removed_token), S_OK);
-  ASSERT_EQ(item->add_Closed(kept.Get(), &kept_token), S_OK);
+  const auto removed_token =
+      AddHandler(item, [&](IGraphicsCaptureItem*, IInspectable*) { ++removed_raised; });
+  const auto kept_token =
+      AddHandler(item, [&](IGraphicsCaptureItem*, IInspectable*) { ++kept_raised; });
   EXPECT_NE(removed_token.value, 0);
   EXPECT_NE(kept_token.value, 0);
   EXPECT_NE(removed_token.value, kept_token.value);
@@ -136,14 +123,12 @@ TEST(CaptureItem, DoesNotCallAHandlerThatWasRemoved) {
 }
 
 TEST(CaptureItem, IsWeaklyReferableAndNotKeptByItsWatcher) {
-  const PatternWindow window(MakePattern(160, 120));
+  const PatternWindow window(kFirst);
   auto item = MakeItem(window.handle());
   const auto weak = WeaklyReferTo(item.Get());
   ASSERT_TRUE(weak);
   EXPECT_EQ(Resolve(weak.Get()).Get(), Query<IUnknown>(item.Get()).Get());
-  const auto handler = ClosedHandler::Make([](IGraphicsCaptureItem*, IInspectable*) {});
-  EventRegistrationToken token;
-  ASSERT_EQ(item->add_Closed(handler.Get(), &token), S_OK);
+  AddHandler(item, [](IGraphicsCaptureItem*, IInspectable*) {});
   item = {};
   // The watcher holds the item for a moment only while it raises the event.
   EXPECT_FALSE(Resolve(weak.Get()));

@@ -3,8 +3,6 @@
 
 // Frames of a running capture: what they show and when they come.
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <iterator>
 
@@ -12,9 +10,6 @@
 
 namespace wine_test {
 namespace {
-
-const Picture kFirst = MakePattern(160, 120, 1);
-const Picture kSecond = MakePattern(160, 120, 2);
 
 INT64 PerformanceTime() {
   LARGE_INTEGER frequency;
@@ -26,7 +21,7 @@ INT64 PerformanceTime() {
 }
 
 INT64 TimeOf(IDirect3D11CaptureFrame* frame) {
-  ABI::Windows::Foundation::TimeSpan time = {};
+  TimeSpan time = {};
   EXPECT_EQ(frame->get_SystemRelativeTime(&time), S_OK);
   return time.Duration;
 }
@@ -47,28 +42,23 @@ TEST(Capture, IncludesTheWindowsFrame) {
   EXPECT_EQ(Crop(pixels, {client.x - outer.left, client.y - outer.top}, {160, 120}), kFirst);
 }
 
-TEST(Capture, SendsAFrameWhenTheWindowChangesAndNoneOtherwise) {
-  PatternWindow window(kFirst);
-  Recording recording(window);
-  EXPECT_TRUE(recording.ComesToShow(kFirst));
-  recording.TakeAllFrames();
+TEST_F(RunningCapture, SendsAFrameWhenTheWindowChangesAndNoneOtherwise) {
+  EXPECT_TRUE(recording_.ComesToShow(kFirst));
+  recording_.TakeAllFrames();
   for (uint32_t seed = 2; seed <= 5; ++seed) {
-    EXPECT_FALSE(recording.NextFrame(100));
-    window.Show(MakePattern(160, 120, seed));
-    EXPECT_TRUE(recording.ComesToShow(MakePattern(160, 120, seed)));
-    recording.TakeAllFrames();
+    EXPECT_FALSE(recording_.NextFrame(100));
+    window_.Show(MakePattern(160, 120, seed));
+    EXPECT_TRUE(recording_.ComesToShow(MakePattern(160, 120, seed)));
+    recording_.TakeAllFrames();
   }
 }
 
-TEST(Capture, SendsAFrameEveryTickWhenTheRegistrySaysSo) {
-  const PlatformSetting setting(L"SendUnchangedFrames", 1);
-  const PatternWindow window(kFirst);
-  Recording recording(window);
-  ASSERT_TRUE(recording.NextFrame());
+TEST_F(EveryTickCapture, SendsAFrameEveryTickWhenTheRegistrySaysSo) {
+  ASSERT_TRUE(recording_.NextFrame());
   const ULONGLONG begin = GetTickCount64();
   INT64 previous_time = 0;
   for (int i = 0; i < 30; ++i) {
-    const auto frame = recording.NextFrame();
+    const auto frame = recording_.NextFrame();
     ASSERT_TRUE(frame);
     EXPECT_EQ(ReadPixels(frame.Get()), kFirst);
     EXPECT_GT(TimeOf(frame.Get()), previous_time);
@@ -78,29 +68,25 @@ TEST(Capture, SendsAFrameEveryTickWhenTheRegistrySaysSo) {
   EXPECT_GE(GetTickCount64() - begin, 450u);
 }
 
-TEST(Capture, CountsTimeByThePerformanceCounter) {
-  PatternWindow window(kFirst);
-  Recording recording(window);
-  recording.TakeAllFrames();
+TEST_F(RunningCapture, CountsTimeByThePerformanceCounter) {
+  recording_.TakeAllFrames();
   const INT64 before = PerformanceTime();
-  window.Show(kSecond);
-  const auto frame = recording.NextFrame();
+  window_.Show(kSecond);
+  const auto frame = recording_.NextFrame();
   const INT64 after = PerformanceTime();
   ASSERT_TRUE(frame);
   EXPECT_GE(TimeOf(frame.Get()), before - 10);  // 1 us, for the rounding of the double.
   EXPECT_LE(TimeOf(frame.Get()), after + 10);
 }
 
-TEST(Capture, KeepsThePoolsSizeForContentOfAnotherSize) {
-  PatternWindow window(kFirst);
-  Recording recording(window);
-  recording.TakeAllFrames();
+TEST_F(RunningCapture, KeepsThePoolsSizeForContentOfAnotherSize) {
+  recording_.TakeAllFrames();
   // What exceeds the pool's size is cut off; smaller content lies at the top left.
   for (const SizeInt32 size : {SizeInt32{300, 200}, {100, 70}, {100, 110}}) {
     const Picture shown = MakePattern(size.Width, size.Height, size.Height);
-    window.Show(shown);
+    window_.Show(shown);
     const SIZE visible = {std::min<LONG>(size.Width, 160), std::min<LONG>(size.Height, 120)};
-    const auto frame = recording.FrameWhere([&](IDirect3D11CaptureFrame* f) {
+    const auto frame = recording_.FrameWhere([&](IDirect3D11CaptureFrame* f) {
       return ContentSize(f).Width == size.Width && ContentSize(f).Height == size.Height &&
              Crop(ReadPixels(f), {0, 0}, visible) == Crop(shown, {0, 0}, visible);
     });
@@ -116,30 +102,24 @@ TEST(Capture, KeepsThePoolsSizeForContentOfAnotherSize) {
   }
 }
 
-TEST(Capture, PausesWhileTheWindowIsMinimised) {
-  const PlatformSetting setting(L"SendUnchangedFrames", 1);
-  PatternWindow window(kFirst);
-  Recording recording(window);
-  ASSERT_TRUE(recording.NextFrame());
-  window.Minimize();
-  ASSERT_TRUE(IsIconic(window.handle()));
-  recording.TakeAllFrames();
-  EXPECT_FALSE(recording.NextFrame(400));
-  window.SetState(SW_RESTORE);
-  EXPECT_TRUE(recording.ComesToShow(kFirst));
+TEST_F(EveryTickCapture, PausesWhileTheWindowIsMinimised) {
+  ASSERT_TRUE(recording_.NextFrame());
+  window_.Minimize();
+  ASSERT_TRUE(IsIconic(window_.handle()));
+  recording_.TakeAllFrames();
+  EXPECT_FALSE(recording_.NextFrame(400));
+  window_.SetState(SW_RESTORE);
+  EXPECT_TRUE(recording_.ComesToShow(kFirst));
 }
 
-TEST(Capture, WaitsUntilAWindowThatIsShownAgainIsPainted) {
-  const PlatformSetting setting(L"SendUnchangedFrames", 1);
-  PatternWindow window(kFirst);
-  Recording recording(window);
+TEST_F(EveryTickCapture, WaitsUntilAWindowThatIsShownAgainIsPainted) {
   const int states[][2] = {{SW_MINIMIZE, SW_RESTORE}, {SW_HIDE, SW_SHOWNA}};
   for (const auto& [gone, shown] : states) {
-    window.SetState(gone);
-    recording.TakeAllFrames();
-    window.SetState(shown, 150);
+    window_.SetState(gone);
+    recording_.TakeAllFrames();
+    window_.SetState(shown, 150);
     for (int i = 0; i < 5; ++i) {
-      const auto frame = recording.NextFrame();
+      const auto frame = recording_.NextFrame();
       ASSERT_TRUE(frame);
       EXPECT_EQ(ReadPixels(frame.Get()), kFirst) << shown << ", frame " << i;
     }
@@ -166,41 +146,6 @@ TEST(Capture, ShowsAWindowOfAnotherProcess) {
   }
 }
 
-// A picture with the arrow drawn over it by GDI.
-Picture WithArrow(Picture picture, POINT position) {
-  const BITMAPINFO info = InfoOf(picture);
-  void* bits = nullptr;
-  const HDC dc = CreateCompatibleDC(nullptr);
-  const HBITMAP bitmap = CreateDIBSection(dc, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-  const HGDIOBJ previous = SelectObject(dc, bitmap);
-  auto* const pixels = static_cast<uint32_t*>(bits);
-  std::copy(picture.pixels.begin(), picture.pixels.end(), pixels);
-  const HCURSOR arrow = LoadCursor(nullptr, IDC_ARROW);
-  ICONINFO icon = {};
-  GetIconInfo(arrow, &icon);
-  DeleteObject(icon.hbmMask);
-  DeleteObject(icon.hbmColor);
-  DrawIconEx(dc, position.x - icon.xHotspot, position.y - icon.yHotspot, arrow, 0, 0, 0, nullptr,
-             DI_NORMAL);
-  GdiFlush();
-  std::copy_n(pixels, picture.pixels.size(), picture.pixels.begin());
-  for (uint32_t& pixel : picture.pixels) pixel |= 0xFF000000u;
-  SelectObject(dc, previous);
-  DeleteObject(bitmap);
-  DeleteDC(dc);
-  return picture;
-}
-
-TEST(Capture, DrawsTheCursorOnlyWhenAsked) {
-  PatternWindow window(kFirst);
-  ASSERT_TRUE(PutCursor(window, LoadCursor(nullptr, IDC_ARROW), {60, 50}));
-  Recording recording(MakeItem(window.handle()), {0, 0}, true);
-  EXPECT_TRUE(recording.ComesToShow(WithArrow(kFirst, {60, 50})));
-  EXPECT_EQ(Query<IGraphicsCaptureSession2>(recording.Session())->put_IsCursorCaptureEnabled(false),
-            S_OK);
-  EXPECT_TRUE(recording.ComesToShow(kFirst));
-}
-
 // A cursor of 32 x 32 pixels that is transparent but for a white one at its hotspot.
 HCURSOR MakeSpotCursor(POINT hotspot) {
   BYTE transparent[32 * 4];
@@ -213,8 +158,7 @@ HCURSOR MakeSpotCursor(POINT hotspot) {
   return CreateCursor(nullptr, hotspot.x, hotspot.y, 32, 32, transparent, white);
 }
 
-// The arrow's own hotspot is its corner.
-TEST(Capture, DrawsTheCursorWithItsHotspotWhereItPoints) {
+TEST(Capture, DrawsTheCursorWithItsHotspotWhereItPointsOnlyWhenAsked) {
   const HCURSOR cursor = MakeSpotCursor({19, 6});
   ASSERT_NE(cursor, nullptr);
   {
@@ -224,6 +168,9 @@ TEST(Capture, DrawsTheCursorWithItsHotspotWhereItPoints) {
     Picture expected = kFirst;
     expected.At(60, 50) = 0xFFFFFFFF;
     EXPECT_TRUE(recording.ComesToShow(expected));
+    const auto session = Query<IGraphicsCaptureSession2>(recording.Session());
+    EXPECT_EQ(session->put_IsCursorCaptureEnabled(false), S_OK);
+    EXPECT_TRUE(recording.ComesToShow(kFirst));
   }
   DestroyCursor(cursor);
 }
@@ -233,14 +180,12 @@ class Listener {
  public:
   Listener(Recording& recording, std::function<void(Listener&)> handle)
       : pool_(recording.Pool()), handle_(std::move(handle)) {
-    const auto handler =
-        ArrivedHandler::Make([this](IDirect3D11CaptureFramePool* pool, IInspectable*) {
-          EXPECT_EQ(GetCurrentThreadId(), thread_);
-          EXPECT_EQ(pool, pool_);
-          ++raised;
-          handle_(*this);
-        });
-    EXPECT_EQ(pool_->add_FrameArrived(handler.Get(), &token_), S_OK);
+    token_ = AddHandler(pool_, [this](IDirect3D11CaptureFramePool* pool, IInspectable*) {
+      EXPECT_EQ(GetCurrentThreadId(), thread_);
+      EXPECT_EQ(pool, pool_);
+      ++raised;
+      handle_(*this);
+    });
   }
   ~Listener() { Stop(); }
   void Stop() { EXPECT_EQ(pool_->remove_FrameArrived(token_), S_OK); }
@@ -256,30 +201,25 @@ class Listener {
   EventRegistrationToken token_;
 };
 
-TEST(Capture, RaisesFrameArrivedOnceAFrameOnTheQueuesThreadWhileItPumps) {
-  PatternWindow window(kFirst);
-  Recording recording(window);
-  recording.TakeAllFrames();
-  Listener listener(recording, [](Listener& self) { EXPECT_TRUE(self.TakeFrame()); });
-  window.Show(kSecond);
+TEST_F(RunningCapture, RaisesFrameArrivedOnceAFrameOnTheQueuesThreadWhileItPumps) {
+  recording_.TakeAllFrames();
+  Listener listener(recording_, [](Listener& self) { EXPECT_TRUE(self.TakeFrame()); });
+  window_.Show(kSecond);
   Sleep(150);
-  window.Show(kFirst);
+  window_.Show(kFirst);
   Sleep(150);
   EXPECT_EQ(listener.raised, 0);
   DrainMessages();
   EXPECT_EQ(listener.raised, 2);
   listener.Stop();
-  window.Show(kSecond);
-  EXPECT_TRUE(recording.ComesToShow(kSecond));
+  window_.Show(kSecond);
+  EXPECT_TRUE(recording_.ComesToShow(kSecond));
   EXPECT_EQ(listener.raised, 2);
 }
 
 // The handler takes longer than a tick, so that a new picture could be due whenever it returns.
-TEST(Capture, LetsAHostWithASlowHandlerEmptyItsMessageQueue) {
-  const PlatformSetting setting(L"SendUnchangedFrames", 1);
-  const PatternWindow window(kFirst);
-  Recording recording(window);
-  Listener listener(recording, [](Listener& self) {
+TEST_F(EveryTickCapture, LetsAHostWithASlowHandlerEmptyItsMessageQueue) {
+  Listener listener(recording_, [](Listener& self) {
     self.TakeFrame();
     Sleep(40);
     if (self.raised == 100) self.Stop();
@@ -310,28 +250,23 @@ TEST(Capture, GoesOnSendingToASlowHandlerWhereTheRegistrySaysSo) {
   EXPECT_EQ(listener.raised, 20);
 }
 
-TEST(Capture, TakesNoPictureUntilTheEventsOfEarlierOnesAreWorkedOff) {
-  const PlatformSetting setting(L"SendUnchangedFrames", 1);
-  const PatternWindow window(kFirst);
-  Recording recording(window);
-  Listener listener(recording, [](Listener&) {});
+TEST_F(EveryTickCapture, TakesNoPictureUntilTheEventsOfEarlierOnesAreWorkedOff) {
+  Listener listener(recording_, [](Listener&) {});
   Sleep(300);  // Time for both buffers to be filled; nothing is dispatched.
   MSG message;
   while (listener.raised == 0 && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
     DispatchMessageW(&message);
   }
   ASSERT_EQ(listener.raised, 1);
-  EXPECT_TRUE(TryGetNextFrame(recording.Pool()));
-  EXPECT_TRUE(TryGetNextFrame(recording.Pool()));
+  EXPECT_TRUE(TryGetNextFrame(recording_.Pool()));
+  EXPECT_TRUE(TryGetNextFrame(recording_.Pool()));
   Sleep(100);
-  EXPECT_FALSE(TryGetNextFrame(recording.Pool()));
-  EXPECT_TRUE(recording.NextFrame());
+  EXPECT_FALSE(TryGetNextFrame(recording_.Pool()));
+  EXPECT_TRUE(recording_.NextFrame());
 }
 
-TEST(Session, RefusesCallsOnceClosedAndASecondStart) {
-  const PatternWindow window(kFirst);
-  Recording recording(window);
-  IGraphicsCaptureSession* const session = recording.Session();
+TEST_F(RunningCapture, SessionRefusesCallsOnceClosedAndASecondStart) {
+  IGraphicsCaptureSession* const session = recording_.Session();
   EXPECT_EQ(session->StartCapture(), static_cast<HRESULT>(0x8000000E));  // E_ILLEGAL_METHOD_CALL
   const auto cursor = Query<IGraphicsCaptureSession2>(session);
   const auto border = Query<IGraphicsCaptureSession3>(session);
@@ -380,34 +315,31 @@ TEST(Session, StopsSendingWhenItIsClosedOrItsWindowIsGone) {
   }
 }
 
-// Whether the object tells that it has the interface.
-bool Tells(IInspectable* object, const IID& iid) {
-  ULONG count = 0;
-  IID* iids = nullptr;
-  EXPECT_EQ(object->GetIids(&count, &iids), S_OK);
-  const bool told = std::find(iids, iids + count, iid) != iids + count;
-  CoTaskMemFree(iids);
-  return told;
-}
-
 TEST(Session, HasNoInterfaceOfAPropertyThatThePlatformLacks) {
   EnsureDispatcherQueue();
   const PatternWindow window(kFirst);
   const auto pool = MakePool({160, 120});
-  const auto make_session = [&] {
+  const auto query = [&](const IID& iid) {
     Ref<IGraphicsCaptureSession> session;
     EXPECT_EQ(pool->CreateCaptureSession(MakeItem(window.handle()).Get(), session.Put()), S_OK);
-    return session;
+    ULONG count = 0;
+    IID* told = nullptr;
+    EXPECT_EQ(session->GetIids(&count, &told), S_OK);
+    Ref<IUnknown> found;
+    session->QueryInterface(iid, reinterpret_cast<void**>(found.Put()));
+    EXPECT_EQ(std::find(told, told + count, iid) != told + count, static_cast<bool>(found));
+    CoTaskMemFree(told);
+    return static_cast<bool>(found);
   };
-  EXPECT_TRUE(Query<IGraphicsCaptureSession2>(make_session().Get()));
-  EXPECT_TRUE(Query<IGraphicsCaptureSession3>(make_session().Get()));
-  EXPECT_TRUE(Tells(make_session().Get(), __uuidof(IGraphicsCaptureSession2)));
+  const IID& cursor = __uuidof(IGraphicsCaptureSession2);
+  const IID& border = __uuidof(IGraphicsCaptureSession3);
+  EXPECT_TRUE(query(cursor));
+  EXPECT_TRUE(query(border));
   const PlatformSetting no_cursor(L"WithoutCursorProperty", 1);
-  EXPECT_FALSE(Query<IGraphicsCaptureSession2>(make_session().Get()));
-  EXPECT_FALSE(Tells(make_session().Get(), __uuidof(IGraphicsCaptureSession2)));
-  EXPECT_TRUE(Query<IGraphicsCaptureSession3>(make_session().Get()));
+  EXPECT_FALSE(query(cursor));
+  EXPECT_TRUE(query(border));
   const PlatformSetting no_border(L"WithoutBorderProperty", 1);
-  EXPECT_FALSE(Query<IGraphicsCaptureSession3>(make_session().Get()));
+  EXPECT_FALSE(query(border));
 }
 
 }  // namespace

@@ -3,8 +3,6 @@
 
 #include "common/dispatcher_queue_abi.h"
 
-#include <gtest/gtest.h>
-
 #include <future>
 #include <memory>
 #include <thread>
@@ -15,11 +13,14 @@
 namespace wine_test {
 namespace {
 
-using ABI::Windows::System::IDispatcherQueue;
-using ABI::Windows::System::IDispatcherQueueHandler;
-using ABI::Windows::System::IDispatcherQueueStatics;
-
 using Work = Delegate<IDispatcherQueueHandler>;
+
+// Whether the queue took the work.
+bool Enqueue(const Ref<IDispatcherQueue>& queue, Work::Function work) {
+  boolean queued = false;
+  EXPECT_EQ(queue->TryEnqueue(Work::Make(std::move(work)).Get(), &queued), S_OK);
+  return queued;
+}
 
 HRESULT CreateController(DWORD size, int thread_type, int apartment_type,
                          IDispatcherQueueController** controller) {
@@ -44,7 +45,7 @@ HWND QueueWindow() {
   return window;
 }
 
-TEST(DispatcherQueue, RefusesOptionsThatAreNoneOrAThreadOfItsOwn) {
+TEST(DispatcherQueue, TakesEveryApartmentTypeOfTheCurrentThreadAndRefusesOtherOptions) {
   Ref<IDispatcherQueueController> controller;
   EXPECT_EQ(CreateController(0, 2, 2, controller.Put()), E_INVALIDARG);
   EXPECT_EQ(CreateController(16, 2, 2, controller.Put()), E_INVALIDARG);
@@ -54,14 +55,9 @@ TEST(DispatcherQueue, RefusesOptionsThatAreNoneOrAThreadOfItsOwn) {
   EXPECT_EQ(CreateController(12, 2, 2, nullptr), E_POINTER);
   EXPECT_EQ(CreateController(12, 1, 2, controller.Put()), E_NOTIMPL);
   EXPECT_FALSE(controller);
-}
-
-TEST(DispatcherQueue, TakesEveryApartmentTypeOfTheCurrentThread) {
-  for (int apartment_type = 0; apartment_type <= 2; ++apartment_type) {
-    OnOwnThread([&] {
-      Ref<IDispatcherQueueController> controller;
-      EXPECT_EQ(CreateController(12, 2, apartment_type, controller.Put()), S_OK);
-    });
+  for (const int apartment_type : {0, 1, 2}) {
+    OnOwnThread(
+        [&] { EXPECT_EQ(CreateController(12, 2, apartment_type, controller.Put()), S_OK); });
   }
 }
 
@@ -96,13 +92,10 @@ TEST(DispatcherQueue, RunsWorkInOrderOnePieceAMessageWhileItsThreadDispatchesMes
     std::vector<int> order;
     OnOwnThread([&] {
       for (int i = 0; i < 5; ++i) {
-        const auto work = Work::Make([&, i] {
+        EXPECT_TRUE(Enqueue(queue, [&, i] {
           order.push_back(i);
           EXPECT_EQ(GetCurrentThreadId(), own_thread);
-        });
-        boolean queued = false;
-        queue->TryEnqueue(work.Get(), &queued);
-        EXPECT_TRUE(queued);
+        }));
       }
     });
     EXPECT_TRUE(order.empty());
@@ -117,28 +110,20 @@ TEST(DispatcherQueue, RunsWorkInOrderOnePieceAMessageWhileItsThreadDispatchesMes
   });
 }
 
-TEST(DispatcherQueue, RefusesWorkOnceItsThreadHasEnded) {
-  Ref<IDispatcherQueue> queue;
-  std::thread([&] { queue = QueueOf(MakeDispatcherQueue().Get()); }).join();
-  bool ran = false;
-  const auto work = Work::Make([&] { ran = true; });
-  boolean queued = true;
-  EXPECT_EQ(queue->TryEnqueue(work.Get(), &queued), S_OK);
-  EXPECT_FALSE(queued);
-  EXPECT_FALSE(ran);
-}
-
 // The system gives the ids of ended threads out again.
-TEST(DispatcherQueue, OfAnEndedThreadIsNotThatOfALaterThreadWithItsId) {
+TEST(DispatcherQueue, OfAnEndedThreadRefusesWorkAndIsNotThatOfALaterThreadWithItsId) {
   DWORD id = 0;
   Ref<IDispatcherQueue> old_queue;
-  std::thread([&] {
+  OnOwnThread([&] {
     id = GetCurrentThreadId();
     old_queue = QueueOf(MakeDispatcherQueue().Get());
-  }).join();
+  });
+  bool ran = false;
+  EXPECT_FALSE(Enqueue(old_queue, [&] { ran = true; }));
+  EXPECT_FALSE(ran);
   bool id_came_again = false;
   for (int i = 0; i < 10000 && !id_came_again; ++i) {
-    std::thread([&] {
+    OnOwnThread([&] {
       if (GetCurrentThreadId() != id) return;
       id_came_again = true;
       EXPECT_FALSE(QueueOfThisThread());
@@ -146,7 +131,7 @@ TEST(DispatcherQueue, OfAnEndedThreadIsNotThatOfALaterThreadWithItsId) {
       EXPECT_TRUE(controller);
       old_queue = {};
       EXPECT_TRUE(QueueOfThisThread());
-    }).join();
+    });
   }
   EXPECT_TRUE(id_came_again);
 }
@@ -166,9 +151,7 @@ TEST(DispatcherQueue, StaysWithItsThreadWhenControllerAndPoolsAreReleased) {
     const auto kept = Query<IDispatcherQueue>(Resolve(queue.Get()).Get());
     ASSERT_TRUE(kept);
     int runs = 0;
-    const auto work = Work::Make([&] { ++runs; });
-    boolean queued = false;
-    EXPECT_EQ(kept->TryEnqueue(work.Get(), &queued), S_OK);
+    EXPECT_TRUE(Enqueue(kept, [&] { ++runs; }));
     DrainMessages();
     EXPECT_EQ(runs, 1);
     EXPECT_TRUE(MakePool({64, 64}));
@@ -185,9 +168,7 @@ TEST(DispatcherQueue, EndsWithItsThreadAndLeavesNeitherWindowNorWork) {
     queue = WeaklyReferTo(own_queue.Get());
     window = QueueWindow();
     EXPECT_TRUE(IsWindow(window));
-    boolean queued = false;
-    own_queue->TryEnqueue(Work::Make([of_work = std::move(of_work)] {}).Get(), &queued);
-    EXPECT_TRUE(queued);
+    EXPECT_TRUE(Enqueue(own_queue, [of_work = std::move(of_work)] {}));
   });
   EXPECT_FALSE(Resolve(queue.Get()));
   EXPECT_FALSE(IsWindow(window));

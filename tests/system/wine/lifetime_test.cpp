@@ -2,24 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 // That captures leave nothing behind, whether the host closes them or just lets go.
-
-#include <gtest/gtest.h>
-
 #include <functional>
 
 #include "platform.h"
-#include "support/process_figures.h"
+#include "support/process.h"
 
 namespace wine_test {
 namespace {
-
-int CountHandles() {
-  return MeasureProcess().handles;
-}
-
-int CountThreads() {
-  return MeasureProcess().threads;
-}
 
 ULONG DeviceReferences() {
   ID3D11Device* const device = Device().d3d.Get();
@@ -42,8 +31,7 @@ int CountBitmaps() {
 void ExpectNothingLeftBehind(const std::function<void()>& round) {
   for (int i = 0; i < 5; ++i) round();
   PumpUntil([] { return false; }, 300);
-  const int handles = CountHandles();
-  const int threads = CountThreads();
+  const ProcessFigures before = MeasureProcess();
   const ULONG references = DeviceReferences();
   for (int i = 0; i < 200; ++i) {
     SCOPED_TRACE(i);
@@ -53,9 +41,15 @@ void ExpectNothingLeftBehind(const std::function<void()>& round) {
   // Wine makes a few of its own now and then; rounds that leave one each would leave 200. Threads
   // of ended captures may need a moment.
   constexpr int kOfWine = 10;
-  PumpUntil([&] { return CountThreads() <= threads && CountHandles() <= handles; }, 1000);
-  EXPECT_LE(CountThreads(), threads + kOfWine);
-  EXPECT_LE(CountHandles(), handles + kOfWine);
+  ProcessFigures after;
+  PumpUntil(
+      [&] {
+        after = MeasureProcess();
+        return after.threads <= before.threads && after.handles <= before.handles;
+      },
+      1000);
+  EXPECT_LE(after.threads, before.threads + kOfWine);
+  EXPECT_LE(after.handles, before.handles + kOfWine);
   EXPECT_EQ(DeviceReferences(), references);
 }
 
@@ -63,17 +57,14 @@ enum class Ending { kClose, kRelease };
 
 void RunOneCapture(HWND window, Ending ending) {
   const auto item = MakeItem(window);
-  const auto closed = ClosedHandler::Make([](IGraphicsCaptureItem*, IInspectable*) {});
-  const auto arrived = ArrivedHandler::Make([](IDirect3D11CaptureFramePool*, IInspectable*) {});
-  EventRegistrationToken closed_token;
-  EventRegistrationToken arrived_token;
-  ASSERT_EQ(item->add_Closed(closed.Get(), &closed_token), S_OK);
+  const auto closed = AddHandler(item, [](IGraphicsCaptureItem*, IInspectable*) {});
   Recording recording(item);
-  ASSERT_EQ(recording.Pool()->add_FrameArrived(arrived.Get(), &arrived_token), S_OK);
+  const auto arrived =
+      AddHandler(recording.Pool(), [](IDirect3D11CaptureFramePool*, IInspectable*) {});
   ASSERT_TRUE(recording.NextFrame());
   if (ending == Ending::kRelease) return;
-  EXPECT_EQ(recording.Pool()->remove_FrameArrived(arrived_token), S_OK);
-  EXPECT_EQ(item->remove_Closed(closed_token), S_OK);
+  EXPECT_EQ(recording.Pool()->remove_FrameArrived(arrived), S_OK);
+  EXPECT_EQ(item->remove_Closed(closed), S_OK);
   EXPECT_EQ(Close(recording.Pool()), S_OK);
   EXPECT_EQ(Close(recording.Session()), S_OK);
 }
@@ -82,32 +73,30 @@ void RunOneCapture(HWND window, Ending ending) {
 TEST(Lifetime, HandlesThreadsAndBitmapsAreCounted) {
   {
     // The first window makes threads of Wine's own.
-    const PatternWindow window(MakePattern(160, 120));
+    const PatternWindow window(kFirst);
   }
-  const int handles = CountHandles();
+  const int handles = MeasureProcess().handles;
   const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  EXPECT_EQ(CountHandles(), handles + 1);
+  EXPECT_EQ(MeasureProcess().handles, handles + 1);
   CloseHandle(event);
-  const int threads = CountThreads();
-  const PatternWindow window(MakePattern(160, 120));
-  EXPECT_EQ(CountThreads(), threads + 1);
+  const int threads = MeasureProcess().threads;
+  const PatternWindow window(kFirst);
+  EXPECT_EQ(MeasureProcess().threads, threads + 1);
   const int bitmaps = CountBitmaps();
   const HBITMAP bitmap = CreateBitmap(8, 8, 1, 32, nullptr);
   EXPECT_EQ(CountBitmaps(), bitmaps + 1);
   DeleteObject(bitmap);
 }
 
-TEST(Lifetime, OfACapturesThreadEndsWithThePool) {
-  const PatternWindow window(MakePattern(160, 120));
-  Recording recording(window);
-  ASSERT_TRUE(recording.NextFrame());
-  const int threads = CountThreads();
-  EXPECT_EQ(Close(recording.Pool()), S_OK);
-  EXPECT_TRUE(PumpUntil([&] { return CountThreads() == threads - 1; }));
+TEST_F(RunningCapture, ThreadOfTheCaptureEndsWithThePool) {
+  ASSERT_TRUE(recording_.NextFrame());
+  const int threads = MeasureProcess().threads;
+  EXPECT_EQ(Close(recording_.Pool()), S_OK);
+  EXPECT_TRUE(PumpUntil([&] { return MeasureProcess().threads == threads - 1; }));
 }
 
-TEST(Lifetime, OfPicturesOfAnySizeLeavesNoBitmapsBehind) {
-  PatternWindow window(MakePattern(160, 120));
+TEST(Lifetime, PicturesOfAnySizeLeaveNoBitmapsBehind) {
+  PatternWindow window(kFirst);
   ASSERT_TRUE(PutCursor(window, LoadCursor(nullptr, IDC_ARROW), {20, 20}));
   Recording recording(MakeItem(window.handle()), {0, 0}, true);
   ASSERT_TRUE(recording.NextFrame());
@@ -120,24 +109,20 @@ TEST(Lifetime, OfPicturesOfAnySizeLeavesNoBitmapsBehind) {
   EXPECT_LT(CountBitmaps(), bitmaps + 30);
 }
 
-class CaptureLifetime : public testing::TestWithParam<Ending> {};
-
-TEST_P(CaptureLifetime, LeavesNothingBehindIn200Rounds) {
-  const PatternWindow window(MakePattern(160, 120));
-  ExpectNothingLeftBehind([&] { RunOneCapture(window.handle(), GetParam()); });
+TEST(Lifetime, CapturesLeaveNothingBehindIn200Rounds) {
+  const PatternWindow window(kFirst);
+  for (const Ending ending : {Ending::kClose, Ending::kRelease}) {
+    ExpectNothingLeftBehind([&] { RunOneCapture(window.handle(), ending); });
+  }
 }
 
 // A thread's end takes its queue, which nothing else ends.
-TEST_P(CaptureLifetime, LeavesNothingBehindIn200ThreadsThatEnd) {
-  const PatternWindow window(MakePattern(160, 120));
-  ExpectNothingLeftBehind(
-      [&] { OnOwnThread([&] { RunOneCapture(window.handle(), GetParam()); }); });
+TEST(Lifetime, CapturesLeaveNothingBehindIn200ThreadsThatEnd) {
+  const PatternWindow window(kFirst);
+  for (const Ending ending : {Ending::kClose, Ending::kRelease}) {
+    ExpectNothingLeftBehind([&] { OnOwnThread([&] { RunOneCapture(window.handle(), ending); }); });
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(, CaptureLifetime, testing::Values(Ending::kClose, Ending::kRelease),
-                         [](const testing::TestParamInfo<Ending>& info) {
-                           return info.param == Ending::kClose ? "Closed" : "Released";
-                         });
 
 }  // namespace
 }  // namespace wine_test

@@ -3,8 +3,6 @@
 
 #include "platform.h"
 
-#include <gtest/gtest.h>
-
 namespace wine_test {
 namespace {
 
@@ -31,10 +29,16 @@ GraphicsDevice MakeDevice() {
 
 // Factories are kept, as hosts keep them: Wine's RoGetActivationFactory loses a handle at every
 // call, which would hide what a capture leaves behind.
-Ref<IGraphicsCaptureItemInterop> ItemInterop() {
+template <class Handle>
+Ref<IGraphicsCaptureItem> MakeItemBy(
+    HRESULT (STDMETHODCALLTYPE IGraphicsCaptureItemInterop::*create)(Handle, REFIID, void**),
+    Handle target) {
   static const auto& interop =
       *new auto(ActivationFactory<IGraphicsCaptureItemInterop>(kItemClass));
-  return interop;
+  Ref<IGraphicsCaptureItem> item;
+  (interop.Get()->*create)(target, __uuidof(IGraphicsCaptureItem),
+                           reinterpret_cast<void**>(item.Put()));
+  return item;
 }
 
 }  // namespace
@@ -58,19 +62,11 @@ void EnsureDispatcherQueue() {
 }
 
 Ref<IGraphicsCaptureItem> MakeItem(HWND window) {
-  const auto interop = ItemInterop();
-  Ref<IGraphicsCaptureItem> item;
-  interop->CreateForWindow(window, __uuidof(IGraphicsCaptureItem),
-                           reinterpret_cast<void**>(item.Put()));
-  return item;
+  return MakeItemBy(&IGraphicsCaptureItemInterop::CreateForWindow, window);
 }
 
 Ref<IGraphicsCaptureItem> MakeItem(HMONITOR monitor) {
-  const auto interop = ItemInterop();
-  Ref<IGraphicsCaptureItem> item;
-  interop->CreateForMonitor(monitor, __uuidof(IGraphicsCaptureItem),
-                            reinterpret_cast<void**>(item.Put()));
-  return item;
+  return MakeItemBy(&IGraphicsCaptureItemInterop::CreateForMonitor, monitor);
 }
 
 HMONITOR PrimaryMonitor() {
@@ -97,6 +93,20 @@ Ref<IDirect3D11CaptureFrame> TryGetNextFrame(IDirect3D11CaptureFramePool* pool) 
   Ref<IDirect3D11CaptureFrame> frame;
   EXPECT_EQ(pool->TryGetNextFrame(frame.Put()), S_OK);
   return frame;
+}
+
+EventRegistrationToken AddHandler(const Ref<IGraphicsCaptureItem>& item,
+                                  ClosedHandler::Function handle) {
+  EventRegistrationToken token = {};
+  EXPECT_EQ(item->add_Closed(ClosedHandler::Make(std::move(handle)).Get(), &token), S_OK);
+  return token;
+}
+
+EventRegistrationToken AddHandler(IDirect3D11CaptureFramePool* pool,
+                                  ArrivedHandler::Function handle) {
+  EventRegistrationToken token = {};
+  EXPECT_EQ(pool->add_FrameArrived(ArrivedHandler::Make(std::move(handle)).Get(), &token), S_OK);
+  return token;
 }
 
 HRESULT Close(IUnknown* object) {
@@ -126,20 +136,7 @@ Ref<ID3D11Texture2D> TextureOf(IDirect3D11CaptureFrame* frame) {
 }
 
 Picture ReadPixels(IDirect3D11CaptureFrame* frame) {
-  const auto texture = TextureOf(frame);
-  D3D11_TEXTURE2D_DESC description;
-  texture->GetDesc(&description);
-  description.Usage = D3D11_USAGE_STAGING;
-  description.BindFlags = 0;
-  description.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-  Ref<ID3D11Texture2D> staging;
-  Device().d3d->CreateTexture2D(&description, nullptr, staging.Put());
-  Device().context->CopyResource(staging.Get(), texture.Get());
-  D3D11_MAPPED_SUBRESOURCE mapped = {};
-  if (FAILED(Device().context->Map(staging.Get(), 0, D3D11_MAP_READ, 0, &mapped))) return {};
-  const Picture picture(description.Width, description.Height, mapped.pData, mapped.RowPitch);
-  Device().context->Unmap(staging.Get(), 0);
-  return picture;
+  return ReadTexture(TextureOf(frame).Get());
 }
 
 SizeInt32 ContentSize(IDirect3D11CaptureFrame* frame) {

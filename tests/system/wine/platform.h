@@ -15,6 +15,8 @@
 #include <windows.graphics.directx.direct3d11.interop.h>
 #include <winstring.h>
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <string_view>
 
@@ -22,24 +24,16 @@
 #include "support/own_thread.h"
 #include "support/pattern_window.h"
 #include "support/platform_setting.h"
+#include "support/read_texture.h"
 
 namespace wine_test {
 
-using ABI::Windows::Foundation::IClosable;
-using ABI::Windows::Foundation::Metadata::IApiInformationStatics;
-using ABI::Windows::Graphics::SizeInt32;
-using ABI::Windows::Graphics::Capture::IDirect3D11CaptureFrame;
-using ABI::Windows::Graphics::Capture::IDirect3D11CaptureFramePool;
-using ABI::Windows::Graphics::Capture::IDirect3D11CaptureFramePoolStatics;
-using ABI::Windows::Graphics::Capture::IGraphicsCaptureItem;
-using ABI::Windows::Graphics::Capture::IGraphicsCaptureSession;
-using ABI::Windows::Graphics::Capture::IGraphicsCaptureSession2;
-using ABI::Windows::Graphics::Capture::IGraphicsCaptureSession3;
-using ABI::Windows::Graphics::Capture::IGraphicsCaptureSessionStatics;
-using ABI::Windows::Graphics::DirectX::DirectXPixelFormat_B8G8R8A8UIntNormalized;
-using ABI::Windows::Graphics::DirectX::Direct3D11::IDirect3DDevice;
-using ABI::Windows::Graphics::DirectX::Direct3D11::IDirect3DSurface;
-using ABI::Windows::System::IDispatcherQueueController;
+using namespace ABI::Windows::Foundation;
+using namespace ABI::Windows::Graphics;
+using namespace ABI::Windows::Graphics::Capture;
+using namespace ABI::Windows::Graphics::DirectX;
+using namespace ABI::Windows::Graphics::DirectX::Direct3D11;
+using namespace ABI::Windows::System;
 using Windows::Graphics::DirectX::Direct3D11::IDirect3DDxgiInterfaceAccess;
 
 using standin::Query;
@@ -109,6 +103,12 @@ using ClosedHandler = Delegate<
     __FITypedEventHandler_2_Windows__CGraphics__CCapture__CGraphicsCaptureItem_IInspectable,
     IGraphicsCaptureItem*, IInspectable*>;
 
+// Each adds a handler and fails the test when it is refused.
+EventRegistrationToken AddHandler(const Ref<IGraphicsCaptureItem>& item,
+                                  ClosedHandler::Function handle);
+EventRegistrationToken AddHandler(IDirect3D11CaptureFramePool* pool,
+                                  ArrivedHandler::Function handle);
+
 // A thread has at most one dispatcher queue in its life: cases that make one of their own do so on
 // a new thread, all others share that of the thread they run on.
 Ref<IDispatcherQueueController> MakeDispatcherQueue();
@@ -165,6 +165,22 @@ class Recording {
   Ref<IDirect3D11CaptureFramePool> pool_;
   Ref<IGraphicsCaptureSession> session_;
 };
+
+inline const Picture kFirst = MakePattern(160, 120);
+inline const Picture kSecond = MakePattern(160, 120, 1);
+
+// A running capture of a window that shows kFirst.
+class RunningCapture : public testing::Test {
+ protected:
+  PatternWindow window_{kFirst};
+  Recording recording_{window_};
+};
+
+struct EveryTickSetting {
+  const PlatformSetting every_tick{L"SendUnchangedFrames", 1};
+};
+// The same where unchanged frames come as well. The capture reads the setting when it starts.
+class EveryTickCapture : EveryTickSetting, public RunningCapture {};
 
 // Moves the cursor to a point of the window's client area. The window gets the focus, as Wine tells
 // the cursor of the foreground window only.
