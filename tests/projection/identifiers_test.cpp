@@ -97,9 +97,8 @@ using abi::Foundation::Metadata::IApiInformationStatics;
 
 TEST(Identifiers, AreThoseOfTheToolChainsHeaders) {
   auto const* second = second_source_identifiers;
-#define EXPECT_SAME_IDENTIFIER(TYPE, ID) \
-  EXPECT_EQ(Text(guid_of<TYPE>()), Text(**second++)) << #TYPE;
-  SECOND_SOURCE_IDENTIFIERS(EXPECT_SAME_IDENTIFIER)
+#define EXPECT_SAME_ID(TYPE, ID) EXPECT_EQ(Text(guid_of<TYPE>()), Text(**second++)) << #TYPE;
+  SECOND_SOURCE_IDENTIFIERS(EXPECT_SAME_ID)
 }
 
 TEST(MethodOrder, IsThatOfTheToolChainsHeaders) {
