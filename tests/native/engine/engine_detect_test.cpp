@@ -53,10 +53,10 @@ TEST_F(EngineDetect, UpdateOldNeedsAFrameAndAContext) {
 
 // reset: the mapped row pitch in words, in groups of 16. Each tile row has four words. across,
 // down: ceil(size / 512).
-constexpr struct {
+const struct {
   uint32_t width, height;
   uint32_t padding;  // bytes that the mapped flag buffer is longer than the buffer
-  const char *reset, *across, *down;
+  std::string reset, across, down;
 } kGroupCases[] = {{1, 1, 0, "1", "1", "1"},        // 4 words
                    {511, 32, 0, "1", "1", "1"},     // 4 words
                    {512, 512, 0, "4", "1", "1"},    // 64 words

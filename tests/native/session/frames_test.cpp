@@ -8,8 +8,6 @@
 namespace session_test {
 namespace {
 
-using fake::Fault;
-
 class Frames : public SessionTest {
  protected:
   static std::pair<int32_t, int32_t> PoolSize() {

@@ -27,18 +27,6 @@ uint32_t Bits(uint32_t first, uint32_t last) {
   return word;
 }
 
-struct Decoded {
-  std::vector<D3D11_BOX> rects;
-  uint32_t area = 0;
-};
-
-Decoded Decode(const std::vector<uint32_t>& words, uint32_t width, uint32_t height) {
-  Decoded decoded;
-  const auto rows = static_cast<uint32_t>(words.size() / kRowWords);
-  decoded.area = DecodeDiffRects(words.data(), rows, width, height, decoded.rects);
-  return decoded;
-}
-
 D3D11_BOX Box(uint32_t left, uint32_t top, uint32_t right, uint32_t bottom) {
   return {left, top, 0, right, bottom, 0};
 }
@@ -58,9 +46,10 @@ class DecodeDiffRectsOf : public testing::TestWithParam<Case> {};
 
 TEST_P(DecodeDiffRectsOf, GivesRectanglesAndArea) {
   const Case& test = GetParam();
-  const Decoded decoded = Decode(test.words, test.width, test.height);
-  EXPECT_EQ(FieldsOf(decoded.rects), FieldsOf(test.rects));
-  EXPECT_EQ(decoded.area, test.area);
+  const auto rows = static_cast<uint32_t>(test.words.size() / kRowWords);
+  std::vector<D3D11_BOX> rects;
+  EXPECT_EQ(DecodeDiffRects(test.words.data(), rows, test.width, test.height, rects), test.area);
+  EXPECT_EQ(FieldsOf(rects), FieldsOf(test.rects));
 }
 
 // 5000 is wide and high enough that nothing is clipped.
