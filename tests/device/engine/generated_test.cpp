@@ -8,6 +8,8 @@
 #include <functional>
 #include <iterator>
 #include <random>
+#include <set>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -308,6 +310,20 @@ TEST_P(GeneratedFrames, AreComparedAsOnTheCpu) {
                  Describe(scene));
     ASSERT_NO_FATAL_FAILURE(Play(scene, random));
   }
+}
+
+// The cases are worth as much as the plan is varied.
+TEST(GeneratedPlan, HasEveryChangeAndEveryFormat) {
+  std::set<const Change*> changes;
+  std::set<DXGI_FORMAT> formats;
+  for (const Case& scenes : Cases()) {
+    for (const Scene& scene : scenes) {
+      formats.insert(scene.format);
+      changes.insert(scene.changes.begin(), scene.changes.end());
+    }
+  }
+  EXPECT_EQ(changes.size(), std::size(kChanges));
+  EXPECT_EQ(formats.size(), std::size(kFormats));
 }
 
 INSTANTIATE_TEST_SUITE_P(Case, GeneratedFrames, testing::Range(size_t{0}, Cases().size()));
