@@ -9,7 +9,6 @@
 #include <iterator>
 #include <random>
 #include <set>
-#include <set>
 #include <string>
 #include <utility>
 
