@@ -80,6 +80,31 @@ class OutputFile {
   HANDLE handle_;
 };
 
+// Opens a named pipe for reading once a program has made it; waits for 20 seconds at most.
+inline HANDLE OpenPipe(const std::string& name) {
+  for (int i = 0; i < 2000; ++i) {
+    const HANDLE pipe =
+        CreateFileA(name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (pipe != INVALID_HANDLE_VALUE) return pipe;
+    Sleep(10);
+  }
+  ADD_FAILURE() << "there is no pipe " << name;
+  return INVALID_HANDLE_VALUE;
+}
+
+// Reads until there are enough bytes or the pipe ends, and closes it.
+inline std::vector<uint8_t> ReadPipe(HANDLE pipe, size_t enough = SIZE_MAX) {
+  std::vector<uint8_t> all;
+  std::vector<uint8_t> part(65536);
+  DWORD size;
+  while (all.size() < enough &&
+         ReadFile(pipe, part.data(), static_cast<DWORD>(part.size()), &size, nullptr)) {
+    all.insert(all.end(), part.begin(), part.begin() + static_cast<ptrdiff_t>(size));
+  }
+  CloseHandle(pipe);
+  return all;
+}
+
 // Bytes that do not repeat soon.
 inline std::vector<uint8_t> SomeBytes(size_t size, uint8_t seed) {
   std::vector<uint8_t> bytes(size);

@@ -26,28 +26,6 @@ std::vector<uint8_t> Joined(std::vector<uint8_t> bytes, const std::vector<uint8_
   return bytes;
 }
 
-HANDLE OpenReader(const std::string& name) {
-  for (int i = 0; i < 200; ++i) {
-    const HANDLE pipe =
-        CreateFileA(name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    if (pipe != INVALID_HANDLE_VALUE) return pipe;
-    Sleep(10);
-  }
-  ADD_FAILURE() << "there is no pipe " << name;
-  return INVALID_HANDLE_VALUE;
-}
-
-std::vector<uint8_t> ReadToTheEnd(HANDLE pipe) {
-  std::vector<uint8_t> all;
-  std::vector<uint8_t> part(65536);
-  DWORD size;
-  while (ReadFile(pipe, part.data(), static_cast<DWORD>(part.size()), &size, nullptr)) {
-    all.insert(all.end(), part.begin(), part.begin() + static_cast<ptrdiff_t>(size));
-  }
-  CloseHandle(pipe);
-  return all;
-}
-
 class ByteSinkTest : public testing::Test {
  protected:
   std::unique_ptr<ByteSink> Sink(const std::string& name, const char* option = "--raw") {
@@ -79,7 +57,7 @@ TEST_F(ByteSinkTest, ErrorOfAFileThatCannotBeWrittenNamesTheOption) {
 }
 
 TEST_F(ByteSinkTest, PipeIsMadeForItsReaderWhoGetsEverything) {
-  auto received = std::async(std::launch::async, [&] { return ReadToTheEnd(OpenReader(pipe_)); });
+  auto received = std::async(std::launch::async, [&] { return ReadPipe(OpenPipe(pipe_)); });
   auto sink = Sink(pipe_);
   sink->Write(SomeBytes(5 * kMegabyte, 1));
   sink->Write(SomeBytes(7, 2));
@@ -90,13 +68,13 @@ TEST_F(ByteSinkTest, PipeIsMadeForItsReaderWhoGetsEverything) {
 // The bytes fit into the pipe's buffer, so that only the end of the sink has to wait for the
 // reader. Without the wait the sink ends before the reader begins, and the bytes are lost.
 TEST_F(ByteSinkTest, PipeStaysUntilItsReaderHasReadEverything) {
-  auto reader = std::async(std::launch::async, [&] { return OpenReader(pipe_); });
+  auto reader = std::async(std::launch::async, [&] { return OpenPipe(pipe_); });
   auto sink = Sink(pipe_);
   const HANDLE pipe = reader.get();
   sink->Write(SomeBytes(1000, 1));
   auto ended = std::async(std::launch::async, [&] { sink.reset(); });
   EXPECT_EQ(ended.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-  EXPECT_TRUE(ReadToTheEnd(pipe) == SomeBytes(1000, 1));
+  EXPECT_TRUE(ReadPipe(pipe) == SomeBytes(1000, 1));
 }
 
 TEST_F(ByteSinkTest, PipeThatExistsIsOpened) {
@@ -106,7 +84,7 @@ TEST_F(ByteSinkTest, PipeThatExistsIsOpened) {
   auto received = std::async(std::launch::async, [&] {
     // A read would fail before there is a writer.
     ConnectNamedPipe(pipe, nullptr);
-    return ReadToTheEnd(pipe);
+    return ReadPipe(pipe);
   });
   Sink(pipe_)->Write(SomeBytes(3 * kMegabyte, 3));
   EXPECT_TRUE(received.get() == SomeBytes(3 * kMegabyte, 3));
@@ -124,7 +102,7 @@ TEST_F(ByteSinkTest, InterruptionEndsTheWaitForAReaderAndLeavesNoHandle) {
 }
 
 TEST_F(ByteSinkTest, WriteAfterTheReaderHasGoneSaysSo) {
-  auto opened = std::async(std::launch::async, [&] { return OpenReader(pipe_); });
+  auto opened = std::async(std::launch::async, [&] { return OpenPipe(pipe_); });
   const auto sink = Sink(pipe_);
   CloseHandle(opened.get());
   const GrabError error = ErrorOf([&] { sink->Write(SomeBytes(3 * kMegabyte, 3)); });
@@ -167,40 +145,40 @@ TEST_F(ByteSinkTest, JsonLineOfANewFrameCountsThePollsMissedSinceTheLineBefore) 
   EXPECT_TRUE(Contains(all, R"("new":false,"missed":2)"));
 }
 
-TEST(OutputFolderTest, FolderIsMadeWithItsParentsAndLeftEmpty) {
-  const TemporaryFolder temporary;
-  const OutputFolder folder((temporary / "new" / "deep").string() + "\\");
-  EXPECT_TRUE(std::filesystem::is_empty(temporary / "new" / "deep"));
+class OutputFolderTest : public testing::Test {
+ protected:
+  TemporaryFolder temporary_;
+  const OutputFolder folder_{temporary_.path().string()};
+};
+
+TEST_F(OutputFolderTest, FolderIsMadeWithItsParentsAndLeftEmpty) {
+  const OutputFolder folder((temporary_ / "new" / "deep").string() + "\\");
+  EXPECT_TRUE(std::filesystem::is_empty(temporary_ / "new" / "deep"));
   EXPECT_EQ(folder.CountFrameFiles(), 0u);
 }
 
 // The first size is more than a chunk of the writes.
-TEST(OutputFolderTest, WholeFilesReplaceThoseOfTheSameName) {
-  const TemporaryFolder temporary;
-  const OutputFolder folder(temporary.path().string());
+TEST_F(OutputFolderTest, WholeFilesReplaceThoseOfTheSameName) {
   for (const size_t size : {2500000, 10}) {
-    folder.Write("frame-0001.png", SomeBytes(size, 1));
-    EXPECT_EQ(ReadBytes(temporary / "frame-0001.png"), SomeBytes(size, 1));
+    folder_.Write("frame-0001.png", SomeBytes(size, 1));
+    EXPECT_EQ(ReadBytes(temporary_ / "frame-0001.png"), SomeBytes(size, 1));
   }
-  EXPECT_EQ(temporary.CountFiles(), 1u);
+  EXPECT_EQ(temporary_.CountFiles(), 1u);
 }
 
-TEST(OutputFolderTest, FramesOfAnEarlierRunAreCounted) {
-  const TemporaryFolder temporary;
-  const OutputFolder folder(temporary.path().string());
+TEST_F(OutputFolderTest, FramesOfAnEarlierRunAreCounted) {
   for (const std::string& name : {FrameFileName(1), FrameFileName(12345), std::string("other.png"),
                                   std::string("frame-0003.txt"), std::string("summary.txt")}) {
-    folder.Write(name, SomeBytes(3, 0));
+    folder_.Write(name, SomeBytes(3, 0));
   }
-  EXPECT_EQ(folder.CountFrameFiles(), 2u);
-  EXPECT_TRUE(std::filesystem::exists(temporary / "frame-0001.png"));
-  EXPECT_TRUE(std::filesystem::exists(temporary / "frame-12345.png"));
+  EXPECT_EQ(folder_.CountFrameFiles(), 2u);
+  EXPECT_TRUE(std::filesystem::exists(temporary_ / "frame-0001.png"));
+  EXPECT_TRUE(std::filesystem::exists(temporary_ / "frame-12345.png"));
 }
 
-TEST(OutputFolderTest, PathThatCannotBeAFolderIsRefused) {
-  const TemporaryFolder temporary;
-  std::ofstream(temporary / "file") << "x";
-  for (const std::filesystem::path& path : {temporary / "file", temporary / "file" / "below"}) {
+TEST_F(OutputFolderTest, PathThatCannotBeAFolderIsRefused) {
+  std::ofstream(temporary_ / "file") << "x";
+  for (const std::filesystem::path& path : {temporary_ / "file", temporary_ / "file" / "below"}) {
     const GrabError error = ErrorOf([&] { OutputFolder(path.string()); });
     EXPECT_EQ(error.code(), ExitCode::kOutputFailed);
     EXPECT_TRUE(Contains(error.what(), path.string()));
@@ -209,15 +187,13 @@ TEST(OutputFolderTest, PathThatCannotBeAFolderIsRefused) {
 }
 
 // A folder has the name, so the last step, the renaming, fails.
-TEST(OutputFolderTest, FileThatCannotBeFinishedLeavesNoPart) {
-  const TemporaryFolder temporary;
-  const OutputFolder folder(temporary.path().string());
-  std::filesystem::create_directory(temporary / "frame-0001.png");
-  EXPECT_THROW(folder.Write("frame-0001.png", SomeBytes(100, 0)), GrabError);
-  EXPECT_TRUE(std::filesystem::is_directory(temporary / "frame-0001.png"));
-  EXPECT_EQ(temporary.CountFiles(), 1u);
-  std::filesystem::remove_all(temporary.path());
-  EXPECT_THROW(folder.Write("frame-0002.png", SomeBytes(100, 0)), GrabError);
+TEST_F(OutputFolderTest, FileThatCannotBeFinishedLeavesNoPart) {
+  std::filesystem::create_directory(temporary_ / "frame-0001.png");
+  EXPECT_THROW(folder_.Write("frame-0001.png", SomeBytes(100, 0)), GrabError);
+  EXPECT_TRUE(std::filesystem::is_directory(temporary_ / "frame-0001.png"));
+  EXPECT_EQ(temporary_.CountFiles(), 1u);
+  std::filesystem::remove_all(temporary_.path());
+  EXPECT_THROW(folder_.Write("frame-0002.png", SomeBytes(100, 0)), GrabError);
 }
 
 using PngEncoderTest = ComTest;

@@ -211,24 +211,26 @@ class CanvasTest : public ComTest {
   }
 };
 
-TEST_F(CanvasTest, PicturesOfItsSizeStayAsTheyAre) {
-  for (const OnResize rule : {OnResize::kLetterbox, OnResize::kCrop}) {
-    EXPECT_EQ(Composed({20, 10}, rule, {20, 10}, Pattern), Pixels({20, 10}, Pattern));
+TEST_F(CanvasTest, PixelsAreKeptInTheMiddleOrFromTheTopLeftCornerOfBlack) {
+  struct {
+    OnResize rule;
+    FrameSize canvas, picture;
+    uint32_t left, top;  // of the picture in the canvas
+  } const cases[] = {{OnResize::kLetterbox, {20, 10}, {20, 10}, 0, 0},
+                     {OnResize::kLetterbox, {20, 11}, {6, 4}, 7, 3},
+                     {OnResize::kLetterbox, {8, 6}, {7, 5}, 0, 0},
+                     {OnResize::kCrop, {20, 10}, {20, 10}, 0, 0},
+                     {OnResize::kCrop, {20, 10}, {30, 6}, 0, 0},
+                     {OnResize::kCrop, {20, 10}, {9, 40}, 0, 0}};
+  for (const auto& [rule, canvas, picture, left, top] : cases) {
+    const auto expected = [&](uint32_t x, uint32_t y) {
+      const bool inside =
+          x >= left && x < left + picture.width && y >= top && y < top + picture.height;
+      return inside ? Pattern(x - left, y - top) : kBlack;
+    };
+    EXPECT_EQ(Composed(canvas, rule, picture, Pattern), Pixels(canvas, expected))
+        << picture.width << " x " << picture.height;
   }
-}
-
-TEST_F(CanvasTest, LetterboxPutsSmallPicturesIntoTheMiddleOfBlack) {
-  EXPECT_EQ(Composed({20, 11}, OnResize::kLetterbox, {6, 4}, Pattern),
-            Pixels({20, 11}, [](uint32_t x, uint32_t y) {
-              const bool inside = x >= 7 && x < 13 && y >= 3 && y < 7;
-              return inside ? Pattern(x - 7, y - 3) : kBlack;
-            }));
-}
-
-TEST_F(CanvasTest, LetterboxPutsTheColumnAndRowOfAnEvenSizeLast) {
-  EXPECT_EQ(Composed({8, 6}, OnResize::kLetterbox, {7, 5}, Pattern),
-            Pixels({8, 6},
-                   [](uint32_t x, uint32_t y) { return x < 7 && y < 5 ? Pattern(x, y) : kBlack; }));
 }
 
 // Halves of one colour each keep it, whatever the way of scaling. Alpha, 0 here, becomes opaque.
@@ -261,7 +263,7 @@ class VideoStreamTest : public ComTest {
     FrameSize size = kSize;
   };
 
-  VideoStream Stream(const char* option) {
+  VideoStream Stream(const char* option = "--raw") {
     return VideoStream(FormatOf(option), options_,
                        std::make_unique<ByteSink>(path_.string(), option, console_, never_),
                        console_);
@@ -287,14 +289,15 @@ class VideoStreamTest : public ComTest {
 
   TemporaryFolder temporary_;
   const std::filesystem::path path_ = temporary_ / "stream";
+  const OutputFile out_{temporary_ / "out"};
+  Console console_{out_.handle(), out_.handle()};
   Options options_;
-  Console console_;
   const std::atomic<bool> never_{false};
 };
 
 TEST_F(VideoStreamTest, FrameOfEveryPollIsWrittenAndTheOneBeforeAgainForMissedPolls) {
   options_.frames = 16;
-  VideoStream stream = Stream("--raw");
+  VideoStream stream = Stream();
   Give(stream, {1, 5});  // nothing to repeat yet
   for (const Frame& frame : {Frame{2}, Frame{2}, Frame{3, 2}}) Give(stream, frame);
   EXPECT_EQ(RawFrames(), (std::vector<int>{1, 2, 2, 2, 2, 3}));
@@ -302,23 +305,21 @@ TEST_F(VideoStreamTest, FrameOfEveryPollIsWrittenAndTheOneBeforeAgainForMissedPo
 }
 
 TEST_F(VideoStreamTest, FramesBeyondASecondOfMissedPollsAreOmitted) {
-  const OutputFile out(temporary_ / "out");
-  Console console(out.handle(), out.handle());
   options_.fps = 4.0;
-  VideoStream stream(FormatOf("--raw"), options_,
-                     std::make_unique<ByteSink>(path_.string(), "--raw", console, never_), console);
+  VideoStream stream = Stream();
   Give(stream, {1});
   Give(stream, {2, 100});
   EXPECT_EQ(RawFrames(), (std::vector<int>{1, 1, 1, 1, 1, 2}));
   stream.Finish({"", "", 0.0, 4.0, Summary(), {}});
-  EXPECT_TRUE(Contains(out.Text(), "6 frames of 4 x 2 into " + path_.string() +
-                                       ", of which 4 repeat the frame before for a missed poll; 96 "
-                                       "omitted"));
+  EXPECT_TRUE(
+      Contains(out_.Text(), "6 frames of 4 x 2 into " + path_.string() +
+                                ", of which 4 repeat the frame before for a missed poll; 96 "
+                                "omitted"));
 }
 
 TEST_F(VideoStreamTest, ExactlyTheFramesAskedForAreWritten) {
   options_.frames = 4;
-  VideoStream stream = Stream("--raw");
+  VideoStream stream = Stream();
   Give(stream, {1});
   EXPECT_EQ(stream.Completion(), 0.25);
   Give(stream, {2, 7});
@@ -330,7 +331,7 @@ TEST_F(VideoStreamTest, StreamKeepsTheSizeOfTheFirstFrameOrTheOneAskedFor) {
   options_.on_resize = OnResize::kCrop;
   for (const bool is_asked_for : {false, true}) {
     if (is_asked_for) options_.size = kSize;
-    VideoStream stream = Stream("--raw");
+    VideoStream stream = Stream();
     if (!is_asked_for) Give(stream, {1});
     Give(stream, {2, 0, {9, 9}});
     Give(stream, {3, 0, {1, 1}});
@@ -340,7 +341,7 @@ TEST_F(VideoStreamTest, StreamKeepsTheSizeOfTheFirstFrameOrTheOneAskedFor) {
 
 TEST_F(VideoStreamTest, RuleStopEndsTheStreamBeforeTheFirstFrameOfAnotherSize) {
   options_.on_resize = OnResize::kStop;
-  VideoStream stream = Stream("--raw");
+  VideoStream stream = Stream();
   Give(stream, {1});
   Give(stream, {2});
   const GrabError error = ErrorOf([&] { Give(stream, {3, 2, {4, 3}}); });
