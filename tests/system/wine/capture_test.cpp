@@ -237,17 +237,18 @@ TEST_F(EveryTickCapture, LetsAHostWithASlowHandlerEmptyItsMessageQueue) {
 TEST(Capture, GoesOnSendingToASlowHandlerWhereTheRegistrySaysSo) {
   const PlatformSetting every_tick(L"SendUnchangedFrames", 1);
   const PlatformSetting during_events(L"SendDuringEvents", 1);
+  constexpr int kMoreThanBuffers = 6;
   const PatternWindow window(kFirst);
   Recording recording(window);
   Listener listener(recording, [](Listener& self) {
     self.TakeFrame();
     Sleep(100);
     // Frames that nobody takes fill the buffers, and the queue is empty soon.
-    if (self.raised == 20) self.Stop();
+    if (self.raised == kMoreThanBuffers) self.Stop();
   });
   Sleep(100);
   DrainMessages();
-  EXPECT_EQ(listener.raised, 20);
+  EXPECT_EQ(listener.raised, kMoreThanBuffers);
 }
 
 TEST_F(EveryTickCapture, TakesNoPictureUntilTheEventsOfEarlierOnesAreWorkedOff) {
