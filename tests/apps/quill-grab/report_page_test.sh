@@ -29,7 +29,7 @@ with_line() {
   sed "s|^</body>|$2\n</body>|" "$1"
 }
 
-wine "$sample" report.html
+wine "$sample" report.html >polls
 
 # The canvases tell how many colours they show once the page has settled, and the pointer enters the
 # first square of the heat map.
@@ -45,7 +45,7 @@ if [ -s probed.complaints ]; then
   cat probed.complaints >&2
   exit 1
 fi
-python3 "$here/report_page_check.py" probed.dom
+python3 "$here/report_page_check.py" probed.dom polls
 
 # Complaints are seen: of a script's error, and of a picture from elsewhere, which is refused.
 with_line report.html '<img src="https://example.invalid/picture.png"><script>missing();</script>' \

@@ -1,18 +1,17 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// report_sample FILE.html: writes the report of an invented run, for report_page_test.sh, which
-// knows what the page must say:
-// - ticks 0 to 1800, 30 a second; ticks 601 to 604 and 1201 to 1203 are missed, the polls of the
-//   first 15 give no frame;
-// - 1280 x 720, but 800 x 600 at ticks 900 to 1349;
-// - a new frame at every third tick, but for ticks 300 to 419;
-// - ratio 1 where a size begins, 1/2 at the other multiples of 225, else one to eight 64ths in
-// turn. The texts contain what would break a page that takes them for markup.
+// report_sample FILE.html: writes the report of an invented run, and a line for each of its polls
+// with a frame: tick, width, height, ratio. report_page_check.py knows the rest:
+// - 30 ticks a second, of which 601 to 604 and 1201 to 1203 are missed; the polls of the first 15
+//   give no frame;
+// - one size at ticks 15 to 899, another at 900 to 1349, the first again up to 1800.
+// The texts contain what would break a page that takes them for markup.
 
 #include <libquill_wgc.h>
 #include <objbase.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <vector>
@@ -45,40 +44,21 @@ float RatioAt(int tick) {
   return static_cast<float>(1 + tick / 3 % 8) / 64.0f;
 }
 
-// A disc that swings on a plain ground and, in the top left tile, a square that blinks with each
-// new frame.
-class Drawing {
- public:
-  explicit Drawing(FrameSize size) : size_(size), pixels_(size_t{size.width} * size.height) {}
-
-  void Draw(int tick) {
-    std::fill(pixels_.begin(), pixels_.end(), 0xF3F1ECu);
-    Fill(8, 8, 16, 16, tick / 3 % 2 == 0 ? 0xE0563Fu : 0xFFFFFFu);
-    constexpr int kRadius = 40;
-    const double angle = tick * 0.05;
-    const int x = 60 + static_cast<int>((size_.width - 120) * (0.5 + 0.5 * std::sin(angle)));
-    const int y = 90 + static_cast<int>((size_.height - 150) * (0.5 + 0.5 * std::cos(angle * 0.7)));
-    for (int row = -kRadius; row <= kRadius; ++row) {
-      const int half = static_cast<int>(std::sqrt(kRadius * kRadius - row * row));
-      Fill(x - half, y + row, 2 * half + 1, 1, 0xF2B84Bu);
+// A square that swings on a plain ground and, in the top left tile, one that blinks with each new
+// frame.
+std::vector<uint32_t> Drawing(FrameSize size, int tick) {
+  std::vector<uint32_t> pixels(size_t{size.width} * size.height, 0xF3F1ECu);
+  const auto fill = [&](uint32_t left, uint32_t top, uint32_t side, uint32_t colour) {
+    for (uint32_t y = top; y < top + side; ++y) {
+      std::fill_n(&pixels[size_t{y} * size.width + left], side, colour);
     }
-  }
-
-  PixelView view() const {
-    return {reinterpret_cast<const uint8_t*>(pixels_.data()), size_.width, size_.height,
-            size_t{size_.width} * 4};
-  }
-
- private:
-  void Fill(int left, int top, int width, int height, uint32_t colour) {
-    for (int y = top; y < top + height; ++y) {
-      std::fill_n(pixels_.begin() + y * static_cast<int>(size_.width) + left, width, colour);
-    }
-  }
-
-  FrameSize size_;
-  std::vector<uint32_t> pixels_;
-};
+  };
+  fill(8, 8, 16, tick / 3 % 2 == 0 ? 0xE0563Fu : 0xFFFFFFu);
+  const auto x = static_cast<uint32_t>((size.width - 140) * (0.5 + 0.5 * std::sin(tick * 0.05)));
+  const auto y = static_cast<uint32_t>((size.height - 140) * (0.5 + 0.5 * std::cos(tick * 0.035)));
+  fill(40 + x, 40 + y, 80, 0xF2B84Bu);
+  return pixels;
+}
 
 std::vector<LogLine> NastyLog() {
   return {
@@ -96,8 +76,6 @@ std::vector<LogLine> NastyLog() {
 void WriteSample(const std::string& path) {
   Report report(path);
   Summary summary;
-  Drawing large({1280, 720});
-  Drawing small({800, 600});
   uint64_t missed = 0;
   for (int tick = 0; tick <= kLastTick; ++tick) {
     if (IsMissed(tick)) {
@@ -110,9 +88,10 @@ void WriteSample(const std::string& path) {
     }
     FrameRecord record{tick / kFps, SizeAt(tick), RatioAt(tick), IsNew(tick), missed, ""};
     missed = 0;
-    Drawing& picture = record.size.width == 1280 ? large : small;
-    if (report.NeedsPixels(record)) picture.Draw(tick);
-    const PixelView view = picture.view();
+    std::printf("%d %u %u %g\n", tick, record.size.width, record.size.height, record.ratio);
+    const std::vector<uint32_t> pixels = Drawing(record.size, tick);
+    const PixelView view{reinterpret_cast<const uint8_t*>(pixels.data()), record.size.width,
+                         record.size.height, size_t{record.size.width} * 4};
     report.Take(record, report.NeedsPixels(record) ? &view : nullptr);
     summary.AddFrame(record);
   }

@@ -42,36 +42,36 @@ std::vector<uint8_t> FromBase64(const std::string& text) {
 class ReportTest : public ComTest {
  protected:
   // A poll whose frame is of one grey.
-  void Take(Report& report, double seconds, float ratio, uint8_t grey, uint64_t missed = 0,
+  void Take(double seconds, float ratio, uint8_t grey, uint64_t missed = 0,
             FrameSize size = {64, 40}) {
     FrameRecord record{seconds, size, ratio, ratio > 0.0f, missed, ""};
     const std::vector<uint8_t> bytes(size_t{size.width} * size.height * 4, grey);
     const PixelView view{bytes.data(), size.width, size.height, size_t{size.width} * 4};
-    report.Take(record, report.NeedsPixels(record) ? &view : nullptr);
+    report_.Take(record, report_.NeedsPixels(record) ? &view : nullptr);
     summary_.AddFrame(record);
   }
 
   // The page's data after the end of the run.
-  Json Finish(Report& report, double seconds, std::vector<LogLine> log = {}) {
-    report.Finish({target_, "the time is over", seconds, 30.0, summary_, std::move(log)});
+  Json Finish(double seconds, std::vector<LogLine> log = {}) {
+    report_.Finish({target_, "the time is over", seconds, 30.0, summary_, std::move(log)});
     return DataOf(ReadText(path_));
   }
 
   TemporaryFolder folder_;
   const std::filesystem::path path_ = folder_ / "out.html";
+  Report report_{path_.string()};
   std::string target_ = "window 0x1";
   Summary summary_;
 };
 
 // Four intervals in two seconds; the mean ratio is 1.5 / 4.
 TEST_F(ReportTest, PageHoldsTheFiguresOfTheRun) {
-  Report report(path_.string());
   summary_.AddPollWithoutFrame();
-  Take(report, 0.5, 1.0f, 0);
-  Take(report, 1.0, 0.0f, 0, 2);
-  Take(report, 1.5, 0.25f, 9);
-  Take(report, 2.0, 0.25f, 9, 1, {100, 50});
-  const Json data = Finish(report, 2.0);
+  Take(0.5, 1.0f, 0);
+  Take(1.0, 0.0f, 0, 2);
+  Take(1.5, 0.25f, 9);
+  Take(2.0, 0.25f, 9, 1, {100, 50});
+  const Json data = Finish(2.0);
   EXPECT_EQ(data["target"], "window 0x1");
   EXPECT_EQ(data["end"], "the time is over");
   EXPECT_EQ(data["figures"], Json::parse(R"({
@@ -91,20 +91,18 @@ TEST_F(ReportTest, PageHoldsTheFiguresOfTheRun) {
 }
 
 TEST_F(ReportTest, PollsThatLieCloseTogetherAreOnePoint) {
-  Report report(path_.string());
-  Take(report, 0.001, 0.5f, 0);
-  Take(report, 0.005, 1.0f, 1);
-  Take(report, 0.009, 0.0f, 1);
-  EXPECT_EQ(Finish(report, 0.009)["ratios"]["points"], Json::parse("[[0.005, 1.0, 0.5, 3]]"));
+  Take(0.001, 0.5f, 0);
+  Take(0.005, 1.0f, 1);
+  Take(0.009, 0.0f, 1);
+  EXPECT_EQ(Finish(0.009)["ratios"]["points"], Json::parse("[[0.005, 1.0, 0.5, 3]]"));
 }
 
 TEST_F(ReportTest, PageShowsWhereAndWhenThePictureChanged) {
-  Report report(path_.string());
-  Take(report, 0.0, 1.0f, 0);
-  Take(report, 0.1, 0.5f, 50);
-  Take(report, 2.0, 0.25f, 60);
-  Take(report, 3.5, 1.0f, 70, 0, {8, 8});
-  const Json data = Finish(report, 10.0);
+  Take(0.0, 1.0f, 0);
+  Take(0.1, 0.5f, 50);
+  Take(2.0, 0.25f, 60);
+  Take(3.5, 1.0f, 70, 0, {8, 8});
+  const Json data = Finish(10.0);
   EXPECT_EQ(data["heat"], Json::parse(R"({
       "width": 64, "height": 40, "tile": 32, "columns": 2, "rows": 2, "frames": 3, "compared": 2,
       "changes": [2, 2, 2, 2], "others": [{"width": 8, "height": 8, "frames": 1}],
@@ -126,19 +124,17 @@ TEST_F(ReportTest, PageShowsWhereAndWhenThePictureChanged) {
 TEST_F(ReportTest, VersionsOfProgramAndLibraryAreNamed) {
   const HMODULE library = LoadLibraryW(L"libquill-wgc.dll");
   ASSERT_NE(library, nullptr);
-  Report report(path_.string());
-  Json data = Finish(report, 1.0);
+  Json data = Finish(1.0);
   EXPECT_EQ(data["version"], QUILL_GRAB_TEST_VERSION);
   EXPECT_EQ(data["libraryVersion"], QUILL_GRAB_TEST_VERSION);  // one version for both
   FreeLibrary(library);
-  data = Finish(report, 1.0);
+  data = Finish(1.0);
   EXPECT_TRUE(data["libraryVersion"].is_null());
 }
 
 TEST_F(ReportTest, StartOfTheRunIsGivenInUtc) {
-  Report report(path_.string());
   const auto now = std::chrono::system_clock::now();
-  const std::string started = Finish(report, 5000.0)["started"];
+  const std::string started = Finish(5000.0)["started"];
   std::tm time{};
   std::istringstream(started) >> std::get_time(&time, "%Y-%m-%dT%H:%M:%SZ");
   const auto expected = std::chrono::system_clock::to_time_t(now - std::chrono::seconds(5000));
@@ -146,17 +142,15 @@ TEST_F(ReportTest, StartOfTheRunIsGivenInUtc) {
 }
 
 TEST_F(ReportTest, PixelsAreNeededOfNewFramesOnly) {
-  const Report report(path_.string());
-  EXPECT_TRUE(report.NeedsPixels({0.0, {8, 8}, 0.5f, true, 0, ""}));
-  EXPECT_FALSE(report.NeedsPixels({0.0, {8, 8}, 0.0f, false, 0, ""}));
+  EXPECT_TRUE(report_.NeedsPixels({0.0, {8, 8}, 0.5f, true, 0, ""}));
+  EXPECT_FALSE(report_.NeedsPixels({0.0, {8, 8}, 0.0f, false, 0, ""}));
 }
 
 TEST_F(ReportTest, TextsDoNotBecomeMarkup) {
   target_ = "</title><script>1</script>&";
   const std::string nasty = "</script><!--<script> \"\\\n {{data}} {{script}}";
-  Report report(path_.string());
-  Take(report, 0.0, 1.0f, 0);
-  const Json data = Finish(report, 1.0, {{0.5, 2, nasty}, {0.75, 3, "\xFF Gr\xC3\xBC"}});
+  Take(0.0, 1.0f, 0);
+  const Json data = Finish(1.0, {{0.5, 2, nasty}, {0.75, 3, "\xFF Gr\xC3\xBC"}});
   EXPECT_EQ(data["target"], target_);
   const Json& lines = data["log"]["lines"];
   EXPECT_EQ(lines[0], (Json{{"seconds", 0.5}, {"level", "warning"}, {"text", nasty}}));
@@ -170,9 +164,8 @@ TEST_F(ReportTest, TextsDoNotBecomeMarkup) {
 }
 
 TEST_F(ReportTest, RunWithoutFramesHasAPage) {
-  Report report(path_.string());
   summary_.AddPollWithoutFrame();
-  const Json data = Finish(report, 0.0);
+  const Json data = Finish(0.0);
   EXPECT_EQ(data["figures"]["pollsWithoutFrame"], 1);
   EXPECT_EQ(data["figures"]["achievedFps"], 0.0);
   EXPECT_TRUE(data["heat"].is_null());
@@ -180,12 +173,11 @@ TEST_F(ReportTest, RunWithoutFramesHasAPage) {
 }
 
 TEST_F(ReportTest, EarlierPageIsReplacedOnlyAtTheEndOfTheRun) {
-  Report(path_.string()).Finish({"first", "", 0.0, 1.0, summary_, {}});
-  const std::string before = ReadText(path_);
-  Report report(path_.string());
-  Take(report, 0.0, 1.0f, 0);
-  EXPECT_EQ(ReadText(path_), before);
-  EXPECT_EQ(Finish(report, 1.0)["target"], "window 0x1");
+  std::ofstream(path_) << "earlier";
+  const Report again(path_.string());
+  Take(0.0, 1.0f, 0);
+  EXPECT_EQ(ReadText(path_), "earlier");
+  EXPECT_EQ(Finish(1.0)["target"], "window 0x1");
   EXPECT_EQ(folder_.CountFiles(), 1u);
 }
 
