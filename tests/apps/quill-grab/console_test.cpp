@@ -123,6 +123,7 @@ class ConsoleTest : public testing::Test {
   TemporaryFolder folder_;
   OutputFile out_{folder_ / "out"};
   OutputFile err_{folder_ / "err"};
+  Console files_{out_.handle(), err_.handle()};
   Options options_;
   Summary summary_;
 
@@ -145,27 +146,21 @@ TEST_F(ConsoleTest, ProgressStaysBelowTheTextUntilItIsCleared) {
 }
 
 TEST_F(ConsoleTest, FilesGetLinesOfUtf8AndNoProgress) {
-  Console console(out_.handle(), err_.handle());
-  console.ShowProgress(0.5, "progress");
-  console.PrintLine("\u00fc\nline");
-  console.PrintError("error");
+  files_.ShowProgress(0.5, "progress");
+  files_.PrintLine("\u00fc\nline");
+  files_.PrintError("error");
   EXPECT_EQ(out_.Text(), "\u00fc\r\nline\r\n");
   EXPECT_EQ(err_.Text(), "quill-grab: error\r\n");
 }
 
 TEST_F(ConsoleTest, StandardOutputThatCarriesAStreamGetsNothingElse) {
-  Console console(out_.handle(), err_.handle());
-  console.LeaveStandardOutput();
-  console.ShowProgress(0.5, "progress");
-  console.PrintLine("line");
-  EXPECT_EQ(out_.Text(), "");
+  files_.LeaveStandardOutput();
+  files_.ShowProgress(0.5, "progress");
+  files_.PrintLine("line");
   EXPECT_EQ(err_.Text(), "line\r\n");
-}
-
-TEST_F(ConsoleTest, ProgressIsShownBesideAStreamThatGoesElsewhere) {
-  Console console(out_.handle(), screen_);
-  console.LeaveStandardOutput();
-  console.ShowStatus("status");
+  Console beside_a_terminal(out_.handle(), screen_);
+  beside_a_terminal.LeaveStandardOutput();
+  beside_a_terminal.ShowStatus("status");
   EXPECT_EQ(Screen(), "status\n");
   EXPECT_EQ(out_.Text(), "");
 }
@@ -180,8 +175,7 @@ TEST_F(ConsoleTest, NoProgressIsShownBelowLinesOfJson) {
 
 TEST_F(ConsoleTest, ProgressIsALineEveryTwoSecondsInAFile) {
   options_.seconds = 10.0;
-  Console console(out_.handle(), err_.handle());
-  Progress progress(options_, nullptr, console);
+  Progress progress(options_, nullptr, files_);
   AddPolls(summary_, 3, 2, 1.0f);
   for (const double seconds : {0.0, 1.9, 2.0, 2.1}) progress.Update(seconds, 0.0, summary_);
   EXPECT_EQ(out_.Text(), "2.0 s, 3 polls, 2 new\r\n");
@@ -205,10 +199,8 @@ TEST_F(ConsoleTest, ProgressOnATerminalIsABarOrAStatusWhereThereIsNoEnd) {
 }
 
 TEST_F(ConsoleTest, NoticeOfMissingFramesIsPrintedOnceAfterThreeSeconds) {
-  Console console(out_.handle(), err_.handle());
-  Progress progress(options_, nullptr, console);
-  for (const double seconds : {0.1, 0.2}) progress.Update(seconds, 0.0, summary_);
-  progress.Update(1.99, 0.0, summary_);
+  Progress progress(options_, nullptr, files_);
+  for (const double seconds : {0.1, 1.99}) progress.Update(seconds, 0.0, summary_);
   EXPECT_EQ(out_.Text(), "");
   for (const double seconds : {3.0, 3.1}) progress.Update(seconds, 0.0, summary_);
   EXPECT_EQ(out_.Text(), "Notice: no frame has arrived for 3 s.\r\n3.0 s, 0 polls, 0 new\r\n");
@@ -218,8 +210,7 @@ TEST_F(ConsoleTest, NoticeOfAMinimisedWindowIsPrintedOnceAlsoAfterAFrame) {
   const HWND window = CreateWindowExW(0, L"STATIC", L"quill-grab notice", WS_OVERLAPPEDWINDOW, 0, 0,
                                       200, 100, nullptr, nullptr, nullptr, nullptr);
   ASSERT_NE(window, nullptr);
-  Console console(out_.handle(), err_.handle());
-  Progress progress(options_, window, console);
+  Progress progress(options_, window, files_);
   AddPolls(summary_, 1, 1, 1.0f);
   progress.Update(3.0, 0.0, summary_);
   EXPECT_FALSE(Contains(out_.Text(), "Notice"));

@@ -19,8 +19,8 @@
 // COM in the multithreaded apartment, as the program's thread has it.
 class ComTest : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }
-  void TearDown() override { CoUninitialize(); }
+  ComTest() { EXPECT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }
+  ~ComTest() override { CoUninitialize(); }
 };
 
 // A new folder that is removed after the test.

@@ -217,8 +217,7 @@ struct Recorder : Output {
 
 class GrabberTest : public ComTest {
  protected:
-  void SetUp() override {
-    ComTest::SetUp();
+  GrabberTest() {
     script = Script();
     options_.fps = 20.0;
     options_.seconds = 0.5;
