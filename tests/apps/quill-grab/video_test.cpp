@@ -243,15 +243,6 @@ TEST_F(CanvasTest, LetterboxShrinksLargePictures) {
             }));
 }
 
-TEST_F(CanvasTest, CropKeepsTheTopLeftCornerPixelByPixel) {
-  EXPECT_EQ(
-      Composed({20, 10}, OnResize::kCrop, {30, 6}, Pattern),
-      Pixels({20, 10}, [](uint32_t x, uint32_t y) { return y < 6 ? Pattern(x, y) : kBlack; }));
-  EXPECT_EQ(
-      Composed({20, 10}, OnResize::kCrop, {9, 40}, Pattern),
-      Pixels({20, 10}, [](uint32_t x, uint32_t y) { return x < 9 ? Pattern(x, y) : kBlack; }));
-}
-
 constexpr FrameSize kSize{4, 2};
 
 class VideoStreamTest : public ComTest {
