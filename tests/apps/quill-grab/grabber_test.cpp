@@ -78,7 +78,8 @@ TEST(RunEndTest, FramesTimeTargetAndInterruptionEndARun) {
       {"time over", 0, 5, at_5(9, 9), ExitCode::kOk, "the time is over"},
       {"a tick before the end was missed", 0, 5, at_5(9, 9, 4.9), {}},
       {"time over, no frame", 0, 5, at_5(0, 0), ExitCode::kNoFrame, "no frame arrived in 5.0 s"},
-      {"too few frames", 9, 5, at_5(40, 2), ExitCode::kOk, "with 2 of 9 frames"},
+      {"too few frames", 9, 5, at_5(40, 2), ExitCode::kOk,
+       "with 2 of 9 frames: the picture did not change more often. Use --seconds for more time"},
       {"too few in a stream", 9, 5, at_5(4, 2), ExitCode::kOk, "before 9 frames", true},
       {"closed before the frames", 9, kForever, closed(2), ExitCode::kTargetClosed, "are kept"},
       {"closed before the time", 0, 5, closed(2), ExitCode::kTargetClosed, "are kept"},
@@ -99,6 +100,7 @@ TEST(RunEndTest, FramesTimeTargetAndInterruptionEndARun) {
     EXPECT_EQ(end->code, *each.code);
     EXPECT_EQ(end->is_error, *each.code != ExitCode::kOk);
     EXPECT_TRUE(Contains(end->text, each.text));
+    EXPECT_FALSE(Contains(end->text, "--all")) << "which no run here could use";
   }
 }
 
@@ -165,6 +167,11 @@ float GetUpdateRatio(void*) {
   return std::exchange(script.ratio_is_unread, false) ? script.Current().ratio : 0.0f;
 }
 
+bool NoteSwitch(const std::string& name, bool on) {
+  script.switches.push_back(name + (on ? " on" : " off"));
+  return true;
+}
+
 Library ScriptedLibrary() {
   Library library{};
   library.wgc_session_create = [](HWND) -> void* { return ++script.alive, &script; };
@@ -176,10 +183,10 @@ Library ScriptedLibrary() {
   library.wgc_get_update_ratio = GetUpdateRatio;
   library.wgc_get_status = [](void*) { return script.running; };
   library.wgc_get_device = [](void*) { return script.device.Get(); };
-  library.wgc_enable_cursor = [](void*, bool) { return script.switches.push_back("cursor"), true; };
-  library.wgc_show_border = [](void*, bool) { return script.switches.push_back("border"), true; };
-  library.wgc_set_dirty_rect = [](void*, bool) { script.switches.push_back("detect"); };
-  library.wgc_set_capture_to_texture = [](void*, bool) { script.switches.push_back("texture"); };
+  library.wgc_enable_cursor = [](void*, bool on) { return NoteSwitch("cursor", on); };
+  library.wgc_show_border = [](void*, bool on) { return NoteSwitch("border", on); };
+  library.wgc_set_dirty_rect = [](void*, bool on) { NoteSwitch("detect", on); };
+  library.wgc_set_capture_to_texture = [](void*, bool on) { NoteSwitch("texture", on); };
   return library;
 }
 
@@ -415,6 +422,25 @@ TEST_F(GrabberTest, PollWithoutFrameCountsAsMissedAfterTheFirstFrame) {
   EXPECT_EQ(given_[1].record.missed, 2u);
 }
 
+TEST_F(GrabberTest, TargetThatClosesEndsTheRunWithoutWaitingForTheNextPoll) {
+  options_.fps = 0.1;
+  options_.seconds = kForever;
+  const double begin = clock_.now;
+  const Outcome outcome = Run({{kSmall, 1, 1}, {kNone, 0, 0, true}});
+  EXPECT_EQ(outcome.code, ExitCode::kOk);
+  EXPECT_TRUE(Contains(outcome.text, "was closed"));
+  EXPECT_LT(clock_.now - begin, 1.0);
+}
+
+TEST(ClockTest, CountsInSeconds) {
+  Clock clock;
+  const double begin = clock.Now();
+  clock.Sleep(0.02);
+  const double seconds = clock.Now() - begin;
+  EXPECT_GT(seconds, 0.01);
+  EXPECT_LT(seconds, 1.0);
+}
+
 TEST_F(GrabberTest, OnlyTheSwitchesThatWereAskedForAreSet) {
   options_.frames = 1;
   Run({{kSmall, 1, 1}});
@@ -422,7 +448,7 @@ TEST_F(GrabberTest, OnlyTheSwitchesThatWereAskedForAreSet) {
   script = Script();
   options_.cursor = options_.border = options_.detect = true;
   Run({{kSmall, 1, 1}});
-  EXPECT_EQ(script.switches, (std::vector<std::string>{"cursor", "border", "detect"}));
+  EXPECT_EQ(script.switches, (std::vector<std::string>{"cursor on", "border on", "detect on"}));
 }
 
 // Each poll hands out a reference, also those between the ticks of a low rate.
@@ -444,6 +470,7 @@ TEST_F(GrabberTest, EveryTextureIsReadAndReleased) {
     interrupted_ = false;
     script.interrupt_at_end = &interrupted_;
     EXPECT_EQ(Run(std::vector<Step>(5, {kSmall, 0.0f, 0})).code, ExitCode::kOk);
+    EXPECT_EQ(script.switches, std::vector<std::string>{"texture on"});
     EXPECT_EQ(summary_.frames(), fps == 20.0 ? 5u : 1u);
     EXPECT_EQ(DecodePng(ReadBytes(temporary_ / "frame-0001.png")).pixels,
               std::vector<uint32_t>(pixels.size(), 0xFF112233));
