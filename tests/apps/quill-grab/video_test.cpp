@@ -222,14 +222,15 @@ TEST_F(CanvasTest, PixelsAreKeptInTheMiddleOrFromTheTopLeftCornerOfBlack) {
                      {OnResize::kCrop, {20, 10}, {20, 10}, 0, 0},
                      {OnResize::kCrop, {20, 10}, {30, 6}, 0, 0},
                      {OnResize::kCrop, {20, 10}, {9, 40}, 0, 0}};
-  for (const auto& [rule, canvas, picture, left, top] : cases) {
+  for (const auto& each : cases) {
     const auto expected = [&](uint32_t x, uint32_t y) {
-      const bool inside =
-          x >= left && x < left + picture.width && y >= top && y < top + picture.height;
-      return inside ? Pattern(x - left, y - top) : kBlack;
+      const bool inside = x >= each.left && x < each.left + each.picture.width && y >= each.top &&
+                          y < each.top + each.picture.height;
+      return inside ? Pattern(x - each.left, y - each.top) : kBlack;
     };
-    EXPECT_EQ(Composed(canvas, rule, picture, Pattern), Pixels(canvas, expected))
-        << picture.width << " x " << picture.height;
+    EXPECT_EQ(Composed(each.canvas, each.rule, each.picture, Pattern),
+              Pixels(each.canvas, expected))
+        << each.picture.width << " x " << each.picture.height;
   }
 }
 
