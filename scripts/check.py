@@ -123,11 +123,11 @@ def readings(files):
     sources = [name for name in files if name.endswith(".cpp") and not name.startswith(LEFT_OUT)]
     library = windows_library()
     yield from tidy("native", [], {"src": [name for name in sources if name.startswith("src/")]})
-    # wine/ is read by folder; elsewhere files of one folder define the same names.
+    # apps/ and wine/ are read by folder; elsewhere files of one folder define the same names.
     groups = {}
     for name in sources:
         if name.startswith(("apps/", "examples/", "tools/", "wine/")):
-            group = os.path.dirname(name) if name.startswith("wine/") else name
+            group = os.path.dirname(name) if name.startswith(("apps/", "wine/")) else name
             groups.setdefault(group.replace("/", "_"), []).append(name)
     yield from tidy("mingw", library, groups)
 

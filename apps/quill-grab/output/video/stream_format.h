@@ -18,7 +18,8 @@ struct StreamFormat {
   const char* option;  // "--raw"
   const char* help;    // its line in --help
 
-  // The size of the stream's frames when its pictures have this size.
+  // The size of the stream's frames when its pictures have this size. The colour matrix follows
+  // from it, too.
   FrameSize (*canvas_size)(const FrameSize& picture);
   // What the stream begins with. fps has at most three decimals.
   std::string (*header)(const FrameSize& canvas, double fps);
