@@ -40,6 +40,17 @@ std::vector<std::string> Texts(const BinnedSeries& series) {
   return texts;
 }
 
+TEST(BinnedSeriesTest, NumberOfBinsStaysBoundedOverDays) {
+  BinnedSeries series(1.0 / 64, 2048);
+  constexpr uint64_t kPolls = 3 * 86400;
+  for (uint64_t i = 0; i < kPolls; ++i) series.Add(Record(static_cast<double>(i), 1.0f));
+  EXPECT_LE(series.bins().size(), 2048u);
+  EXPECT_DOUBLE_EQ(series.bin_seconds(), 128.0);  // the first power of two with 2048 * 128 > 259199
+  uint64_t polls = 0;
+  for (const SeriesBin& bin : series.bins()) polls += bin.polls;
+  EXPECT_EQ(polls, kPolls);
+}
+
 // The largest ratio has the time at which it was first seen.
 TEST(BinnedSeriesTest, PollsOfABinAreSummedUp) {
   const BinnedSeries series =

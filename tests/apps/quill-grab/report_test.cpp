@@ -163,6 +163,17 @@ TEST_F(ReportTest, TextsDoNotBecomeMarkup) {
   EXPECT_FALSE(Contains(page, "<!--<script>"));
 }
 
+TEST_F(ReportTest, PageStaysSmallOverDays) {
+  constexpr int kPolls = 3 * 86400;
+  for (int i = 0; i < kPolls; ++i) {
+    FrameRecord record{i * 1.0, {8, 8}, 1.0f, true, 1, ""};
+    report_.Take(record, nullptr);
+    summary_.AddFrame(record);
+  }
+  EXPECT_EQ(Finish(kPolls - 1.0)["figures"]["polls"], kPolls);
+  EXPECT_LT(std::filesystem::file_size(path_), 500'000u);
+}
+
 TEST_F(ReportTest, RunWithoutFramesHasAPage) {
   summary_.AddPollWithoutFrame();
   const Json data = Finish(0.0);
