@@ -254,7 +254,7 @@
     byId('rates-text').textContent =
       `Polls a second, asked for: ${number(figures.askedFps, 2)}, reached: ` +
       `${number(figures.achievedFps, 2)}. A poll is missed when it comes due while the frame ` +
-      'before is still being handled.';
+      'before is still being handled, or when it gives no frame after the first.';
     byId('rates').setAttribute('aria-label', byId('rates-text').textContent +
       ` ${counted(figures.missedPolls, 'poll was', 'polls were')} missed.`);
     byId('rates-note').textContent = shown.length === bins.length || rest < 0.01 ? ''
