@@ -131,8 +131,8 @@ def readings(files):
             groups.setdefault(group.replace("/", "_"), []).append(name)
     yield from tidy("mingw", library, groups)
 
-    windows = ["--target=x86_64-w64-mingw32", *library, "-isystembuild/mingw/apps/quill-grab/cli11",
-               "-isystembuild/mingw/apps/quill-grab/json", "-isystembuild/mingw/exports",
+    windows = ["--target=x86_64-w64-mingw32", *library, "-isystembuild/mingw/apps/cli11",
+               "-isystembuild/mingw/apps/json", "-isystembuild/mingw/exports",
                "-D_WIN32_WINNT=0x0A00", "-DUNICODE", "-D_UNICODE",
                "'-DQUILL_GRAB_TEST_VERSION=\"\"'",
                "-Iapps", "-Iwine", "-Ibench/frames", "-Ibench/shaders"]

@@ -14,20 +14,20 @@
 #include <span>
 
 #include "quill-grab/console/progress.h"
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 #include "quill-grab/output/json/json_lines.h"
 #include "quill-grab/output/output_folder.h"
-#include "quill-grab/output/png/png_encoder.h"
+#include "common/png_encoder.h"
 #include "quill-grab/output/png/png_series.h"
 #include "quill-grab/output/png/screenshot.h"
 #include "quill-grab/output/report/report.h"
 #include "quill-grab/output/video/video_stream.h"
 #include "quill-grab/session/grabber.h"
-#include "quill-grab/session/log_sink.h"
+#include "common/log_sink.h"
 
 namespace {
 
-using namespace quill_grab;
+using namespace quill_apps;
 
 std::atomic<bool> interrupted{false};
 HANDLE run_is_over;
@@ -48,7 +48,7 @@ class ComApartment {
  public:
   ComApartment() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {
     if (FAILED(result_)) {
-      throw GrabError(ExitCode::kUnsupported,
+      throw ToolError(ExitCode::kUnsupported,
                       "COM is not available: " + DescribeError(static_cast<DWORD>(result_)));
     }
   }
@@ -81,7 +81,7 @@ class LogRoute {
 Library LoadSupportedLibrary() {
   const Library library = LoadLibraryFunctions(L"libquill-wgc.dll");
   if (!library.is_wgc_session_supported()) {
-    throw GrabError(ExitCode::kUnsupported,
+    throw ToolError(ExitCode::kUnsupported,
                     "this Windows cannot capture: Windows 10 version 1903 or later is needed");
   }
   return library;
@@ -131,7 +131,7 @@ ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const R
   for (const std::unique_ptr<Output>& output : outputs) {
     try {
       output->Finish(result);
-    } catch (const GrabError& error) {
+    } catch (const ToolError& error) {
       // When an output has ended the run, its error was printed; a full disk is not reported twice.
       if (outcome.code != ExitCode::kOutputFailed) console.PrintError(error.what());
       if (code == ExitCode::kOk) code = error.code();
@@ -147,7 +147,7 @@ ExitCode Finish(const Grabber::Outputs& outputs, const Outcome& outcome, const R
 void PrepareConsole(const Options& options, Console& console) {
   if (!options.UsesStandardOutput()) return;
   if (options.json != "-" && console.is_terminal()) {
-    throw GrabError(ExitCode::kUsage,
+    throw ToolError(ExitCode::kUsage,
                     "a terminal cannot show a video stream: pipe standard output into a program");
   }
   console.LeaveStandardOutput();
@@ -187,7 +187,7 @@ ExitCode Run(std::span<wchar_t*> arguments, Console& console) {
   std::vector<std::string> words;
   for (const wchar_t* argument : arguments) words.push_back(ToUtf8(argument));
   const ParseResult parsed = ParseOptions(std::move(words));
-  if (parsed.is_error) throw GrabError(ExitCode::kUsage, parsed.text);
+  if (parsed.is_error) throw ToolError(ExitCode::kUsage, parsed.text);
   if (!parsed.options) {
     console.PrintLine(parsed.text);
     return ExitCode::kOk;
@@ -200,10 +200,10 @@ ExitCode Run(std::span<wchar_t*> arguments, Console& console) {
 }
 
 ExitCode RunAndReport(std::span<wchar_t*> arguments) {
-  Console console;
+  Console console("quill-grab");
   try {
     return Run(arguments, console);
-  } catch (const GrabError& error) {
+  } catch (const ToolError& error) {
     console.PrintError(error.what());
     return error.code();
   } catch (const std::bad_alloc&) {

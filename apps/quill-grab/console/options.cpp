@@ -14,11 +14,11 @@
 #include <sstream>
 #include <utility>
 
-#include "quill-grab/console/text.h"
-#include "quill-grab/console/version.h"
+#include "common/text.h"
+#include "common/version.h"
 #include "quill-grab/output/byte_sink.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -288,4 +288,4 @@ ParseResult ParseOptions(std::vector<std::string> arguments) {
   return {options, "", false};
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

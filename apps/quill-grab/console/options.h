@@ -10,7 +10,7 @@
 
 #include "quill-grab/output/video/stream_format.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // What a stream does with frames of another size than its own.
 enum class OnResize {
@@ -69,4 +69,4 @@ struct ParseResult {
 // arguments: without the program's name.
 ParseResult ParseOptions(std::vector<std::string> arguments);
 
-}  // namespace quill_grab
+}  // namespace quill_apps

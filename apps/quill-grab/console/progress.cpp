@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -69,4 +69,4 @@ void Progress::PrintNotice(double seconds, const Summary& summary) {
   notice_printed_ = is_minimised || !summary.last_size();
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -9,11 +9,11 @@
 #include <deque>
 #include <string>
 
-#include "quill-grab/console/console.h"
+#include "common/console.h"
 #include "quill-grab/console/options.h"
 #include "quill-grab/session/summary.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // The status line of --watch.
 class WatchLine {
@@ -54,4 +54,4 @@ class Progress {
   bool notice_printed_ = false;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

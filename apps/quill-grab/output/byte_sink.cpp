@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <string_view>
 
-#include "quill-grab/console/error.h"
-#include "quill-grab/console/text.h"
-#include "quill-grab/output/whole_file.h"
+#include "common/error.h"
+#include "common/text.h"
+#include "common/whole_file.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -88,7 +88,7 @@ void ByteSink::WaitForReader(const std::atomic<bool>& interrupted) {
     DWORD ignored;
     CancelIo(file_);
     GetOverlappedResult(file_, &call, &ignored, TRUE);
-    throw GrabError(ExitCode::kNoFrame,
+    throw ToolError(ExitCode::kNoFrame,
                     "interrupted before any frame arrived: no program has "
                     "opened " +
                         name_ + " for reading");
@@ -128,10 +128,10 @@ DWORD ByteSink::WriteSome(std::span<const uint8_t> bytes, DWORD& written) {
 
 void ByteSink::Fail(DWORD error) const {
   if (IsReaderGone(error)) {
-    throw GrabError(ExitCode::kReaderGone, "the reader of the stream has gone: it closed " + name_ +
+    throw ToolError(ExitCode::kReaderGone, "the reader of the stream has gone: it closed " + name_ +
                                                "; see its own messages for the reason");
   }
   FailToWrite(name_, error, remedy_);
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -11,9 +11,9 @@
 #include <span>
 #include <string>
 
-#include "quill-grab/console/console.h"
+#include "common/console.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // The FILE that means standard output.
 constexpr char kStandardOutput[] = "-";
@@ -24,7 +24,7 @@ class ByteSink {
  public:
   // name, in UTF-8: "-" for standard output, \\.\pipe\NAME for a pipe, or the path of a file. When
   // there is no such pipe, this creates it and waits for a reader until interrupted is true.
-  // option ("--raw") is for error texts. Throws GrabError.
+  // option ("--raw") is for error texts. Throws ToolError.
   ByteSink(const std::string& name, const char* option, Console& console,
            const std::atomic<bool>& interrupted);
   ~ByteSink();
@@ -34,7 +34,7 @@ class ByteSink {
   const std::string& name() const { return name_; }
 
   // Returns when all bytes are written or, for a pipe, are in the pipe's buffer. A file keeps all
-  // of them or none. Throws GrabError.
+  // of them or none. Throws ToolError.
   void Write(std::span<const uint8_t> bytes);
 
  private:
@@ -57,4 +57,4 @@ class ByteSink {
   bool is_file_ = false;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -3,29 +3,12 @@
 
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 
-namespace quill_grab {
+#include "common/pixels.h"
 
-struct FrameSize {
-  uint32_t width;
-  uint32_t height;
-  bool operator==(const FrameSize&) const = default;
-};
-
-constexpr size_t kPixelBytes = 4;
-
-// Borrowed BGRA pixels, four bytes each, rows from top to bottom row_pitch bytes apart.
-struct PixelView {
-  const uint8_t* pixels;
-  uint32_t width;
-  uint32_t height;
-  size_t row_pitch;
-
-  FrameSize size() const { return {width, height}; }
-};
+namespace quill_apps {
 
 // One poll that reported a frame.
 struct FrameRecord {
@@ -38,4 +21,4 @@ struct FrameRecord {
   std::string file;  // empty when the frame was not written to a file of its own
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

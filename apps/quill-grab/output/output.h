@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "quill-grab/output/frame.h"
-#include "quill-grab/session/log_sink.h"
+#include "common/log_sink.h"
 #include "quill-grab/session/summary.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // What is known when a run is over.
 struct RunResult {
@@ -35,14 +35,14 @@ class Output {
 
   // Takes the frame of a poll. pixels is valid during the call, and null when no output needs it.
   // An output that writes the frame to a file of its own names that file in record.file for the
-  // outputs after it. Throws GrabError, which ends the run.
+  // outputs after it. Throws ToolError, which ends the run.
   virtual void Take(FrameRecord& record, const PixelView* pixels) = 0;
 
   // Progress towards the output's own frame limit, 0 to 1. The run ends at 1.
   virtual double Completion() const { return 0.0; }
 
-  // Ends the output when the run is over, also after a Take that failed. Throws GrabError.
+  // Ends the output when the run is over, also after a Take that failed. Throws ToolError.
   virtual void Finish(const RunResult& result) = 0;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -5,10 +5,10 @@
 
 #include <windows.h>
 
-#include "quill-grab/console/text.h"
-#include "quill-grab/output/whole_file.h"
+#include "common/text.h"
+#include "common/whole_file.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -62,4 +62,4 @@ std::string FrameFileName(uint64_t number) {
   return Format("frame-%04llu.png", Number(number));
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 
-#include "quill-grab/console/error.h"
+#include "common/error.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -61,4 +61,4 @@ void Scaler::Shrink(const PixelView& picture, const FrameSize& size,
         "CopyPixels");
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -11,11 +11,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "quill-grab/output/frame.h"
+#include "common/pixels.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
-// The Windows Imaging Component. The thread must have initialised COM. Throws GrabError.
+// The Windows Imaging Component. The thread must have initialised COM. Throws ToolError.
 Microsoft::WRL::ComPtr<IWICImagingFactory> MakeImagingFactory();
 
 // The picture's own size where it fits into bounds, else that size shrunk until it fits, with its
@@ -25,10 +25,10 @@ FrameSize ShrunkToFit(const FrameSize& picture, const FrameSize& bounds);
 // Shrinks pictures. The thread must have initialised COM.
 class Scaler {
  public:
-  explicit Scaler(const char* remedy);  // ends the text of errors. Throws GrabError.
+  explicit Scaler(const char* remedy);  // ends the text of errors. Throws ToolError.
 
   // Fills bgra with the picture at that size, rows without gaps. Its alpha is undefined. Throws
-  // GrabError.
+  // ToolError.
   void Shrink(const PixelView& picture, const FrameSize& size, std::vector<uint8_t>& bgra) const;
 
  private:
@@ -36,4 +36,4 @@ class Scaler {
   Microsoft::WRL::ComPtr<IWICImagingFactory> factory_;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

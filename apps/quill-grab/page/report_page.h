@@ -4,9 +4,8 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
-namespace quill_grab {
+namespace quill_apps {
 
 struct PageContent {
   std::string title;  // plain text
@@ -20,10 +19,4 @@ bool HasReportPage();
 // The page's template, style and scripts from the program's resources, filled with content.
 std::string ReportPage(const PageContent& content);
 
-// text as the content of an HTML element.
-std::string EscapeHtml(std::string_view text);
-
-// A JSON text as the content of a script element, which no text in it can end.
-std::string EscapeJsonForScript(std::string_view json);
-
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -3,10 +3,10 @@
 
 #include "quill-grab/session/capture_session.h"
 
-#include "quill-grab/console/error.h"
-#include "quill-grab/session/log_sink.h"
+#include "common/error.h"
+#include "common/log_sink.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 void FrameReleaser::operator()(void* frame) const {
   if (is_texture) static_cast<ID3D11Texture2D*>(frame)->Release();
@@ -21,13 +21,13 @@ CaptureSession::CaptureSession(const Library& library, const Options& options, c
                                         : library.wgc_session_create2(target.monitor),
                library.wgc_session_destroy) {
   if (!session_) {
-    throw GrabError(ExitCode::kCaptureFailed,
+    throw ToolError(ExitCode::kCaptureFailed,
                     "no capture session could be created: out of memory: close other programs");
   }
   ApplySwitches(options, console);
   if (!library_.wgc_session_start(session_.get())) {
     const std::string reason = LastLoggedError();
-    throw GrabError(ExitCode::kCaptureFailed,
+    throw ToolError(ExitCode::kCaptureFailed,
                     "capture could not start: " + (reason.empty() ? "no reason given" : reason) +
                         ": try another target of quill-grab --list, or see the log with --verbose");
   }
@@ -69,4 +69,4 @@ FramePixels CaptureSession::Read(const CapturedFrame& frame) {
                       frame.size.width * kPixelBytes});
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

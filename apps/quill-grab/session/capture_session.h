@@ -6,14 +6,14 @@
 #include <memory>
 #include <optional>
 
-#include "quill-grab/console/console.h"
+#include "common/console.h"
 #include "quill-grab/console/options.h"
-#include "quill-grab/output/frame.h"
-#include "quill-grab/session/library.h"
-#include "quill-grab/session/texture_reader.h"
+#include "common/pixels.h"
+#include "common/library.h"
+#include "common/texture_reader.h"
 #include "quill-grab/target/targets.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // Gives a frame back to the session.
 struct FrameReleaser {
@@ -34,7 +34,7 @@ struct CapturedFrame {
 // apartment.
 class CaptureSession {
  public:
-  // library must outlive the object. Throws GrabError.
+  // library must outlive the object. Throws ToolError.
   CaptureSession(const Library& library, const Options& options, const Target& target,
                  Console& console);
 
@@ -44,7 +44,7 @@ class CaptureSession {
   // The library's latest frame; the same one again when no other has arrived.
   std::optional<CapturedFrame> Poll();
 
-  // Valid as long as the frame. Throws GrabError.
+  // Valid as long as the frame. Throws ToolError.
   FramePixels Read(const CapturedFrame& frame);
 
  private:
@@ -56,4 +56,4 @@ class CaptureSession {
   std::optional<TextureReader> texture_reader_;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <thread>
 
-namespace quill_grab {
+namespace quill_apps {
 
 // Time as the program sees it. Tests replace it by one that passes without waiting.
 class Clock {
@@ -22,4 +22,4 @@ class Clock {
   using Seconds = std::chrono::duration<double>;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -7,9 +7,9 @@
 #include <new>
 #include <utility>
 
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -37,7 +37,7 @@ Outcome Grabber::Run(const std::atomic<bool>& interrupted) {
   start_ = clock_.Now();
   try {
     return PollUntilEnd(interrupted);
-  } catch (const GrabError& error) {
+  } catch (const ToolError& error) {
     return {error.code(), error.what(), true};
   }
 }
@@ -91,7 +91,7 @@ void Grabber::TakeFrame(const CapturedFrame& frame) {
   }
   try {
     GiveToOutputs(record, frame);
-  } catch (const GrabError&) {
+  } catch (const ToolError&) {
     summary_.AddFrame(record);  // although an output could not take it
     throw;
   }
@@ -112,7 +112,7 @@ void Grabber::GiveToOutputs(FrameRecord& record, const CapturedFrame& frame) {
       give(nullptr);
     }
   } catch (const std::bad_alloc&) {
-    throw GrabError(ExitCode::kCaptureFailed,
+    throw ToolError(ExitCode::kCaptureFailed,
                     Format("out of memory: the frame of %u x %u could not be written: capture a "
                            "smaller window, use fewer outputs or close other programs",
                            record.size.width, record.size.height));
@@ -137,4 +137,4 @@ void Grabber::PollBetweenTicks() {
   if (frame) ratio_between_ = std::max(ratio_between_, frame->ratio);
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -17,7 +17,7 @@
 #include "quill-grab/session/schedule.h"
 #include "quill-grab/session/summary.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // Whether a reported frame differs from that of the previous poll, as far as a host can know.
 //
@@ -69,4 +69,4 @@ class Grabber {
   double last_poll_seconds_ = 0.0;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

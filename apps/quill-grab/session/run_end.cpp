@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -72,4 +72,4 @@ std::optional<Outcome> RunEnd(const Options& options, const RunState& state) {
   return std::nullopt;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -7,10 +7,10 @@
 #include <optional>
 #include <string>
 
-#include "quill-grab/console/error.h"
+#include "common/error.h"
 #include "quill-grab/console/options.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // How a run ended. is_error: the text goes to standard error.
 struct Outcome {
@@ -36,4 +36,4 @@ double Completion(const Options& options, const RunState& state);
 // The end of the run, or nothing while it goes on.
 std::optional<Outcome> RunEnd(const Options& options, const RunState& state);
 
-}  // namespace quill_grab
+}  // namespace quill_apps

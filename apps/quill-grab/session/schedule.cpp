@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace quill_grab {
+namespace quill_apps {
 
 uint64_t Schedule::Take(double now) {
   // Rounding may place now just before the tick that is due.
@@ -15,4 +15,4 @@ uint64_t Schedule::Take(double now) {
   return missed;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace quill_grab {
+namespace quill_apps {
 
 // When polls are due: at the ticks start, start + 1 / fps, start + 2 / fps and so on. Each tick is
 // computed from the start, so that rounding errors do not add up. Times are in seconds.
@@ -26,4 +26,4 @@ class Schedule {
   uint64_t tick_ = 0;  // the next one
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -75,4 +75,4 @@ std::string Summary::ChangesText(size_t max_changes) const {
   return text;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -11,7 +11,7 @@
 
 #include "quill-grab/output/frame.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // Figures of one run.
 class Summary {
@@ -65,4 +65,4 @@ class Summary {
   std::vector<FrameRecord> changes_;  // the first kKeptChanges of them
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

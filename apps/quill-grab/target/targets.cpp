@@ -8,10 +8,10 @@
 #include <algorithm>
 #include <optional>
 
-#include "quill-grab/console/error.h"
-#include "quill-grab/console/text.h"
+#include "common/error.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -69,17 +69,6 @@ BOOL CALLBACK AddWindow(HWND window, LPARAM list) {
   return TRUE;
 }
 
-BOOL CALLBACK AddMonitor(HMONITOR monitor, HDC, LPRECT, LPARAM list) {
-  MONITORINFOEXW info{};
-  info.cbSize = sizeof info;
-  if (GetMonitorInfoW(monitor, &info)) {
-    reinterpret_cast<std::vector<MonitorInfo>*>(list)->push_back(
-        {monitor, ToUtf8(info.szDevice), info.rcMonitor,
-         (info.dwFlags & MONITORINFOF_PRIMARY) != 0});
-  }
-  return TRUE;
-}
-
 bool ContainsIgnoringCase(const std::string& text, const std::string& part) {
   const std::wstring wide_text = ToWide(text);
   const std::wstring wide_part = ToWide(part);
@@ -115,7 +104,7 @@ Target TargetOf(const WindowInfo& window) {
 Target FindByHandle(uint64_t number) {
   const HWND window = reinterpret_cast<HWND>(static_cast<uintptr_t>(number));
   if (!IsWindow(window)) {
-    throw GrabError(ExitCode::kTargetNotFound,
+    throw ToolError(ExitCode::kTargetNotFound,
                     Format("there is no window 0x%llx: run quill-grab --list for the handles",
                            static_cast<unsigned long long>(number)));
   }
@@ -125,7 +114,7 @@ Target FindByHandle(uint64_t number) {
 Target FindMonitor(unsigned index) {
   const std::vector<MonitorInfo> monitors = ListMonitors();
   if (index >= monitors.size()) {
-    throw GrabError(ExitCode::kTargetNotFound,
+    throw ToolError(ExitCode::kTargetNotFound,
                     Format("there is no monitor %u: run quill-grab --list for the numbers", index));
   }
   Target target;
@@ -146,7 +135,7 @@ std::string DescribeSearch(const Options& options) {
 Target FindBySearch(const Options& options) {
   const std::vector<WindowInfo> matches = MatchWindows(ListWindows(), options);
   if (matches.empty()) {
-    throw GrabError(ExitCode::kTargetNotFound, "there is no window" + DescribeSearch(options) +
+    throw ToolError(ExitCode::kTargetNotFound, "there is no window" + DescribeSearch(options) +
                                                    ": run quill-grab --list to see what is there");
   }
   Target target = TargetOf(matches.front());
@@ -164,15 +153,6 @@ std::vector<WindowInfo> ListWindows() {
   std::vector<WindowInfo> windows;
   EnumWindows(AddWindow, reinterpret_cast<LPARAM>(&windows));
   return windows;
-}
-
-std::vector<MonitorInfo> ListMonitors() {
-  std::vector<MonitorInfo> monitors;
-  EnumDisplayMonitors(nullptr, nullptr, AddMonitor, reinterpret_cast<LPARAM>(&monitors));
-  std::stable_sort(
-      monitors.begin(), monitors.end(),
-      [](const MonitorInfo& a, const MonitorInfo& b) { return a.primary > b.primary; });
-  return monitors;
 }
 
 std::string FormatLists(const std::vector<WindowInfo>& windows,
@@ -223,10 +203,10 @@ Target WaitForTarget(const Options& options, Clock& clock, const std::atomic<boo
     clock.Sleep(kSliceSeconds);
   }
   if (by_search && interrupted && is_missing()) {
-    throw GrabError(ExitCode::kTargetNotFound,
+    throw ToolError(ExitCode::kTargetNotFound,
                     "interrupted before a window" + DescribeSearch(options) + " appeared");
   }
   return FindTarget(options);
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -9,10 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "common/monitors.h"
 #include "quill-grab/console/options.h"
 #include "quill-grab/session/clock.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 struct WindowInfo {
   HWND handle;
@@ -26,13 +27,6 @@ struct WindowInfo {
   bool own_terminal;
 };
 
-struct MonitorInfo {
-  HMONITOR handle;
-  std::string name;
-  RECT area;
-  bool primary;
-};
-
 // What is captured: one of the two handles is set.
 struct Target {
   HWND window = nullptr;
@@ -44,8 +38,6 @@ struct Target {
 // The visible top-level windows with a title, topmost first; without the desktop, tool windows and
 // those of other virtual desktops.
 std::vector<WindowInfo> ListWindows();
-// The primary monitor first.
-std::vector<MonitorInfo> ListMonitors();
 
 std::string FormatLists(const std::vector<WindowInfo>& windows,
                         const std::vector<MonitorInfo>& monitors);
@@ -55,11 +47,11 @@ std::string FormatLists(const std::vector<WindowInfo>& windows,
 std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
                                      const Options& options);
 
-// Finds the target that the options select. Throws GrabError.
+// Finds the target that the options select. Throws ToolError.
 Target FindTarget(const Options& options);
 
 // First waits until the window appears, for at most options.wait_seconds or until interrupted is
-// true. Throws GrabError.
+// true. Throws ToolError.
 Target WaitForTarget(const Options& options, Clock& clock, const std::atomic<bool>& interrupted);
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -3,17 +3,17 @@
 
 // What stands on a console, or in the files instead of one, during a run and after it.
 
-#include "quill-grab/console/console.h"
+#include "common/console.h"
 
 #include <new>
 
 #include "apps/quill-grab/grab_error.h"
 #include "apps/quill-grab/grab_test.h"
 #include "quill-grab/console/progress.h"
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 #include "support/process.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 // The text, in whatever language, has neither the full stop nor the line break of the system's.
@@ -32,7 +32,7 @@ TEST(DescribeErrorTest, NumberFollowsTheSystemsText) {
 TEST(ResultCheckTest, FailuresBecomeErrorsThatSayWhatFailedAndWhatToDo) {
   const ResultCheck check{ExitCode::kOutputFailed, "it could not be drawn", "use a pen"};
   check(S_FALSE, "Draw");
-  const GrabError error = ErrorOf([&] { check(E_ACCESSDENIED, "Draw"); });
+  const ToolError error = ErrorOf([&] { check(E_ACCESSDENIED, "Draw"); });
   EXPECT_EQ(error.code(), ExitCode::kOutputFailed);
   EXPECT_EQ(error.what(), "it could not be drawn: Draw: " +
                               DescribeError(static_cast<DWORD>(E_ACCESSDENIED)) + ": use a pen");
@@ -123,7 +123,7 @@ class ConsoleTest : public testing::Test {
   TemporaryFolder folder_;
   OutputFile out_{folder_ / "out"};
   OutputFile err_{folder_ / "err"};
-  Console files_{out_.handle(), err_.handle()};
+  Console files_{"quill-grab", out_.handle(), err_.handle()};
   Options options_;
   Summary summary_;
 
@@ -132,7 +132,7 @@ class ConsoleTest : public testing::Test {
 };
 
 TEST_F(ConsoleTest, ProgressStaysBelowTheTextUntilItIsCleared) {
-  Console console(screen_, screen_);
+  Console console("quill-grab", screen_, screen_);
   console.PrintLine("first");
   console.ShowProgress(0.0, "a long text");
   console.PrintLine("second");
@@ -158,7 +158,7 @@ TEST_F(ConsoleTest, StandardOutputThatCarriesAStreamGetsNothingElse) {
   files_.ShowProgress(0.5, "progress");
   files_.PrintLine("line");
   EXPECT_EQ(err_.Text(), "line\r\n");
-  Console beside_a_terminal(out_.handle(), screen_);
+  Console beside_a_terminal("quill-grab", out_.handle(), screen_);
   beside_a_terminal.LeaveStandardOutput();
   beside_a_terminal.ShowStatus("status");
   EXPECT_EQ(Screen(), "status\n");
@@ -167,7 +167,7 @@ TEST_F(ConsoleTest, StandardOutputThatCarriesAStreamGetsNothingElse) {
 
 // The next line of JSON would begin where the progress line stands.
 TEST_F(ConsoleTest, NoProgressIsShownBelowLinesOfJson) {
-  Console console(screen_, screen_);
+  Console console("quill-grab", screen_, screen_);
   console.LeaveStandardOutput();
   console.ShowStatus("status");
   EXPECT_EQ(Screen(), "");
@@ -185,7 +185,7 @@ TEST_F(ConsoleTest, ProgressIsALineEveryTwoSecondsInAFile) {
 }
 
 TEST_F(ConsoleTest, ProgressOnATerminalIsABarOrAStatusWhereThereIsNoEnd) {
-  Console console(screen_, screen_);
+  Console console("quill-grab", screen_, screen_);
   Progress progress(options_, nullptr, console);
   AddPolls(summary_, 3, 2, 1.0f);
   options_.seconds = std::numeric_limits<double>::infinity();
@@ -241,4 +241,4 @@ TEST_F(ConsoleTest, ProgramShowsLinesOfJsonOnATerminal) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

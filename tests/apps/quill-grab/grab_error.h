@@ -7,15 +7,15 @@
 
 #include <functional>
 
-#include "quill-grab/console/error.h"
+#include "common/error.h"
 
 // The error that ends the call. A call without one fails the test.
-inline quill_grab::GrabError ErrorOf(const std::function<void()>& call) {
+inline quill_apps::ToolError ErrorOf(const std::function<void()>& call) {
   try {
     call();
-  } catch (const quill_grab::GrabError& error) {
+  } catch (const quill_apps::ToolError& error) {
     return error;
   }
   ADD_FAILURE() << "no error";
-  return {quill_grab::ExitCode::kOk, ""};
+  return {quill_apps::ExitCode::kOk, ""};
 }

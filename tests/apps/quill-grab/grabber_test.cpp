@@ -13,9 +13,9 @@
 #include "apps/quill-grab/grab_test.h"
 #include "quill-grab/output/png/png_series.h"
 #include "quill-grab/output/video/stream_format.h"
-#include "quill-grab/session/log_sink.h"
+#include "common/log_sink.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 constexpr double kForever = std::numeric_limits<double>::infinity();
@@ -263,7 +263,7 @@ class GrabberTest : public ComTest {
 
   const Library library_ = ScriptedLibrary();
   Options options_;
-  Console console_;
+  Console console_{"quill-grab"};
   FakeClock clock_;
   Grabber::Outputs outputs_;
   std::vector<Given> given_;
@@ -365,7 +365,7 @@ TEST_F(GrabberTest, OutOfMemoryNamesTheFrameAndWhatToDo) {
 TEST_F(GrabberTest, CaptureThatCannotStartReportsTheLoggedError) {
   script.start_succeeds = false;
   SetLogSink(nullptr, false);
-  const GrabError error = ErrorOf([&] { Run({{kNone, 0, 0}}); });
+  const ToolError error = ErrorOf([&] { Run({{kNone, 0, 0}}); });
   EXPECT_EQ(error.code(), ExitCode::kCaptureFailed);
   EXPECT_TRUE(Contains(error.what(), "start: no capture today, hr:80070057:"));
   EXPECT_EQ(script.alive, 0);
@@ -482,4 +482,4 @@ TEST_F(GrabberTest, EveryTextureIsReadAndReleased) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -5,13 +5,13 @@
 #include "apps/quill-grab/grab_test.h"
 #include "quill-grab/output/report/report.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 using BuildWithoutChartJsTest = ComTest;
 
 TEST_F(BuildWithoutChartJsTest, ReportIsRefused) {
-  const GrabError error = ErrorOf([] { const Report report("report.html"); });
+  const ToolError error = ErrorOf([] { const Report report("report.html"); });
   EXPECT_EQ(error.code(), ExitCode::kUnsupported);
   EXPECT_EQ(
       std::string(error.what()),
@@ -20,4 +20,4 @@ TEST_F(BuildWithoutChartJsTest, ReportIsRefused) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -8,7 +8,7 @@
 
 #include "apps/quill-grab/grab_test.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 constexpr double kForever = std::numeric_limits<double>::infinity();
@@ -201,4 +201,4 @@ TEST(OptionsTest, VersionIsThatOfTheProject) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

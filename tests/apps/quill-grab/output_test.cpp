@@ -13,10 +13,10 @@
 #include "quill-grab/output/byte_sink.h"
 #include "quill-grab/output/json/json_lines.h"
 #include "quill-grab/output/output_folder.h"
-#include "quill-grab/output/png/png_encoder.h"
+#include "common/png_encoder.h"
 #include "support/process.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 constexpr DWORD kMegabyte = 1 << 20;
@@ -35,7 +35,7 @@ class ByteSinkTest : public testing::Test {
   TemporaryFolder temporary_;
   const std::filesystem::path path_ = temporary_ / "stream";
   const std::string pipe_ = "\\\\.\\pipe\\quill-grab-" + std::to_string(GetCurrentProcessId());
-  Console console_;
+  Console console_{"quill-grab"};
   std::atomic<bool> interrupted_{false};
 };
 
@@ -50,7 +50,7 @@ TEST_F(ByteSinkTest, FileIsWrittenInPlaceOfAnEarlierOneAndCanBeReadMeanwhile) {
 
 TEST_F(ByteSinkTest, ErrorOfAFileThatCannotBeWrittenNamesTheOption) {
   for (const std::filesystem::path& path : {temporary_ / "no" / "file", temporary_.path()}) {
-    const GrabError error = ErrorOf([&] { Sink(path.string(), "--y4m"); });
+    const ToolError error = ErrorOf([&] { Sink(path.string(), "--y4m"); });
     EXPECT_EQ(error.code(), ExitCode::kOutputFailed);
     EXPECT_TRUE(Contains(error.what(), "choose another file with --y4m"));
   }
@@ -92,7 +92,7 @@ TEST_F(ByteSinkTest, PipeThatExistsIsOpened) {
 
 TEST_F(ByteSinkTest, InterruptionEndsTheWaitForAReaderAndLeavesNoHandle) {
   interrupted_ = true;
-  GrabError error = ErrorOf([&] { Sink(pipe_); });
+  ToolError error = ErrorOf([&] { Sink(pipe_); });
   EXPECT_EQ(error.code(), ExitCode::kNoFrame);
   EXPECT_TRUE(Contains(error.what(), "no program has opened " + pipe_));
   const int handles = MeasureProcess().handles;
@@ -105,7 +105,7 @@ TEST_F(ByteSinkTest, WriteAfterTheReaderHasGoneSaysSo) {
   auto opened = std::async(std::launch::async, [&] { return OpenPipe(pipe_); });
   const auto sink = Sink(pipe_);
   CloseHandle(opened.get());
-  const GrabError error = ErrorOf([&] { sink->Write(SomeBytes(3 * kMegabyte, 3)); });
+  const ToolError error = ErrorOf([&] { sink->Write(SomeBytes(3 * kMegabyte, 3)); });
   EXPECT_EQ(error.code(), ExitCode::kReaderGone);
   EXPECT_TRUE(Contains(error.what(), "the reader of the stream has gone"));
 }
@@ -179,7 +179,7 @@ TEST_F(OutputFolderTest, FramesOfAnEarlierRunAreCounted) {
 TEST_F(OutputFolderTest, PathThatCannotBeAFolderIsRefused) {
   std::ofstream(temporary_ / "file") << "x";
   for (const std::filesystem::path& path : {temporary_ / "file", temporary_ / "file" / "below"}) {
-    const GrabError error = ErrorOf([&] { OutputFolder(path.string()); });
+    const ToolError error = ErrorOf([&] { OutputFolder(path.string()); });
     EXPECT_EQ(error.code(), ExitCode::kOutputFailed);
     EXPECT_TRUE(Contains(error.what(), path.string()));
     EXPECT_TRUE(Contains(error.what(), "--out"));
@@ -189,11 +189,11 @@ TEST_F(OutputFolderTest, PathThatCannotBeAFolderIsRefused) {
 // A folder has the name, so the last step, the renaming, fails.
 TEST_F(OutputFolderTest, FileThatCannotBeFinishedLeavesNoPart) {
   std::filesystem::create_directory(temporary_ / "frame-0001.png");
-  EXPECT_THROW(folder_.Write("frame-0001.png", SomeBytes(100, 0)), GrabError);
+  EXPECT_THROW(folder_.Write("frame-0001.png", SomeBytes(100, 0)), ToolError);
   EXPECT_TRUE(std::filesystem::is_directory(temporary_ / "frame-0001.png"));
   EXPECT_EQ(temporary_.CountFiles(), 1u);
   std::filesystem::remove_all(temporary_.path());
-  EXPECT_THROW(folder_.Write("frame-0002.png", SomeBytes(100, 0)), GrabError);
+  EXPECT_THROW(folder_.Write("frame-0002.png", SomeBytes(100, 0)), ToolError);
 }
 
 using PngEncoderTest = ComTest;
@@ -234,4 +234,4 @@ TEST_F(PngEncoderTest, HeaderIsThatOfATrueColourFile) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -11,7 +11,7 @@
 #include "quill-grab/output/report/report_thumbnails.h"
 #include "quill-grab/output/report/tile_heat.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 FrameRecord Record(double seconds, float ratio, uint64_t missed = 0, FrameSize size = {8, 8}) {
@@ -314,4 +314,4 @@ TEST(TileHeatTest, MapsOfFewestFramesAreDiscarded) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -16,10 +16,10 @@
 #include <cstdio>
 #include <vector>
 
-#include "quill-grab/console/error.h"
+#include "common/error.h"
 #include "quill-grab/output/report/report.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 constexpr int kLastTick = 1800;
@@ -100,13 +100,13 @@ void WriteSample(const std::string& path) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps
 
 int main(int argc, char** argv) {
   if (argc != 2 || FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return 1;
   try {
-    quill_grab::WriteSample(argv[1]);
-  } catch (const quill_grab::GrabError& error) {
+    quill_apps::WriteSample(argv[1]);
+  } catch (const quill_apps::ToolError& error) {
     std::fprintf(stderr, "report_sample: %s\n", error.what());
     return 1;
   }

@@ -18,7 +18,7 @@
 #include "apps/quill-grab/grab_test.h"
 #include "quill-grab/page/report_page.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 using Json = nlohmann::json;
@@ -194,7 +194,7 @@ TEST_F(ReportTest, EarlierPageIsReplacedOnlyAtTheEndOfTheRun) {
 
 TEST_F(ReportTest, PathThatCannotBeWrittenIsRefused) {
   for (const std::filesystem::path& path : {folder_ / "missing" / "out.html", folder_.path()}) {
-    const GrabError error = ErrorOf([&] { const Report report(path.string()); });
+    const ToolError error = ErrorOf([&] { const Report report(path.string()); });
     EXPECT_EQ(error.code(), ExitCode::kOutputFailed);
     EXPECT_TRUE(Contains(error.what(), "--report"));
   }
@@ -210,4 +210,4 @@ TEST(ReportPageTest, MarkersInTheContentAreNotFilledIn) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -7,12 +7,12 @@
 
 #include "apps/quill-grab/grab_error.h"
 #include "apps/quill-grab/grab_test.h"
-#include "quill-grab/session/library.h"
-#include "quill-grab/session/log_sink.h"
+#include "common/library.h"
+#include "common/log_sink.h"
 #include "quill-grab/session/summary.h"
-#include "quill-grab/session/texture_reader.h"
+#include "common/texture_reader.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 TEST(LibraryTest, EachFunctionIsFoundUnderItsName) {
@@ -26,10 +26,10 @@ TEST(LibraryTest, EachFunctionIsFoundUnderItsName) {
 }
 
 TEST(LibraryTest, ErrorsNameTheMissingFileOrFunction) {
-  const GrabError no_file = ErrorOf([] { LoadLibraryFunctions(L"no-such-library.dll"); });
+  const ToolError no_file = ErrorOf([] { LoadLibraryFunctions(L"no-such-library.dll"); });
   EXPECT_EQ(no_file.code(), ExitCode::kUnsupported);
   EXPECT_TRUE(Contains(no_file.what(), "put no-such-library.dll into the folder"));
-  const GrabError no_function = ErrorOf([] { LoadLibraryFunctions(L"kernel32.dll"); });
+  const ToolError no_function = ErrorOf([] { LoadLibraryFunctions(L"kernel32.dll"); });
   EXPECT_EQ(no_function.code(), ExitCode::kUnsupported);
   EXPECT_TRUE(Contains(no_function.what(), "kernel32.dll has no function is_wgc_session_supp"));
 }
@@ -146,4 +146,4 @@ TEST(SummaryTest, ListOfChangesIsLimitedAndSaysHowManyItLeavesOut) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -9,7 +9,7 @@
 #include "apps/quill-grab/grab_test.h"
 #include "support/pattern_window.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 WindowInfo Window(uintptr_t handle, const char* title, const char* class_name) {
@@ -106,7 +106,7 @@ TEST(FindTargetTest, ErrorOfAMissingTargetNamesTheList) {
   Options by_monitor;
   by_monitor.monitor = 99;
   for (const Options& options : {Titled("no window has this title"), by_handle, by_monitor}) {
-    const GrabError error = ErrorOf([&] { FindTarget(options); });
+    const ToolError error = ErrorOf([&] { FindTarget(options); });
     EXPECT_EQ(error.code(), ExitCode::kTargetNotFound);
     EXPECT_TRUE(Contains(error.what(), "quill-grab --list"));
   }
@@ -143,7 +143,7 @@ TEST(WaitForTargetTest, WaitEndsWithTheTimeOrAnInterruption) {
   Options options = Titled("no window has this title");
   options.wait_seconds = 0.3;
   SleepClock clock;
-  GrabError error = ErrorOf([&] { WaitForTarget(options, clock, false); });
+  ToolError error = ErrorOf([&] { WaitForTarget(options, clock, false); });
   EXPECT_EQ(error.code(), ExitCode::kTargetNotFound);
   EXPECT_TRUE(Contains(error.what(), "there is no window with \"no window has this title\""));
   EXPECT_NEAR(clock.now, 7.3, 0.05 + 1e-6);
@@ -157,4 +157,4 @@ TEST(WaitForTargetTest, WaitEndsWithTheTimeOrAnInterruption) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -13,7 +13,7 @@
 #include "quill-grab/output/video/stream_format.h"
 #include "quill-grab/output/video/video_stream.h"
 
-namespace quill_grab {
+namespace quill_apps {
 namespace {
 
 const StreamFormat& FormatOf(const std::string& option) {
@@ -282,7 +282,7 @@ class VideoStreamTest : public ComTest {
   TemporaryFolder temporary_;
   const std::filesystem::path path_ = temporary_ / "stream";
   const OutputFile out_{temporary_ / "out"};
-  Console console_{out_.handle(), out_.handle()};
+  Console console_{"quill-grab", out_.handle(), out_.handle()};
   Options options_;
   const std::atomic<bool> never_{false};
 };
@@ -336,7 +336,7 @@ TEST_F(VideoStreamTest, RuleStopEndsTheStreamBeforeTheFirstFrameOfAnotherSize) {
   VideoStream stream = Stream();
   Give(stream, {1});
   Give(stream, {2});
-  const GrabError error = ErrorOf([&] { Give(stream, {3, 2, {4, 3}}); });
+  const ToolError error = ErrorOf([&] { Give(stream, {3, 2, {4, 3}}); });
   EXPECT_EQ(error.code(), ExitCode::kSizeChanged);
   EXPECT_TRUE(Contains(error.what(), "from 4 x 2 to 4 x 3"));
   EXPECT_EQ(RawFrames(), (std::vector<int>{1, 2}));
@@ -362,4 +362,4 @@ TEST_F(VideoStreamTest, FramesOfHalvedChromaHaveAnEvenSize) {
 }
 
 }  // namespace
-}  // namespace quill_grab
+}  // namespace quill_apps

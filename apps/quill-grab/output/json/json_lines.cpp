@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-namespace quill_grab {
+namespace quill_apps {
 
 std::string JsonLine(const FrameRecord& record, uint64_t missed) {
   nlohmann::ordered_json line = {
@@ -34,4 +34,4 @@ void JsonLines::Take(FrameRecord& record, const PixelView*) {
   missed_ = 0;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -9,7 +9,7 @@
 #include "quill-grab/output/byte_sink.h"
 #include "quill-grab/output/output.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // Writes a JSON object a line for each new frame, or for the frame of each poll.
 class JsonLines : public Output {
@@ -29,4 +29,4 @@ class JsonLines : public Output {
 // The line with its line feed. "missed" is the given number.
 std::string JsonLine(const FrameRecord& record, uint64_t missed);
 
-}  // namespace quill_grab
+}  // namespace quill_apps

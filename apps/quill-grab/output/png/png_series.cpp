@@ -3,7 +3,7 @@
 
 #include "quill-grab/output/png/png_series.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 PngSeries::PngSeries(bool all, const OutputFolder& folder, const PngEncoder& encoder)
     : all_(all), folder_(folder), encoder_(encoder) {}
@@ -22,4 +22,4 @@ void PngSeries::Finish(const RunResult& result) {
   folder_.Write("summary.txt", {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -7,9 +7,9 @@
 
 #include "quill-grab/output/output.h"
 #include "quill-grab/output/output_folder.h"
-#include "quill-grab/output/png/png_encoder.h"
+#include "common/png_encoder.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // frame-0001.png and so on, of the new frames or of the frame of each poll, and summary.txt.
 class PngSeries : public Output {
@@ -28,4 +28,4 @@ class PngSeries : public Output {
   uint64_t written_ = 0;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

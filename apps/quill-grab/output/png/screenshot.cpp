@@ -3,10 +3,10 @@
 
 #include "quill-grab/output/png/screenshot.h"
 
-#include "quill-grab/console/text.h"
-#include "quill-grab/output/whole_file.h"
+#include "common/text.h"
+#include "common/whole_file.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -26,4 +26,4 @@ void Screenshot::Take(FrameRecord& record, const PixelView* pixels) {
   is_written_ = true;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

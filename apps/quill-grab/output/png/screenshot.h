@@ -6,14 +6,14 @@
 #include <string>
 
 #include "quill-grab/output/output.h"
-#include "quill-grab/output/png/png_encoder.h"
+#include "common/png_encoder.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // The first frame as a PNG file.
 class Screenshot : public Output {
  public:
-  // path is UTF-8; encoder must outlive the object. Throws GrabError when no such file can be
+  // path is UTF-8; encoder must outlive the object. Throws ToolError when no such file can be
   // written.
   Screenshot(const std::string& path, const PngEncoder& encoder);
 
@@ -28,4 +28,4 @@ class Screenshot : public Output {
   bool is_written_ = false;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

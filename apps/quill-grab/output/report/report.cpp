@@ -13,14 +13,14 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "quill-grab/console/error.h"
-#include "quill-grab/output/png/png_encoder.h"
+#include "common/error.h"
+#include "common/png_encoder.h"
 #include "quill-grab/page/report_page.h"
-#include "quill-grab/console/text.h"
-#include "quill-grab/console/version.h"
-#include "quill-grab/output/whole_file.h"
+#include "common/text.h"
+#include "common/version.h"
+#include "common/whole_file.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -205,7 +205,7 @@ Report::Report(const std::string& path)
       ratios_(kRatioBinSeconds, kRatioBins),
       rates_(kRateBinSeconds, kRateBins) {
   if (!HasReportPage()) {
-    throw GrabError(
+    throw ToolError(
         ExitCode::kUnsupported,
         "--report is not in this quill-grab, which was built without Chart.js: leave it out, "
         "or install Chart.js (Debian: libjs-chart.js) and build again");
@@ -252,4 +252,4 @@ std::string Report::Data(const RunResult& result) const {
   return data.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -11,14 +11,14 @@
 #include "quill-grab/output/report/report_thumbnails.h"
 #include "quill-grab/output/report/tile_heat.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // A run as one self-contained HTML page: figures, the update ratio and the polls over time,
 // pictures of the moments of greatest change, and how often each tile changed. What is kept during
 // the run is bounded, however long it lasts. The thread must have initialised COM.
 class Report : public Output {
  public:
-  // path (UTF-8) gets the page when the run is over. Throws GrabError when it cannot be written, or
+  // path (UTF-8) gets the page when the run is over. Throws ToolError when it cannot be written, or
   // when this program was built without the page.
   explicit Report(const std::string& path);
 
@@ -38,4 +38,4 @@ class Report : public Output {
   TileHeat heat_;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -78,4 +78,4 @@ void GapList::Mark(double seconds) {
   }));
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

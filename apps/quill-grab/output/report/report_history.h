@@ -8,7 +8,7 @@
 
 #include "quill-grab/output/frame.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // One span of time.
 struct SeriesBin {
@@ -96,4 +96,4 @@ class GapList {
   std::vector<Gap> longest_;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <limits>
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -82,4 +82,4 @@ Thumbnail ThumbnailPicker::Shrink(double seconds, float ratio, const PixelView& 
   return small;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "quill-grab/output/frame.h"
+#include "common/pixels.h"
 #include "quill-grab/output/scaler.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // A shrunk frame.
 struct Thumbnail {
@@ -32,9 +32,9 @@ class ThumbnailPicker {
   static constexpr size_t kPicked = 8;
   static constexpr uint32_t kMaxSide = 320;
 
-  ThumbnailPicker();  // throws GrabError
+  ThumbnailPicker();  // throws ToolError
 
-  void Offer(double seconds, float ratio, const PixelView& frame);  // throws GrabError
+  void Offer(double seconds, float ratio, const PixelView& frame);  // throws ToolError
 
   // At most kPicked in the order of time: those with the largest ratios in whole per cent, and of
   // equal ones those that are farthest from the others.
@@ -51,4 +51,4 @@ class ThumbnailPicker {
   std::vector<Thumbnail> best_;  // of each span that had a frame, in the order of time
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

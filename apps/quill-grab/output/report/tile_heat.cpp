@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -96,4 +96,4 @@ HeatMap& TileHeat::MapOf(const FrameSize& size) {
   return map;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "diff/diff_rects.h"
-#include "quill-grab/output/frame.h"
+#include "common/pixels.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // How often each tile of the library's size (kTileSize) changed among the frames of one size.
 struct HeatMap {
@@ -45,4 +45,4 @@ class TileHeat {
   uint64_t discarded_maps_ = 0;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -51,4 +51,4 @@ void Canvas::Place(const PixelView& picture, uint32_t left, uint32_t top) {
   }
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

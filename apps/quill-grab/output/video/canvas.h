@@ -7,22 +7,22 @@
 #include <vector>
 
 #include "quill-grab/console/options.h"
-#include "quill-grab/output/frame.h"
+#include "common/pixels.h"
 #include "quill-grab/output/scaler.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // Composes pictures of any size onto black canvases of one size. The thread must have initialised
 // COM.
 class Canvas {
  public:
-  // OnResize::kStop composes as kLetterbox does: the stream itself stops. Throws GrabError.
+  // OnResize::kStop composes as kLetterbox does: the stream itself stops. Throws ToolError.
   Canvas(const FrameSize& size, OnResize rule);
 
   const FrameSize& size() const { return size_; }
 
   // The picture itself, or the canvas with the picture on it, which is valid until the next call.
-  // Throws GrabError.
+  // Throws ToolError.
   PixelView Compose(const PixelView& picture);
 
  private:
@@ -35,4 +35,4 @@ class Canvas {
   std::vector<uint8_t> shrunk_;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

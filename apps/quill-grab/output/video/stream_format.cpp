@@ -8,9 +8,9 @@
 #include <numeric>
 #include <string_view>
 
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -161,4 +161,4 @@ std::span<const StreamFormat> StreamFormats() {
   return kFormats;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

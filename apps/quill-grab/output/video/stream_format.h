@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "quill-grab/output/frame.h"
+#include "common/pixels.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // All that distinguishes one kind of video stream from another. The options, --help and the outputs
 // follow from the table of these records, so a new format is a new record.
@@ -30,4 +30,4 @@ struct StreamFormat {
 // In the order of --help.
 std::span<const StreamFormat> StreamFormats();
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -7,10 +7,10 @@
 #include <cmath>
 #include <utility>
 
-#include "quill-grab/console/error.h"
-#include "quill-grab/console/text.h"
+#include "common/error.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 VideoStream::VideoStream(const StreamFormat& format, const Options& options,
                          std::unique_ptr<ByteSink> sink, Console& console)
@@ -26,7 +26,7 @@ void VideoStream::Take(FrameRecord& record, const PixelView* pixels) {
   const bool is_first = !canvas_;
   if (is_first) Begin(record.size);
   if (rule_ == OnResize::kStop && record.size != *size_) {
-    throw GrabError(ExitCode::kSizeChanged,
+    throw ToolError(ExitCode::kSizeChanged,
                     Format("the stream has ended because the size changed from %u x %u to %u x %u: "
                            "with --on-resize letterbox or crop it goes on",
                            size_->width, size_->height, record.size.width, record.size.height));
@@ -76,4 +76,4 @@ void VideoStream::Finish(const RunResult&) {
              Number(omitted_)));
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

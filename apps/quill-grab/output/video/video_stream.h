@@ -14,7 +14,7 @@
 #include "quill-grab/output/video/canvas.h"
 #include "quill-grab/output/video/stream_format.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // A stream of frames of one size at a constant rate: the frame of each poll and, for each missed
 // poll, the frame before it once more, so that the stream's time stays that of the run.
@@ -50,4 +50,4 @@ class VideoStream : public Output {
   uint64_t omitted_ = 0;   // frames that missed polls leave out of the stream
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -1,14 +1,14 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/output/png/png_encoder.h"
+#include "common/png_encoder.h"
 
 #include <algorithm>
 
-#include "quill-grab/console/error.h"
+#include "common/error.h"
 #include "quill-grab/output/scaler.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -80,4 +80,4 @@ std::vector<uint8_t> PngEncoder::Encode(const PixelView& view) const {
   return Contents(stream.Get());
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -8,8 +8,9 @@
 #include <stdexcept>
 #include <string>
 
-namespace quill_grab {
+namespace quill_apps {
 
+// The kinds of failure, with the exit codes of quill-grab.
 enum class ExitCode {
   kOk = 0,
   kUsage = 1,
@@ -25,9 +26,9 @@ enum class ExitCode {
 
 // Ends the run: the exit code and one line for the user, which says what to do where that is known.
 // UTF-8.
-class GrabError : public std::runtime_error {
+class ToolError : public std::runtime_error {
  public:
-  GrabError(ExitCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
+  ToolError(ExitCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
   ExitCode code() const { return code_; }
 
  private:
@@ -40,9 +41,9 @@ struct ResultCheck {
   const char* task;    // "a PNG file could not be encoded"
   const char* remedy;  // what the user can do, or empty
 
-  // Throws std::bad_alloc for E_OUTOFMEMORY, and for other failures the GrabError
+  // Throws std::bad_alloc for E_OUTOFMEMORY, and for other failures the ToolError
   // "TASK: CALL: the system's text: REMEDY".
   void operator()(HRESULT result, const char* call) const;
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

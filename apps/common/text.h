@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace quill_grab {
+namespace quill_apps {
 
 std::string ToUtf8(std::wstring_view text);
 std::wstring ToWide(std::string_view text);
@@ -29,4 +29,4 @@ inline unsigned long long Number(uint64_t value) {
 // The system's text for a Win32 error or an HRESULT, with its number: "Access denied (5)".
 std::string DescribeError(DWORD error);
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -1,11 +1,11 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/session/texture_reader.h"
+#include "common/texture_reader.h"
 
-#include "quill-grab/console/error.h"
+#include "common/error.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -44,4 +44,4 @@ void TextureReader::EnsureStaging(const D3D11_TEXTURE2D_DESC& source) {
   kCheck(device_->CreateTexture2D(&description_, nullptr, &staging_), "CreateTexture2D");
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

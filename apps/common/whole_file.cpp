@@ -1,16 +1,16 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/output/whole_file.h"
+#include "common/whole_file.h"
 
 #include <windows.h>
 
 #include <algorithm>
 
-#include "quill-grab/console/error.h"
-#include "quill-grab/console/text.h"
+#include "common/error.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -53,7 +53,7 @@ void FailToWrite(const std::string& name, unsigned long error, const std::string
   const char* cure = "";
   if (error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL) cure = "free some space or ";
   if (error == ERROR_PATH_NOT_FOUND) cure = "make its folder first or ";
-  throw GrabError(ExitCode::kOutputFailed,
+  throw ToolError(ExitCode::kOutputFailed,
                   "cannot write " + name + ": " + DescribeError(error) + ": " + cure + remedy);
 }
 
@@ -80,4 +80,4 @@ void CheckWritable(const std::filesystem::path& path, const std::string& remedy)
   if (error != ERROR_SUCCESS) FailToWrite(ToUtf8(path.wstring()), error, remedy);
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -1,14 +1,22 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/session/library.h"
+#include "common/library.h"
 
-#include "quill-grab/console/error.h"
-#include "quill-grab/console/text.h"
+#include "common/error.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
+
+// "quill-grab.exe"
+std::string ProgramFile() {
+  wchar_t path[MAX_PATH];
+  const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
+  const std::wstring_view view(path, length);
+  return ToUtf8(view.substr(view.find_last_of(L'\\') + 1));
+}
 
 HMODULE LoadModule(const std::wstring& file_name) {
   // Searches the program's own folder and the system's, but not the current one.
@@ -18,25 +26,25 @@ HMODULE LoadModule(const std::wstring& file_name) {
   const DWORD error = GetLastError();
   const std::string name = ToUtf8(file_name);
   if (error == ERROR_MOD_NOT_FOUND) {
-    throw GrabError(ExitCode::kUnsupported,
+    throw ToolError(ExitCode::kUnsupported,
                     name + " or a system DLL that it needs was not found: put " + name +
-                        " into the folder of quill-grab.exe");
+                        " into the folder of " + ProgramFile());
   }
   if (error == ERROR_PROC_NOT_FOUND) {
-    throw GrabError(
+    throw ToolError(
         ExitCode::kUnsupported,
         name + " cannot run on this Windows: Windows 10 version 1903 or later is needed");
   }
-  throw GrabError(ExitCode::kUnsupported, name + " could not be loaded: " + DescribeError(error));
+  throw ToolError(ExitCode::kUnsupported, name + " could not be loaded: " + DescribeError(error));
 }
 
 template <typename Function>
 void Find(HMODULE module, const std::wstring& file_name, const char* name, Function& function) {
   const FARPROC address = GetProcAddress(module, name);
   if (address == nullptr) {
-    throw GrabError(ExitCode::kUnsupported,
+    throw ToolError(ExitCode::kUnsupported,
                     ToUtf8(file_name) + " has no function " + name +
-                        ": put the libquill-wgc.dll of this version beside quill-grab.exe");
+                        ": put the libquill-wgc.dll of this version beside " + ProgramFile());
   }
   // A FARPROC stands for a function of any type.
   function = reinterpret_cast<Function>(reinterpret_cast<void*>(address));
@@ -47,10 +55,10 @@ void Find(HMODULE module, const std::wstring& file_name, const char* name, Funct
 Library LoadLibraryFunctions(const std::wstring& file_name) {
   const HMODULE module = LoadModule(file_name);
   Library library;
-#define QUILL_GRAB_FIND(name) Find(module, file_name, #name, library.name);
-  QUILL_WGC_EXPORTS(QUILL_GRAB_FIND)
-#undef QUILL_GRAB_FIND
+#define QUILL_APPS_FIND(name) Find(module, file_name, #name, library.name);
+  QUILL_WGC_EXPORTS(QUILL_APPS_FIND)
+#undef QUILL_APPS_FIND
   return library;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

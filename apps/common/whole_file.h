@@ -8,10 +8,10 @@
 #include <span>
 #include <string>
 
-namespace quill_grab {
+namespace quill_apps {
 
 // Writes a file under a temporary name and renames it when it is complete. Replaces an earlier file
-// of that name. Throws GrabError; then it leaves nothing behind. remedy ends the error's text:
+// of that name. Throws ToolError; then it leaves nothing behind. remedy ends the error's text:
 // "choose another file with --screenshot".
 void WriteWholeFile(const std::filesystem::path& path, std::span<const uint8_t> bytes,
                     const std::string& remedy);
@@ -23,4 +23,4 @@ void CheckWritable(const std::filesystem::path& path, const std::string& remedy)
 [[noreturn]] void FailToWrite(const std::string& name, unsigned long error,
                               const std::string& remedy);
 
-}  // namespace quill_grab
+}  // namespace quill_apps

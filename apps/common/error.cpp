@@ -1,13 +1,13 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/console/error.h"
+#include "common/error.h"
 
 #include <new>
 
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 void ResultCheck::operator()(HRESULT result, const char* call) const {
   if (SUCCEEDED(result)) return;
@@ -15,7 +15,7 @@ void ResultCheck::operator()(HRESULT result, const char* call) const {
   std::string text = std::string(task) + ": " + call + ": ";
   text += DescribeError(static_cast<DWORD>(result));
   if (*remedy != '\0') text += std::string(": ") + remedy;
-  throw GrabError(code, text);
+  throw ToolError(code, text);
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "quill-grab/console/console.h"
+#include "common/console.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 struct LogLine {
   double seconds;  // since SetLogSink
@@ -36,4 +36,4 @@ std::string LastLoggedError();
 // The lines that were kept.
 std::vector<LogLine> LoggedLines();
 
-}  // namespace quill_grab
+}  // namespace quill_apps

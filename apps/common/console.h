@@ -9,14 +9,14 @@
 #include <string>
 #include <string_view>
 
-namespace quill_grab {
+namespace quill_apps {
 
 // Standard output and error in UTF-8, with a progress line that stays below the text on a terminal.
 // For any thread: log lines come from the platform's threads, too.
 class Console {
  public:
-  // For the standard streams, or others in tests.
-  explicit Console(HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE),
+  // program: "quill-grab", for errors. For the standard streams, or others in tests.
+  explicit Console(std::string program, HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE),
                    HANDLE err = GetStdHandle(STD_ERROR_HANDLE));
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
@@ -27,7 +27,7 @@ class Console {
   void LeaveStandardOutput();
 
   void PrintLine(std::string_view text);
-  // Prints "quill-grab: TEXT" on standard error.
+  // Prints "PROGRAM: TEXT" on standard error.
   void PrintError(std::string_view text);
 
   // Replaces the progress line. Shows nothing without a terminal. completion is 0 to 1.
@@ -43,6 +43,7 @@ class Console {
   int Columns() const;
 
   std::mutex mutex_;
+  const std::string program_;
   HANDLE out_;
   HANDLE err_;
   bool is_terminal_;
@@ -52,4 +53,4 @@ class Console {
 // "[#####.....] TEXT", cut to fewer than columns characters, because the last column wraps.
 std::string ProgressLine(double completion, std::string_view text, int columns);
 
-}  // namespace quill_grab
+}  // namespace quill_apps

@@ -1,12 +1,12 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 
 #include <cstdarg>
 #include <cstdio>
 
-namespace quill_grab {
+namespace quill_apps {
 
 std::string ToUtf8(std::wstring_view text) {
   const int length = static_cast<int>(text.size());
@@ -51,4 +51,4 @@ std::string DescribeError(DWORD error) {
   return length == 0 ? "error " + number : ToUtf8({text, length}) + " (" + number + ")";
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

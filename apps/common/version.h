@@ -3,9 +3,9 @@
 
 #pragma once
 
-namespace quill_grab {
+namespace quill_apps {
 
 // "1.0.0"
 const char* Version();
 
-}  // namespace quill_grab
+}  // namespace quill_apps

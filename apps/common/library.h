@@ -8,18 +8,18 @@
 
 #include <string>
 
-namespace quill_grab {
+namespace quill_apps {
 
 // The functions of libquill-wgc.dll, each under its name.
 struct Library {
 // NOLINTNEXTLINE(bugprone-macro-parentheses): a declaration takes no parentheses around its name.
-#define QUILL_GRAB_FUNCTION(name) decltype(&::name) name;
-  QUILL_WGC_EXPORTS(QUILL_GRAB_FUNCTION)
-#undef QUILL_GRAB_FUNCTION
+#define QUILL_APPS_FUNCTION(name) decltype(&::name) name;
+  QUILL_WGC_EXPORTS(QUILL_APPS_FUNCTION)
+#undef QUILL_APPS_FUNCTION
 };
 
 // Loads the DLL file_name and finds its functions. The DLL stays loaded until the process ends.
-// Throws GrabError.
+// Throws ToolError.
 Library LoadLibraryFunctions(const std::wstring& file_name);
 
-}  // namespace quill_grab
+}  // namespace quill_apps

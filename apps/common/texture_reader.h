@@ -8,9 +8,9 @@
 #include <d3d11.h>
 #include <wrl/client.h>
 
-#include "quill-grab/output/frame.h"
+#include "common/pixels.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 // The pixels of a frame: those of a mapped staging texture, which is unmapped at the end of the
 // object's life, or borrowed ones.
@@ -39,7 +39,7 @@ class TextureReader {
  public:
   explicit TextureReader(ID3D11Device* device);
 
-  // Waits for the GPU. Throws GrabError.
+  // Waits for the GPU. Throws ToolError.
   FramePixels Read(ID3D11Texture2D* texture);
 
  private:
@@ -52,4 +52,4 @@ class TextureReader {
   D3D11_TEXTURE2D_DESC description_{};
 };
 
-}  // namespace quill_grab
+}  // namespace quill_apps

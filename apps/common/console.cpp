@@ -1,14 +1,15 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/console/console.h"
+#include "common/console.h"
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
-#include "quill-grab/console/text.h"
+#include "common/text.h"
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -41,7 +42,8 @@ std::string ProgressLine(double completion, std::string_view text, int columns) 
   return Shortened(line, columns);
 }
 
-Console::Console(HANDLE out, HANDLE err) : out_(out), err_(err), is_terminal_(IsTerminal(out)) {}
+Console::Console(std::string program, HANDLE out, HANDLE err)
+    : program_(std::move(program)), out_(out), err_(err), is_terminal_(IsTerminal(out)) {}
 
 void Console::PrintLine(std::string_view text) {
   const std::lock_guard lock(mutex_);
@@ -53,7 +55,7 @@ void Console::PrintLine(std::string_view text) {
 void Console::PrintError(std::string_view text) {
   const std::lock_guard lock(mutex_);
   EraseProgress();
-  Write(err_, "quill-grab: " + std::string(text) + "\n");
+  Write(err_, program_ + ": " + std::string(text) + "\n");
   if (!progress_.empty()) Write(out_, progress_);
 }
 
@@ -117,4 +119,4 @@ void Console::Write(HANDLE stream, std::string_view lines) {
   }
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps

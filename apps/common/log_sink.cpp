@@ -1,14 +1,14 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/session/log_sink.h"
+#include "common/log_sink.h"
 
 #include <libquill_wgc.h>
 
 #include <chrono>
 #include <mutex>
 
-namespace quill_grab {
+namespace quill_apps {
 
 namespace {
 
@@ -71,4 +71,4 @@ std::vector<LogLine> LoggedLines() {
   return lines;
 }
 
-}  // namespace quill_grab
+}  // namespace quill_apps
