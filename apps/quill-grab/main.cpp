@@ -13,17 +13,18 @@
 #include <optional>
 #include <span>
 
-#include "quill-grab/console/progress.h"
+#include "common/log_sink.h"
+#include "common/png_encoder.h"
 #include "common/text.h"
+#include "quill-grab/console/progress.h"
 #include "quill-grab/output/json/json_lines.h"
 #include "quill-grab/output/output_folder.h"
-#include "common/png_encoder.h"
 #include "quill-grab/output/png/png_series.h"
 #include "quill-grab/output/png/screenshot.h"
 #include "quill-grab/output/report/report.h"
 #include "quill-grab/output/video/video_stream.h"
 #include "quill-grab/session/grabber.h"
-#include "common/log_sink.h"
+#include "quill-grab/target/targets.h"
 
 namespace {
 
@@ -171,7 +172,11 @@ ExitCode Capture(const Options& options, Console& console) {
   const Grabber::Outputs outputs = MakeOutputs(options, folder, encoder, console);
   if (!target.notice.empty()) console.PrintLine("Notice: " + target.notice);
   const LogRoute route(library, console, options.verbose);
-  CaptureSession session(library, options, target, console);
+  CaptureSession session(library, target.window, target.monitor, SwitchesOf(options));
+  if (session.cursor_was_refused()) {
+    console.PrintLine(
+        "Notice: this Windows cannot switch the cursor on or off, so it may be missing.");
+  }
   console.PrintLine("Capturing " + target.description +
                     (options.out ? " into " + *options.out : ""));
   Progress progress(options, target.window, console);

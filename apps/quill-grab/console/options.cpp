@@ -258,6 +258,10 @@ bool Options::UsesStandardOutput() const {
                      [](const auto& file) { return file.second == kStandardOutput; });
 }
 
+Switches SwitchesOf(const Options& options) {
+  return {options.cursor, options.border, options.detect, options.texture};
+}
+
 ParseResult ParseOptions(std::vector<std::string> arguments) {
   Options options;
   CLI::App app;

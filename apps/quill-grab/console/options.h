@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/capture_session.h"
 #include "quill-grab/output/video/stream_format.h"
 
 namespace quill_apps {
@@ -58,6 +59,8 @@ struct Options {
   // Whether standard output carries a stream or JSON lines.
   bool UsesStandardOutput() const;
 };
+
+Switches SwitchesOf(const Options& options);
 
 // The options, or what to print instead of running: the help or the version, or an error.
 struct ParseResult {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "quill-grab/output/frame.h"
 #include "common/log_sink.h"
+#include "quill-grab/output/frame.h"
 #include "quill-grab/session/summary.h"
 
 namespace quill_apps {

@@ -8,10 +8,10 @@
 #include <optional>
 #include <vector>
 
+#include "common/capture_session.h"
 #include "quill-grab/console/options.h"
 #include "quill-grab/console/progress.h"
 #include "quill-grab/output/output.h"
-#include "quill-grab/session/capture_session.h"
 #include "quill-grab/session/clock.h"
 #include "quill-grab/session/run_end.h"
 #include "quill-grab/session/schedule.h"

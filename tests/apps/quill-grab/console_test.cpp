@@ -9,8 +9,8 @@
 
 #include "apps/quill-grab/grab_error.h"
 #include "apps/quill-grab/grab_test.h"
-#include "quill-grab/console/progress.h"
 #include "common/text.h"
+#include "quill-grab/console/progress.h"
 #include "support/process.h"
 
 namespace quill_apps {

@@ -11,9 +11,9 @@
 #include "apps/quill-grab/decode_png.h"
 #include "apps/quill-grab/grab_error.h"
 #include "apps/quill-grab/grab_test.h"
+#include "common/log_sink.h"
 #include "quill-grab/output/png/png_series.h"
 #include "quill-grab/output/video/stream_format.h"
-#include "common/log_sink.h"
 
 namespace quill_apps {
 namespace {
@@ -244,9 +244,8 @@ class GrabberTest : public ComTest {
     Grabber::Outputs png;
     png.push_back(std::make_unique<PngSeries>(options_.all, folder, encoder));
     script.steps = std::move(steps);
-    Target target;
-    target.monitor = reinterpret_cast<HMONITOR>(1);
-    CaptureSession session(library_, options_, target, console_);
+    const HMONITOR monitor = reinterpret_cast<HMONITOR>(1);
+    CaptureSession session(library_, nullptr, monitor, SwitchesOf(options_));
     Progress progress(options_, nullptr, console_);
     Grabber grabber(session, options_, outputs_.empty() ? png : outputs_, progress, clock_);
     const Outcome outcome = grabber.Run(interrupted_);

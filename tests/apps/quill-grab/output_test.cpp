@@ -10,10 +10,10 @@
 #include "apps/quill-grab/decode_png.h"
 #include "apps/quill-grab/grab_error.h"
 #include "apps/quill-grab/grab_test.h"
+#include "common/png_encoder.h"
 #include "quill-grab/output/byte_sink.h"
 #include "quill-grab/output/json/json_lines.h"
 #include "quill-grab/output/output_folder.h"
-#include "common/png_encoder.h"
 #include "support/process.h"
 
 namespace quill_apps {

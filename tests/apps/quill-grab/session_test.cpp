@@ -9,8 +9,8 @@
 #include "apps/quill-grab/grab_test.h"
 #include "common/library.h"
 #include "common/log_sink.h"
-#include "quill-grab/session/summary.h"
 #include "common/texture_reader.h"
+#include "quill-grab/session/summary.h"
 
 namespace quill_apps {
 namespace {

@@ -5,9 +5,9 @@
 
 #include <cstdint>
 
+#include "common/png_encoder.h"
 #include "quill-grab/output/output.h"
 #include "quill-grab/output/output_folder.h"
-#include "common/png_encoder.h"
 
 namespace quill_apps {
 

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "quill-grab/output/output.h"
 #include "common/png_encoder.h"
+#include "quill-grab/output/output.h"
 
 namespace quill_apps {
 

@@ -15,10 +15,10 @@
 
 #include "common/error.h"
 #include "common/png_encoder.h"
-#include "quill-grab/page/report_page.h"
 #include "common/text.h"
 #include "common/version.h"
 #include "common/whole_file.h"
+#include "quill-grab/page/report_page.h"
 
 namespace quill_apps {
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "diff/diff_rects.h"
 #include "common/pixels.h"
+#include "diff/diff_rects.h"
 
 namespace quill_apps {
 

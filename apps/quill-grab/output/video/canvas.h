@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "quill-grab/console/options.h"
 #include "common/pixels.h"
+#include "quill-grab/console/options.h"
 #include "quill-grab/output/scaler.h"
 
 namespace quill_apps {

@@ -1,7 +1,7 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/session/capture_session.h"
+#include "common/capture_session.h"
 
 #include "common/error.h"
 #include "common/log_sink.h"
@@ -13,18 +13,18 @@ void FrameReleaser::operator()(void* frame) const {
   library->wgc_free_recent_frame(session, frame);
 }
 
-CaptureSession::CaptureSession(const Library& library, const Options& options, const Target& target,
-                               Console& console)
+CaptureSession::CaptureSession(const Library& library, HWND window, HMONITOR monitor,
+                               const Switches& switches)
     : library_(library),
-      is_texture_(options.texture),
-      session_(target.window != nullptr ? library.wgc_session_create(target.window)
-                                        : library.wgc_session_create2(target.monitor),
+      is_texture_(switches.texture),
+      session_(window != nullptr ? library.wgc_session_create(window)
+                                 : library.wgc_session_create2(monitor),
                library.wgc_session_destroy) {
   if (!session_) {
     throw ToolError(ExitCode::kCaptureFailed,
                     "no capture session could be created: out of memory: close other programs");
   }
-  ApplySwitches(options, console);
+  ApplySwitches(switches);
   if (!library_.wgc_session_start(session_.get())) {
     const std::string reason = LastLoggedError();
     throw ToolError(ExitCode::kCaptureFailed,
@@ -34,15 +34,12 @@ CaptureSession::CaptureSession(const Library& library, const Options& options, c
   if (is_texture_) texture_reader_.emplace(library_.wgc_get_device(session_.get()));
 }
 
-void CaptureSession::ApplySwitches(const Options& options, Console& console) {
+void CaptureSession::ApplySwitches(const Switches& switches) {
   void* session = session_.get();
-  if (options.cursor && !library_.wgc_enable_cursor(session, true)) {
-    console.PrintLine(
-        "Notice: this Windows cannot switch the cursor on or off, so it may be missing.");
-  }
-  if (options.border) library_.wgc_show_border(session, true);
-  if (options.detect) library_.wgc_set_dirty_rect(session, true);
-  if (options.texture) library_.wgc_set_capture_to_texture(session, true);
+  if (switches.cursor) cursor_was_refused_ = !library_.wgc_enable_cursor(session, true);
+  if (switches.border) library_.wgc_show_border(session, true);
+  if (switches.detect) library_.wgc_set_dirty_rect(session, true);
+  if (switches.texture) library_.wgc_set_capture_to_texture(session, true);
 }
 
 bool CaptureSession::is_running() const {

@@ -6,14 +6,19 @@
 #include <memory>
 #include <optional>
 
-#include "common/console.h"
-#include "quill-grab/console/options.h"
-#include "common/pixels.h"
 #include "common/library.h"
+#include "common/pixels.h"
 #include "common/texture_reader.h"
-#include "quill-grab/target/targets.h"
 
 namespace quill_apps {
+
+// What is captured and how. Everything is off at first, as in the library.
+struct Switches {
+  bool cursor = false;
+  bool border = false;
+  bool detect = false;
+  bool texture = false;
+};
 
 // Gives a frame back to the session.
 struct FrameReleaser {
@@ -34,9 +39,12 @@ struct CapturedFrame {
 // apartment.
 class CaptureSession {
  public:
-  // library must outlive the object. Throws ToolError.
-  CaptureSession(const Library& library, const Options& options, const Target& target,
-                 Console& console);
+  // Captures the window or, without one, the monitor. library must outlive the object. Throws
+  // ToolError with the library's own reason, which OnLogLine must have received.
+  CaptureSession(const Library& library, HWND window, HMONITOR monitor, const Switches& switches);
+
+  // True when this Windows cannot switch the cursor, although it was asked for.
+  bool cursor_was_refused() const { return cursor_was_refused_; }
 
   // False when the target has closed.
   bool is_running() const;
@@ -47,11 +55,15 @@ class CaptureSession {
   // Valid as long as the frame. Throws ToolError.
   FramePixels Read(const CapturedFrame& frame);
 
+  // For calls of the library that this class does not make.
+  void* handle() const { return session_.get(); }
+
  private:
-  void ApplySwitches(const Options& options, Console& console);
+  void ApplySwitches(const Switches& switches);
 
   const Library& library_;
   const bool is_texture_;
+  bool cursor_was_refused_ = false;
   std::unique_ptr<void, decltype(Library::wgc_session_destroy)> session_;
   std::optional<TextureReader> texture_reader_;
 };
