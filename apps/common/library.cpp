@@ -10,12 +10,8 @@ namespace quill_apps {
 
 namespace {
 
-// "quill-grab.exe"
-std::string ProgramFile() {
-  wchar_t path[MAX_PATH];
-  const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
-  const std::wstring_view view(path, length);
-  return ToUtf8(view.substr(view.find_last_of(L'\\') + 1));
+std::string FileName(const std::filesystem::path& path) {
+  return ToUtf8(path.filename().wstring());
 }
 
 HMODULE LoadModule(const std::wstring& file_name) {
@@ -24,11 +20,11 @@ HMODULE LoadModule(const std::wstring& file_name) {
       LoadLibraryExW(file_name.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
   if (module != nullptr) return module;
   const DWORD error = GetLastError();
-  const std::string name = ToUtf8(file_name);
+  const std::string name = FileName(file_name);
   if (error == ERROR_MOD_NOT_FOUND) {
     throw ToolError(ExitCode::kUnsupported,
                     name + " or a system DLL that it needs was not found: put " + name +
-                        " into the folder of " + ProgramFile());
+                        " into the folder of " + FileName(ProgramPath()));
   }
   if (error == ERROR_PROC_NOT_FOUND) {
     throw ToolError(
@@ -43,14 +39,26 @@ void Find(HMODULE module, const std::wstring& file_name, const char* name, Funct
   const FARPROC address = GetProcAddress(module, name);
   if (address == nullptr) {
     throw ToolError(ExitCode::kUnsupported,
-                    ToUtf8(file_name) + " has no function " + name +
-                        ": put the libquill-wgc.dll of this version beside " + ProgramFile());
+                    FileName(file_name) + " has no function " + name +
+                        ": put the libquill-wgc.dll of this version beside " +
+                        FileName(ProgramPath()));
   }
   // A FARPROC stands for a function of any type.
   function = reinterpret_cast<Function>(reinterpret_cast<void*>(address));
 }
 
 }  // namespace
+
+std::filesystem::path ProgramPath() {
+  std::wstring path(MAX_PATH, L'\0');
+  DWORD length;
+  while ((length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()))) ==
+         path.size()) {
+    path.resize(path.size() * 2);
+  }
+  path.resize(length);
+  return path;
+}
 
 Library LoadLibraryFunctions(const std::wstring& file_name) {
   const HMODULE module = LoadModule(file_name);

@@ -6,6 +6,7 @@
 #include <libquill_wgc.h>
 #include <quill_wgc_exports.h>
 
+#include <filesystem>
 #include <string>
 
 namespace quill_apps {
@@ -17,6 +18,9 @@ struct Library {
   QUILL_WGC_EXPORTS(QUILL_APPS_FUNCTION)
 #undef QUILL_APPS_FUNCTION
 };
+
+// The file of this program.
+std::filesystem::path ProgramPath();
 
 // Loads the DLL file_name and finds its functions. The DLL stays loaded until the process ends.
 // Throws ToolError.

@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include "common/error.h"
-#include "quill-grab/output/scaler.h"
 
 namespace quill_apps {
 
@@ -64,6 +63,15 @@ std::vector<uint8_t> Contents(IStream* stream) {
 }
 
 }  // namespace
+
+ComPtr<IWICImagingFactory> MakeImagingFactory() {
+  constexpr ResultCheck kCheck{ExitCode::kOutputFailed, "pictures cannot be encoded or scaled", ""};
+  ComPtr<IWICImagingFactory> factory;
+  kCheck(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
+                          IID_PPV_ARGS(&factory)),
+         "Windows Imaging Component");
+  return factory;
+}
 
 PngEncoder::PngEncoder() : factory_(MakeImagingFactory()) {}
 

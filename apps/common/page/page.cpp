@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <wincrypt.h>
+
 namespace quill_apps {
 
 namespace {
@@ -52,6 +54,17 @@ std::string FillPage(std::string_view page, const std::map<std::string_view, std
   }
   filled += rest;
   return filled;
+}
+
+std::string PngDataUri(std::span<const uint8_t> png) {
+  const DWORD size = static_cast<DWORD>(png.size());
+  constexpr DWORD kFlags = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;
+  DWORD length = 0;
+  CryptBinaryToStringA(png.data(), size, kFlags, nullptr, &length);
+  std::string text(length, '\0');
+  CryptBinaryToStringA(png.data(), size, kFlags, text.data(), &length);
+  text.resize(length);
+  return "data:image/png;base64," + text;
 }
 
 }  // namespace quill_apps

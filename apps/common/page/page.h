@@ -5,6 +5,8 @@
 
 #include <map>
 #include <optional>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -21,5 +23,8 @@ std::string EscapeHtml(std::string_view text);
 
 // A JSON text as the content of a script element, which no text in it can end.
 std::string EscapeJsonForScript(std::string_view json);
+
+// A PNG file as the address of a picture in the page.
+std::string PngDataUri(std::span<const uint8_t> png);
 
 }  // namespace quill_apps

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "common/error.h"
+#include "common/png_encoder.h"
 
 namespace quill_apps {
 
@@ -20,15 +21,6 @@ uint32_t Scaled(uint32_t length, uint32_t part, uint32_t whole) {
 }
 
 }  // namespace
-
-ComPtr<IWICImagingFactory> MakeImagingFactory() {
-  constexpr ResultCheck kCheck{ExitCode::kOutputFailed, "pictures cannot be encoded or scaled", ""};
-  ComPtr<IWICImagingFactory> factory;
-  kCheck(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
-                          IID_PPV_ARGS(&factory)),
-         "Windows Imaging Component");
-  return factory;
-}
 
 FrameSize ShrunkToFit(const FrameSize& picture, const FrameSize& bounds) {
   if (picture.width <= bounds.width && picture.height <= bounds.height) return picture;

@@ -15,9 +15,6 @@
 
 namespace quill_apps {
 
-// The Windows Imaging Component. The thread must have initialised COM. Throws ToolError.
-Microsoft::WRL::ComPtr<IWICImagingFactory> MakeImagingFactory();
-
 // The picture's own size where it fits into bounds, else that size shrunk until it fits, with its
 // aspect ratio kept.
 FrameSize ShrunkToFit(const FrameSize& picture, const FrameSize& bounds);

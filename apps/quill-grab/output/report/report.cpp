@@ -5,7 +5,6 @@
 
 #include <windows.h>
 
-#include <wincrypt.h>
 #include <winver.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/error.h"
+#include "common/page/page.h"
 #include "common/png_encoder.h"
 #include "common/text.h"
 #include "common/version.h"
@@ -143,17 +143,6 @@ Json GapsJson(const GapList& gaps) {
           {"longest", std::move(longest)}};
 }
 
-std::string Base64(const std::vector<uint8_t>& bytes) {
-  constexpr DWORD kFlags = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;
-  const auto size = static_cast<DWORD>(bytes.size());
-  DWORD length = 0;
-  CryptBinaryToStringA(bytes.data(), size, kFlags, nullptr, &length);
-  std::string text(length, '\0');
-  CryptBinaryToStringA(bytes.data(), size, kFlags, text.data(), &length);
-  text.resize(length);
-  return text;
-}
-
 Json PicturesJson(const ThumbnailPicker& picker) {
   const PngEncoder encoder;
   Json pictures = Json::array();
@@ -161,7 +150,7 @@ Json PicturesJson(const ThumbnailPicker& picker) {
     Json entry = SizeJson(thumbnail.frame);
     entry["seconds"] = Round(thumbnail.seconds);
     entry["ratio"] = Round(thumbnail.ratio);
-    entry["png"] = "data:image/png;base64," + Base64(encoder.Encode(thumbnail.view()));
+    entry["png"] = PngDataUri(encoder.Encode(thumbnail.view()));
     pictures.push_back(std::move(entry));
   }
   return pictures;

@@ -1,0 +1,135 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "quill-check/conductor.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "common/text.h"
+
+namespace quill_apps {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr size_t kWorkers = 2;
+// For the process to start and load the DLL.
+constexpr double kStartLimit = 10.0;
+
+double SecondsSince(steady_clock::time_point time) {
+  return std::chrono::duration<double>(steady_clock::now() - time).count();
+}
+
+}  // namespace
+
+Conductor::Conductor(Settings settings)
+    : settings_(std::move(settings)), start_(steady_clock::now()) {}
+
+double Conductor::Elapsed() const {
+  return SecondsSince(start_);
+}
+
+void Conductor::Run(std::deque<Group> groups) {
+  std::string reason;
+  while (!groups.empty() || !running_.empty()) {
+    StartWhatFits(groups);
+    constexpr DWORD kPauseMs = 10;
+    if (WaitForSingleObject(settings_.interrupted, kPauseMs) == WAIT_OBJECT_0) {
+      reason = "interrupted";
+      break;
+    }
+    if (Elapsed() > settings_.limit) {
+      reason = Format("not finished: the time of %.0f s for all checks was up", settings_.limit);
+      break;
+    }
+    for (auto worker = running_.begin(); worker != running_.end();) {
+      const auto next = std::next(worker);
+      if (!Attend(*worker)) {
+        Group rest = std::move(worker->group);
+        running_.erase(worker);
+        if (!rest.checks.empty()) groups.push_front(std::move(rest));
+      }
+      worker = next;
+    }
+    settings_.on_wait(Elapsed());
+  }
+  for (const Running& worker : running_) groups.push_back(worker.group);
+  running_.clear();
+  for (const Group& group : groups) {
+    for (const int number : group.checks) Skip(number, reason);
+  }
+}
+
+void Conductor::StartWhatFits(std::deque<Group>& groups) {
+  while (!groups.empty() && running_.size() < kWorkers) {
+    const bool company = !running_.empty();
+    if (company && (groups.front().alone || running_.front().group.alone)) return;
+    Start(std::move(groups.front()));
+    groups.pop_front();
+  }
+}
+
+void Conductor::Start(Group group) {
+  const bool slot_0_is_taken = !running_.empty() && running_.front().slot == 0;
+  const int slot = slot_0_is_taken ? 1 : 0;
+  const WorkerTask task{group.checks, slot, settings_.lose_device};
+  running_.emplace_back(std::move(group), task);
+}
+
+bool Conductor::Attend(Running& worker) {
+  // Asked before reading, so that a worker's last line is read before its end is noticed.
+  const bool has_ended = worker.process.has_ended();
+  for (const std::string& line : worker.process.ReadLines()) TakeLine(worker, line);
+  if (worker.group.checks.empty()) {
+    if (has_ended) return false;
+    // All results are here, and the process must end by itself in time.
+    if (SecondsSince(worker.begin) < kStartLimit) return true;
+    return false;
+  }
+  if (has_ended) {
+    FailCurrent(worker, Format("its process ended in the middle with code 0x%08lx",
+                               worker.process.exit_code()));
+    return false;
+  }
+  const double limit =
+      worker.check_has_begun ? FindCheck(worker.group.checks.front()).limit : kStartLimit;
+  if (SecondsSince(worker.begin) < limit) return true;
+  worker.process.Kill();
+  FailCurrent(worker, Format("not finished after %.0f s: a call did not return", limit));
+  return false;
+}
+
+void Conductor::TakeLine(Running& worker, const std::string& line) {
+  Json json = Json::parse(line, nullptr, false);
+  // Something that a driver in the process has printed.
+  if (!json.is_object()) return;
+  worker.begin = steady_clock::now();
+  worker.check_has_begun = json.contains("begin");
+  if (worker.check_has_begun || worker.group.checks.empty()) return;
+  worker.group.checks.erase(worker.group.checks.begin());
+  Keep(std::move(json));
+}
+
+void Conductor::FailCurrent(Running& worker, const std::string& why) {
+  const int number = worker.group.checks.front();
+  worker.group.checks.erase(worker.group.checks.begin());
+  Finding finding;
+  finding.Fail(why);
+  Keep(ResultJson(number, finding, {}, SecondsSince(worker.begin) * 1e3));
+}
+
+void Conductor::Skip(int number, const std::string& reason) {
+  Finding finding;
+  finding.Skip(reason);
+  Keep(ResultJson(number, finding, {}, 0.0));
+}
+
+void Conductor::Keep(Json result) {
+  settings_.on_result(result);
+  const int number = result.at("number");
+  results_.insert_or_assign(number, std::move(result));
+}
+
+}  // namespace quill_apps

@@ -1,0 +1,110 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "quill-check/worker.h"
+
+#include <windows.h>
+
+#include <objbase.h>
+
+#include <exception>
+#include <optional>
+#include <string>
+
+#include "common/error.h"
+#include "quill-check/library_file.h"
+
+namespace quill_apps {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// The parent reads what the crash was from the exit code. A window about it would wait for a click.
+LONG WINAPI EndWithExceptionCode(EXCEPTION_POINTERS* exception) {
+  TerminateProcess(GetCurrentProcess(), exception->ExceptionRecord->ExceptionCode);
+  return EXCEPTION_EXECUTE_HANDLER;
+}
+
+void WriteLine(const Json& json) {
+  constexpr bool kAscii = true;
+  const std::string line =
+      json.dump(-1, ' ', kAscii, nlohmann::json::error_handler_t::replace) + "\n";
+  DWORD written;
+  WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written,
+            nullptr);
+}
+
+void RunCheck(const Check& check, CheckContext& context) {
+  try {
+    OnFreshThread([&] { check.run(context); });
+  } catch (const ToolError& error) {
+    context.finding.Fail(error.what());
+  } catch (const std::exception& error) {
+    context.finding.Fail(std::string("unexpected failure: ") + error.what());
+  }
+}
+
+}  // namespace
+
+Json ResultJson(int number, const Finding& finding, const std::vector<LogLine>& log,
+                double milliseconds) {
+  Json notes = Json::array();
+  for (const Note& note : finding.notes()) {
+    notes.push_back({{"verdict", VerdictName(note.verdict)}, {"text", note.text}});
+  }
+  Json pictures = Json::array();
+  for (const Finding::NamedPicture& picture : finding.pictures()) {
+    pictures.push_back({{"name", picture.name}, {"uri", picture.data_uri}});
+  }
+  Json lines = Json::array();
+  for (const LogLine& line : log) {
+    lines.push_back(
+        {{"ms", line.seconds * 1e3}, {"level", LogLevelName(line.level)}, {"text", line.text}});
+  }
+  return {{"number", number},
+          {"verdict", VerdictName(finding.verdict())},
+          {"notes", std::move(notes)},
+          {"figures", finding.figures()},
+          {"pictures", std::move(pictures)},
+          {"log", std::move(lines)},
+          {"ms", milliseconds}};
+}
+
+int RunWorker(const WorkerTask& task) {
+  SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  SetUnhandledExceptionFilter(EndWithExceptionCode);
+  // Ctrl-C is for the parent, which ends its workers.
+  SetConsoleCtrlHandler(nullptr, TRUE);
+  // The first session joins its thread to the multithreaded apartment, which lives as long as a
+  // thread is in it. Here that is the main thread: sessions come and go on threads of their own.
+  const HRESULT apartment = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  if (FAILED(apartment)) return static_cast<int>(apartment);
+  std::optional<Library> library;
+  std::string load_error;
+  try {
+    library = LoadLibraryFunctions(LibraryPath());
+  } catch (const ToolError& error) {
+    load_error = error.what();
+  }
+  for (const int number : task.checks) {
+    const Check& check = FindCheck(number);
+    WriteLine({{"begin", number}});
+    const auto start = std::chrono::steady_clock::now();
+    Finding finding;
+    SetLogSink(nullptr, false);
+    if (library) {
+      library->wgc_register_logger(OnLogLine);
+      CheckContext context{*library, task.slot, task.lose_device, finding};
+      RunCheck(check, context);
+      library->wgc_register_logger(nullptr);
+    } else {
+      finding.Fail(load_error);
+    }
+    WriteLine(ResultJson(number, finding, LoggedLines(), MillisecondsSince(start)));
+  }
+  CoUninitialize();
+  return 0;
+}
+
+}  // namespace quill_apps

@@ -1,0 +1,28 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "quill-check/check.h"
+
+namespace quill_apps {
+
+// What a worker's command line asks for.
+struct WorkerTask {
+  std::vector<int> checks;
+  int slot = 0;
+  bool lose_device = false;
+};
+
+// Runs the checks one after the other and writes two lines of JSON for each to standard output:
+// {"begin": NUMBER}, and the result, see ResultJson. The process ends with 0.
+int RunWorker(const WorkerTask& task);
+
+// A check's result as the parent reports it: number, verdict, notes, figures, pictures, log, ms.
+nlohmann::ordered_json ResultJson(int number, const Finding& finding,
+                                  const std::vector<LogLine>& log, double milliseconds);
+
+}  // namespace quill_apps
