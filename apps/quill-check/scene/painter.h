@@ -1,0 +1,35 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "common/pixels.h"
+
+namespace quill_apps {
+
+enum class Drawing {
+  kDirect3D,  // a swap chain of the flip model
+  kGdi,       // one copy from a bitmap
+};
+
+// Draws the pattern in a window's client area. For the window's thread.
+class Painter {
+ public:
+  virtual ~Painter() = default;
+
+  // Throws ToolError, as all that draws.
+  virtual void Resize(FrameSize size) = 0;
+  // Draws the pattern with that counter. Does not show it.
+  virtual void Draw(uint32_t counter) = 0;
+  // Shows what was drawn last. With the refresh: waits for the display, if the platform can.
+  virtual void Show(bool with_refresh) = 0;
+};
+
+std::unique_ptr<Painter> MakePainter(Drawing drawing, HWND window, FrameSize size);
+
+}  // namespace quill_apps
