@@ -18,8 +18,9 @@ namespace {
 
 // The text, in whatever language, has neither the full stop nor the line break of the system's.
 TEST(DescribeErrorTest, NumberFollowsTheSystemsText) {
-  for (const auto& [error, number] : {std::pair{DWORD{ERROR_ACCESS_DENIED}, " (5)"},
-                                      {static_cast<DWORD>(E_OUTOFMEMORY), " (0x8007000e)"}}) {
+  const std::pair<DWORD, const char*> kErrors[] = {
+      {ERROR_ACCESS_DENIED, " (5)"}, {static_cast<DWORD>(E_OUTOFMEMORY), " (0x8007000e)"}};
+  for (const auto& [error, number] : kErrors) {
     const std::string text = DescribeError(error);
     ASSERT_TRUE(text.ends_with(number)) << text;
     const std::string words = text.substr(0, text.size() - std::string(number).size());

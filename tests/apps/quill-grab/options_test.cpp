@@ -96,24 +96,22 @@ TEST(OptionsTest, PngFilesAreWrittenOnlyWithoutAnotherOutput) {
 
 // Ten seconds and as long as the frames take, but no limit for what others read or look at.
 TEST(OptionsTest, TimeLimitFollowsFromTheOutputsAndTheNumberOfFrames) {
-  for (const auto& [line, seconds] : {std::pair{"--raw f", kForever},
-                                      {"--y4m f --frames 5", kForever},
-                                      {"--json f", kForever},
-                                      {"--watch", kForever},
-                                      {"--frames 60", 12.0},
-                                      {"--frames 60 --seconds 1", 1.0},
-                                      {"--json f --frames 60", 12.0},
-                                      {"--json f --screenshot s", 10.0},
-                                      {"--report f", 10.0},
-                                      {"--raw f --seconds 4", 4.0}}) {
+  const std::pair<const char*, double> kLimits[] = {
+      {"--raw f", kForever},          {"--y4m f --frames 5", kForever},
+      {"--json f", kForever},         {"--watch", kForever},
+      {"--frames 60", 12.0},          {"--frames 60 --seconds 1", 1.0},
+      {"--json f --frames 60", 12.0}, {"--json f --screenshot s", 10.0},
+      {"--report f", 10.0},           {"--raw f --seconds 4", 4.0}};
+  for (const auto& [line, seconds] : kLimits) {
     EXPECT_EQ(Parsed(std::string("--title T ") + line).seconds, seconds) << line;
   }
 }
 
 // A thousand times 1.001 is less than 1001 in floating point.
 TEST(OptionsTest, RatesAreRoundedToThreeDecimals) {
-  for (const auto& [text, fps] :
-       {std::pair{"29.97", 29.97}, {"23.97602", 23.976}, {"23.9766", 23.977}, {"1.001", 1.001}}) {
+  const std::pair<const char*, double> kRates[] = {
+      {"29.97", 29.97}, {"23.97602", 23.976}, {"23.9766", 23.977}, {"1.001", 1.001}};
+  for (const auto& [text, fps] : kRates) {
     EXPECT_EQ(Parsed(std::string("--title T --fps ") + text).fps, fps);
   }
 }

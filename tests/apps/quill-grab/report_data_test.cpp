@@ -164,9 +164,9 @@ class ThumbnailPickerTest : public ComTest {
 };
 
 TEST_F(ThumbnailPickerTest, LargeFramesAreShrunkAndColoursKeepTheirPlaces) {
-  for (const auto& [frame, expected] : {std::pair{FrameSize{1280, 720}, FrameSize{320, 180}},
-                                        {{600, 800}, {240, 320}},
-                                        {{5, 4}, {5, 4}}}) {
+  const std::pair<FrameSize, FrameSize> kSizes[] = {
+      {{1280, 720}, {320, 180}}, {{600, 800}, {240, 320}}, {{5, 4}, {5, 4}}};
+  for (const auto& [frame, expected] : kSizes) {
     ThumbnailPicker picker;
     Offer(picker, 0.0, 1.0f, frame);
     const Thumbnail thumbnail = picker.Picked().at(0);
@@ -281,11 +281,11 @@ TEST(TileHeatTest, AlphaAndPaddingDoNotCount) {
 TEST(TileHeatTest, EachSizeHasAMapAndOnlyFramesThatFollowEachOtherAreCompared) {
   TileHeat heat;
   TestFrame large(64, 32);
-  TestFrame small(32, 32);
+  TestFrame other(32, 32);
   heat.Add(large.view());
-  heat.Add(small.view());
-  small.Change(0, 0, 0);
-  heat.Add(small.view());
+  heat.Add(other.view());
+  other.Change(0, 0, 0);
+  heat.Add(other.view());
   large.Change(63, 0, 0);
   heat.Add(large.view());  // after another size
   large.Change(40, 9, 0);

@@ -142,12 +142,10 @@ TEST(StreamFormatTest, RawFramesAreAppendedWithoutThePaddingOfRows) {
 }
 
 TEST(StreamFormatTest, Y4mHeaderNamesSizeFormatAndTheRateAsAnExactFraction) {
-  for (const auto& [fps, rate] : {std::pair{30.0, "30:1"},
-                                  {29.97, "2997:100"},
-                                  {23.976, "2997:125"},
-                                  {0.1, "1:10"},
-                                  {12.5, "25:2"},
-                                  {240.0, "240:1"}}) {
+  const std::pair<double, const char*> kRates[] = {{30.0, "30:1"},       {29.97, "2997:100"},
+                                                   {23.976, "2997:125"}, {0.1, "1:10"},
+                                                   {12.5, "25:2"},       {240.0, "240:1"}};
+  for (const auto& [fps, rate] : kRates) {
     EXPECT_EQ(
         FormatOf("--y4m").header({302, 204}, fps),
         std::string("YUV4MPEG2 W302 H204 F") + rate + " Ip A1:1 C420jpeg XCOLORRANGE=LIMITED\n");

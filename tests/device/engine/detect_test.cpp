@@ -103,7 +103,8 @@ INSTANTIATE_TEST_SUITE_P(, ChangedPixels, testing::ValuesIn(kPixelCases),
 class FrameDiffEngineDetect : public EngineTest {};
 
 TEST_F(FrameDiffEngineDetect, TheFirstFrameOfEachSizeGivesNoRectanglesAndIsComparedWithTheNext) {
-  for (const auto& [width, height] : {std::pair{300u, 200u}, {200u, 300u}, {201u, 300u}}) {
+  for (const auto& [width, height] :
+       {std::pair{300u, 200u}, std::pair{200u, 300u}, std::pair{201u, 300u}}) {
     Image image = NoiseImage(width, height);
     const Outcome first = Handle(image);
     EXPECT_TRUE(first.rebuilt);

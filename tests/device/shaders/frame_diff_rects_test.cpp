@@ -117,8 +117,8 @@ TEST(FrameDiffRects, AChangedPixelGives230ForEachBegunChannelOfTheSumOfItsDiffer
 }
 
 TEST(FrameDiffRects, AnEightBitTexelClampsTheMeasureTo255AndASixteenBitTexelHoldsItAll) {
-  for (const auto& [pixel, expected] :
-       {std::pair{0xff000001u, 230u}, {0xff0001ffu, 255u}, {kWhite, 255u}, {kBlack, 0u}}) {
+  for (const auto& [pixel, expected] : {std::pair{0xff000001u, 230u}, std::pair{0xff0001ffu, 255u},
+                                        std::pair{kWhite, 255u}, std::pair{kBlack, 0u}}) {
     EXPECT_EQ(MeasureOfChange(kBlack, pixel, DXGI_FORMAT_R8_UINT), expected);
   }
   EXPECT_EQ(MeasureOfChange(kBlack, kWhite, DXGI_FORMAT_R16_UINT), 690u);
@@ -335,15 +335,19 @@ double Seconds(const Picture& before, const Picture& after, const Size& tile) {
 // but a few of a tile's loads are left out, so half the time is a generous bound.
 TEST(FrameDiffRects, ALongColumnOrRowIsLeftAtTheFirstChange) {
   for (const auto& [frame, tile] :
-       {std::pair{Size{81, 16001}, Size{1, 16000}}, {Size{16001, 2}, Size{16000, 1}}}) {
+       {std::pair{Size{81, 16001}, Size{1, 16000}}, std::pair{Size{16001, 2}, Size{16000, 1}}}) {
     SCOPED_TRACE(tile.width);
     const Picture before(frame.width, frame.height, kBlack);
     Picture after = before;
-    const double unchanged = Seconds(before, after, tile);
     for (uint32_t x = 0; x + tile.width < frame.width; x += tile.width) {
       after.At(x + (tile.width > 1), tile.height > 1) = k230;
     }
-    EXPECT_LT(Seconds(before, after, tile), unchanged / 2);
+    // Other work on the machine may disturb an attempt.
+    bool left_early = false;
+    for (int attempt = 0; attempt < 5 && !left_early; ++attempt) {
+      left_early = Seconds(before, after, tile) < Seconds(before, before, tile) / 2;
+    }
+    EXPECT_TRUE(left_early);
   }
 }
 

@@ -51,10 +51,12 @@ TEST_F(WgcLogfTest, PrintsAnHresultAsEightLowerCaseDigitsAndAsASignedNumber) {
 }
 
 // Leaves ones where the next function that is called will have its variables.
-[[gnu::noinline]] void FillTheStack() {
+void FillTheStack() {
   volatile char bytes[16384];
   for (volatile char& byte : bytes) byte = '\xFF';
 }
+// Keeps the compiler from inlining it.
+void (*volatile fill_the_stack)() = FillTheStack;
 
 TEST_F(WgcLogfTest, CutsALongLineAt1022CharactersWithALengthUpTo1024) {
   const struct {
@@ -66,7 +68,7 @@ TEST_F(WgcLogfTest, CutsALongLineAt1022CharactersWithALengthUpTo1024) {
     lines.clear();
     std::string text;
     for (size_t i = 0; i < formatted; ++i) text += static_cast<char>('a' + i % 26);
-    FillTheStack();
+    fill_the_stack();
     WgcLogf(LogInfo, "%s", text.c_str());
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].text, text.substr(0, stored));

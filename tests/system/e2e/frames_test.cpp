@@ -14,8 +14,9 @@ constexpr float kOneTileOf96x96 = static_cast<float>(32.0 * 32 / (96 * 96));
 TEST_ON_OWN_THREAD(BufferOutput, FollowsAWindowThatRepaintsAndResizes) {
   Capture capture(MakePattern(200, 100));
   uint32_t seed = 0;
-  for (const auto& [width, height] :
-       {std::pair{200, 100}, {1, 1}, {3, 200}, {321, 1}, {127, 65}, {801, 603}, {640, 480}}) {
+  const std::pair<int, int> kSizes[] = {{200, 100}, {1, 1},     {3, 200},  {321, 1},
+                                        {127, 65},  {801, 603}, {640, 480}};
+  for (const auto& [width, height] : kSizes) {
     for (int i = 0; i < 2; ++i) {
       const Picture picture = MakePattern(width, height, ++seed);
       capture.window.Show(picture);
@@ -67,7 +68,8 @@ TEST_ON_OWN_THREAD(Detection, TheRatioIsTheShareOfTheTilesChangedSinceTheFrameBe
   Capture capture(picture, true);
   capture.session.Ratio();
   using Points = std::vector<std::pair<uint32_t, uint32_t>>;
-  for (const Points& points : {Points{{10, 10}}, {{40, 40}}, {{63, 32}}, {{0, 0}, {63, 63}}}) {
+  for (const Points& points :
+       {Points{{10, 10}}, Points{{40, 40}}, Points{{63, 32}}, Points{{0, 0}, {63, 63}}}) {
     for (const auto& [x, y] : points) picture.At(x, y) ^= 0x800000;
     capture.window.Show(picture);
     float ratio = 0;
@@ -112,9 +114,9 @@ TEST_ON_OWN_THREAD(TextureOutput, HasTheWindowsPixelsOnTheSessionsDeviceInANewTe
 
 TEST_ON_OWN_THREAD(Outputs, CanBeSwitchedWhileRunningEvenIfTheWindowGrewInTextureOutput) {
   const PlatformSetting every_tick(L"SendUnchangedFrames", 1);
-  const Picture small = MakePattern(64, 48, 1);
-  const Picture large = MakePattern(700, 500, 2);
-  Capture capture(small);
+  const Picture first = MakePattern(64, 48, 1);
+  const Picture second = MakePattern(700, 500, 2);
+  Capture capture(first);
   const auto comes_as_texture = [&](const Picture& picture) {
     return capture.session.PollUntil([&](const Poll& poll) {
       return poll.result && capture.session.ReadTexture(poll) == picture;
@@ -122,16 +124,16 @@ TEST_ON_OWN_THREAD(Outputs, CanBeSwitchedWhileRunningEvenIfTheWindowGrewInTextur
   };
   const void* const buffer = capture.session.PollOnce().frame;
   capture.session.SetTexture(true);
-  EXPECT_TRUE(comes_as_texture(small));
+  EXPECT_TRUE(comes_as_texture(first));
   capture.session.SetTexture(false);
   EXPECT_EQ(capture.session.PollOnce().frame, buffer);
-  EXPECT_TRUE(SamePixels(capture.session.PollOnce(), small));
+  EXPECT_TRUE(SamePixels(capture.session.PollOnce(), first));
 
   capture.session.SetTexture(true);
-  capture.window.Show(large);
-  EXPECT_TRUE(comes_as_texture(large));
+  capture.window.Show(second);
+  EXPECT_TRUE(comes_as_texture(second));
   capture.session.SetTexture(false);
-  EXPECT_TRUE(capture.session.ComesToShow(large));
+  EXPECT_TRUE(capture.session.ComesToShow(second));
 }
 
 TEST_ON_OWN_THREAD(Cursor, IsDrawnOnlyWhenAskedFor) {

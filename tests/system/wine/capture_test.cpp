@@ -82,7 +82,7 @@ TEST_F(RunningCapture, CountsTimeByThePerformanceCounter) {
 TEST_F(RunningCapture, KeepsThePoolsSizeForContentOfAnotherSize) {
   recording_.TakeAllFrames();
   // What exceeds the pool's size is cut off; smaller content lies at the top left.
-  for (const SizeInt32 size : {SizeInt32{300, 200}, {100, 70}, {100, 110}}) {
+  for (const SizeInt32 size : {SizeInt32{300, 200}, SizeInt32{100, 70}, SizeInt32{100, 110}}) {
     const Picture shown = MakePattern(size.Width, size.Height, size.Height);
     window_.Show(shown);
     const SIZE visible = {std::min<LONG>(size.Width, 160), std::min<LONG>(size.Height, 120)};

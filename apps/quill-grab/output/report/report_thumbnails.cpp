@@ -76,10 +76,10 @@ std::vector<Thumbnail> ThumbnailPicker::Picked() const {
 }
 
 Thumbnail ThumbnailPicker::Shrink(double seconds, float ratio, const PixelView& frame) const {
-  Thumbnail small{
+  Thumbnail thumbnail{
       seconds, ratio, frame.size(), ShrunkToFit(frame.size(), {kMaxSide, kMaxSide}), {}};
-  scaler_.Shrink(frame, small.size, small.pixels);
-  return small;
+  scaler_.Shrink(frame, thumbnail.size, thumbnail.pixels);
+  return thumbnail;
 }
 
 }  // namespace quill_apps
