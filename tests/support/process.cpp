@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <psapi.h>
+#include <tlhelp32.h>
 #include <winternl.h>
 
 #include <algorithm>
@@ -56,33 +57,41 @@ BOOL CALLBACK FindVisibleWindow(HWND window, LPARAM parameter) {
   return FALSE;
 }
 
-std::vector<char> SystemInformation(SYSTEM_INFORMATION_CLASS what) {
-  std::vector<char> information(4 * 1024 * 1024);
-  EXPECT_EQ(NtQuerySystemInformation(what, information.data(),
-                                     static_cast<ULONG>(information.size()), nullptr),
-            0);
-  return information;
-}
+// An entry of the system's list of handles, which the SDK's winternl.h does not declare.
+struct SystemHandle {
+  ULONG owner;
+  BYTE type;
+  BYTE flags;
+  USHORT value;
+  void* object;
+  ULONG access;
+};
 
-// Wine's GetProcessHandleCount always says 0.
 int CountHandles() {
-  const auto list = SystemInformation(SystemHandleInformation);
-  const auto* const handles = reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(list.data());
+  DWORD count = 0;
+  EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &count));
+  if (count != 0) return static_cast<int>(count);
+  // Wine always says 0.
+  constexpr auto kHandles = static_cast<SYSTEM_INFORMATION_CLASS>(16);
+  std::vector<char> list(4 * 1024 * 1024);
+  EXPECT_EQ(
+      NtQuerySystemInformation(kHandles, list.data(), static_cast<ULONG>(list.size()), nullptr), 0);
+  const auto* const handles = reinterpret_cast<const SystemHandle*>(&list[sizeof(void*)]);
   return static_cast<int>(std::count_if(
-      handles->Handle, handles->Handle + handles->Count,
-      [](const SYSTEM_HANDLE_ENTRY& handle) { return handle.OwnerPid == GetCurrentProcessId(); }));
+      handles, handles + *reinterpret_cast<const ULONG*>(list.data()),
+      [](const SystemHandle& handle) { return handle.owner == GetCurrentProcessId(); }));
 }
 
 int CountThreads() {
-  const auto list = SystemInformation(SystemProcessInformation);
-  for (size_t offset = 0;;) {
-    const auto* const process = reinterpret_cast<const SYSTEM_PROCESS_INFORMATION*>(&list[offset]);
-    if (reinterpret_cast<ULONG_PTR>(process->UniqueProcessId) == GetCurrentProcessId()) {
-      return static_cast<int>(process->NumberOfThreads);
-    }
-    if (process->NextEntryOffset == 0) return 0;
-    offset += process->NextEntryOffset;
+  const HANDLE list = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  THREADENTRY32 thread{};
+  thread.dwSize = sizeof(thread);
+  int count = 0;
+  for (BOOL more = Thread32First(list, &thread); more; more = Thread32Next(list, &thread)) {
+    count += thread.th32OwnerProcessID == GetCurrentProcessId();
   }
+  CloseHandle(list);
+  return count;
 }
 
 // What Windows calls private bytes; Wine leaves that field 0, and the page file's share is the same
