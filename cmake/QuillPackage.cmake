@@ -2,9 +2,11 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS quill-wgc RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
-if(TARGET quill-grab)
-  install(TARGETS quill-grab RUNTIME DESTINATION bin)
-endif()
+foreach(program quill-grab quill-check)
+  if(TARGET ${program})
+    install(TARGETS ${program} RUNTIME DESTINATION bin)
+  endif()
+endforeach()
 if(MINGW)
   install(FILES $<TARGET_FILE:quill-wgc>.debug DESTINATION bin)
   # The import library in the format of Visual Studio's linker.
@@ -25,6 +27,8 @@ if(MINGW)
   endif()
 else()
   install(FILES $<TARGET_PDB_FILE:quill-wgc> DESTINATION bin)
+  # MinGW's linker reads this format, too; pkg-config and people look for its usual name.
+  install(FILES $<TARGET_LINKER_FILE:quill-wgc> DESTINATION lib RENAME libquill-wgc.dll.a)
 endif()
 install(FILES include/libquill_wgc.h DESTINATION include)
 
@@ -39,14 +43,17 @@ install(FILES
 configure_file(cmake/quill-wgc.pc.in quill-wgc.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/quill-wgc.pc DESTINATION lib/pkgconfig)
 
-install(FILES LICENSE README.md CHANGELOG.md DESTINATION share/doc/quill-wgc)
-install(DIRECTORY docs DESTINATION share/doc/quill-wgc
-  FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg)
+# The pages, and what they link to.
+set(doc share/doc/quill-wgc)
+install(FILES CHANGELOG.md CONTRIBUTING.md LICENSE README.md SECURITY.md DESTINATION ${doc})
+install(DIRECTORY docs DESTINATION ${doc} FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg)
+install(FILES wine/README.md DESTINATION ${doc}/wine)
+install(DIRECTORY examples DESTINATION ${doc} PATTERN CMakeLists.txt EXCLUDE)
 
 # quill_license(NAME FILE): installs the licence of third-party code that is part of our binaries.
 function(quill_license name file)
   if(EXISTS ${file})
-    install(FILES ${file} DESTINATION share/licenses/${name})
+    install(FILES ${file} DESTINATION share/licenses/${name} RENAME copyright)
   else()
     message(WARNING "The package lacks the licence of ${name}: there is no ${file}")
   endif()

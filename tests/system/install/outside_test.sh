@@ -54,9 +54,15 @@ export PKG_CONFIG_LIBDIR=$tree/lib/pkgconfig
 [ "$(pkg-config --modversion quill-wgc)" = "$version" ] || fail "pkg-config gives another version"
 # Evaluated, because pkg-config quotes the blanks of its paths for the shell.
 eval "flags=($(pkg-config --cflags --libs quill-wgc))"
-quietly x86_64-w64-mingw32-gcc -std=c11 -Wall -Wextra -Werror "$here/outside/host.c" "${flags[@]}" \
-  -o "$folder/host_pkg_config.exe"
-run "$folder/host_pkg_config.exe"
+build_by_pkg_config() {
+  quietly x86_64-w64-mingw32-gcc -std=c11 -Wall -Wextra -Werror "$here/outside/host.c" "${flags[@]}" \
+    -o "$folder/$1.exe"
+  run "$folder/$1.exe"
+}
+build_by_pkg_config host_pkg_config
+# A zip made by Visual Studio has its import library under MinGW's name, too.
+cp "$tree/lib/quill-wgc.lib" "$tree/lib/libquill-wgc.dll.a"
+build_by_pkg_config host_visual_studio_library
 
 quietly cmake -S "$here/visual_studio" -B "$folder/visual_studio" -G Ninja \
   -D CMAKE_SYSTEM_NAME=Windows -D CMAKE_BUILD_TYPE=Release -D CMAKE_PREFIX_PATH="$tree" \
