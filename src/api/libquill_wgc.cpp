@@ -19,7 +19,18 @@ static WgcCaptureSession* FromHandle(void* session) {
   return static_cast<WgcCaptureSession*>(session);
 }
 
+// Keeps the library loaded until the process ends, whatever the host frees: the projection's
+// factory cache, event handlers and the clean-up of COM refer to its code, and an unload would run
+// that clean-up on any thread. When it fails, the library stays loaded as long as the host keeps
+// it.
+static void PinModule() {
+  HMODULE module = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                     reinterpret_cast<LPCWSTR>(&PinModule), &module);
+}
+
 bool is_wgc_session_supported(void) {
+  PinModule();
   try {
     using winrt::Windows::Foundation::Metadata::ApiInformation;
     return ApiInformation::IsApiContractPresent(L"Windows.Foundation.UniversalApiContract", 8);
@@ -34,11 +45,13 @@ void wgc_register_logger(WgcLogCallback cb) {
 }
 
 void* wgc_session_create(HWND window) {
+  PinModule();
   return new (std::nothrow) WgcCaptureSession(window);
 }
 
 void* wgc_session_create2(HMONITOR monitor) {
   if (monitor == nullptr) return nullptr;
+  PinModule();
   return new (std::nothrow) WgcCaptureSession(monitor);
 }
 

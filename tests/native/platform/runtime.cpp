@@ -308,6 +308,14 @@ extern "C" BOOL WINAPI FreeLibrary(HMODULE) {
   return TRUE;
 }
 
+extern "C" BOOL WINAPI GetModuleHandleExW(DWORD flags, LPCWSTR, HMODULE* module) {
+  *module = nullptr;
+  if (flags == (GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN)) {
+    ++fake::module_pins;
+  }
+  return TRUE;
+}
+
 extern "C" HRESULT WINAPI CoCreateFreeThreadedMarshaler(::IUnknown*, ::IUnknown** marshaler) {
   *marshaler = fake::settings.marshaler;
   if (!*marshaler) return E_OUTOFMEMORY;
@@ -345,6 +353,7 @@ void Reset() {
   settings = {};
   com_initializations = 0;
   com_uninitializations = 0;
+  module_pins = 0;
   com_apartment.reset();
   libraries_loaded = 0;
   mta_usages = 0;

@@ -9,6 +9,7 @@
 #include <activation.h>
 #include <hstring.h>
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -74,6 +75,9 @@ inline Settings settings;
 inline int com_initializations = 0;
 inline int com_uninitializations = 0;
 inline std::optional<DWORD> com_apartment;  // as asked for
+
+// How often the library asked never to be unloaded.
+inline std::atomic<int> module_pins = 0;
 
 // How often libraries were loaded, less how often they were freed.
 inline int libraries_loaded = 0;

@@ -413,5 +413,23 @@ TEST_F(Lifecycle, TicksPer60MillisecondsAreTruncatedAndStoredIn32Bits) {
   }
 }
 
+// The end-to-end tests show what comes of it.
+TEST(LibraryModule, IsPinnedByTheSupportProbeAndByBothCreateFunctions) {
+  fake::Reset();
+  is_wgc_session_supported();
+  EXPECT_EQ(fake::module_pins, 1);
+  Session window(kWindow);
+  EXPECT_EQ(fake::module_pins, 2);
+  Session monitor(kMonitor);
+  EXPECT_EQ(fake::module_pins, 3);
+}
+
+TEST(LibraryModule, IsNotPinnedByCallsThatReachNoPlatform) {
+  fake::Reset();
+  wgc_register_logger(nullptr);
+  EXPECT_EQ(wgc_session_create2(nullptr), nullptr);
+  EXPECT_EQ(fake::module_pins, 0);
+}
+
 }  // namespace
 }  // namespace session_test
