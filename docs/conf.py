@@ -52,7 +52,7 @@ NAVIGATION = {
     "Getting started": ["docs/getting-started-windows", "docs/getting-started-linux"],
     "Using the library": [
         "docs/reference", "docs/threads", "docs/buffers", "docs/texture-output",
-        "docs/change-detection", "docs/logging", "docs/troubleshooting", "docs/faq"],
+        "docs/change-detection", "docs/logging", "docs/troubleshooting", "docs/windows", "docs/faq"],
     "Tools": ["docs/quill-grab"],
     "Inside": ["docs/architecture", "docs/shaders", "docs/projection", "wine/README"],
     # And whatever page is not named here.

@@ -7,8 +7,11 @@
 /**
  * @file
  * libquill-wgc captures the picture of one top-level window or one monitor through Windows Graphics
- * Capture (Windows 10 and later) and hands out the most recent frame, as BGRA bytes or as a
- * Direct3D 11 texture.
+ * Capture and hands out the most recent frame, as BGRA bytes or as a Direct3D 11 texture. It needs
+ * Windows 10 version 1903. The DLL loads on version 1709 and later.
+ *
+ * Microsoft's documentation does not promise all that is said here about Windows; docs/windows.md
+ * tells what it does.
  *
  * @code{.c}
  *   void* session = wgc_session_create(window);
@@ -37,14 +40,25 @@
  * A thread starts one session in its life; for the next session, start a new thread. A start gives
  * its thread a dispatcher queue. Windows allows one queue per thread, and the queue stays with the
  * thread: destroying the session does not end it. On a thread that has a queue wgc_session_start()
- * fails, with `Winrt exception:-2147417842` (RPC_E_WRONG_THREAD) in the log, and a capture that
- * runs on it goes on.
+ * fails, and a capture that runs on it goes on. The log has a `Winrt exception` line; Microsoft
+ * does not document the HRESULT, which is taken to be -2147417842 (RPC_E_WRONG_THREAD).
  *
  * @par COM
  * The first session created in a process initialises COM for the multithreaded apartment on the
- * creating thread. On a thread that already is a single-threaded apartment this fails, and the C++
- * exception (a winrt::hresult_error with RPC_E_CHANGED_MODE) leaves the create function; create the
- * first session on a thread that has not chosen an apartment.
+ * creating thread. Threads that initialise nothing, as start threads may, are in that apartment
+ * only while a thread holds it: let the creating thread outlive all sessions, or keep COM
+ * initialised yourself, by CoIncrementMTAUsage or on another thread.
+ *
+ * On a thread that already is a single-threaded apartment the initialisation fails, and a C++
+ * exception (a winrt::hresult_error with RPC_E_CHANGED_MODE) leaves the create function. Only a
+ * host built by the same compiler as the DLL can catch it; in any other the process ends. To be
+ * safe, call `CoInitializeEx(NULL, COINIT_MULTITHREADED)` on the creating thread first, and create
+ * the session only if that succeeds.
+ *
+ * @par Unloading
+ * is_wgc_session_supported(), wgc_session_create() and wgc_session_create2() keep the DLL loaded
+ * until the process ends, whatever FreeLibrary is called for: Windows may keep references to its
+ * code. COM is left when the process ends, on the thread that ends it.
  *
  * @par Errors
  * There are no error codes: results say success or failure, and the log says why.
@@ -88,9 +102,11 @@ typedef void (*WgcLogCallback)(int level, const char* text, size_t length);
 
 /**
  * Tells whether this Windows has the API contract that capture relies on (universal contract 8 or
- * later).
+ * later). It does not tell whether the desktop can be captured now, or whether there is a graphics
+ * adapter for it.
  *
- * Creates nothing, logs nothing. Any thread, at any time.
+ * Creates no session and logs nothing. In a process without COM it makes the multithreaded
+ * apartment and keeps it. Any thread, but not from DllMain.
  *
  * @return True when the contract is there; false otherwise, or when Windows does not answer.
  */
@@ -108,6 +124,8 @@ void wgc_register_logger(WgcLogCallback cb);
 
 /**
  * Creates a session for a top-level window. It captures nothing before wgc_session_start().
+ *
+ * The first call of the process initialises COM, which can raise an exception: see "COM" above.
  *
  * @param window The window. It is not checked here: with an invalid or null one,
  *     wgc_session_start() fails.
@@ -204,7 +222,7 @@ void wgc_free_recent_frame(void* session, void* frame);
  * counted in tiles of 32 x 32 pixels. The last tile column and row, and everything right of 4096
  * pixels, are not compared. In byte output each frame is compared with the previous frame that
  * detection saw in byte output; in texture output every frame is compared with the same one. If
- * detection has run in texture output only, that is a new texture, as a rule a blank one.
+ * detection has run in texture output only, that is a new texture, whose contents are undefined.
  *
  * In byte output, 0.0 means that the bytes did not change. A frame that equals the one it was
  * compared with is copied all the same, and counts as not compared, when the bytes hold another
@@ -213,6 +231,10 @@ void wgc_free_recent_frame(void* session, void* frame);
  * Start thread; from another thread a value may be lost.
  *
  * @param session The session.
+ * Detection needs an adapter of feature level 11.0 that can load R8_UINT from unordered-access
+ * views (D3D11_FEATURE_DATA_D3D11_OPTIONS2::TypedUAVLoadAdditionalFormats). Below that level no
+ * frame is compared; without such loads results are undefined.
+ *
  * @return The changed share. 1.0 for a frame that was not compared: every frame without detection,
  *     and the first of a size that detection meets (0.0 for it in texture output). 0.0 also when
  *     no frame has arrived since the previous call.
@@ -251,9 +273,13 @@ bool wgc_enable_cursor(void* session, bool enable);
  * Shows or hides the coloured border that Windows draws around what is captured; takes effect at
  * once. Start thread.
  *
+ * Hiding is a request: Windows ignores it without the user's consent to a borderless capture, and
+ * while another program shows a border on the same target. The library does not ask for the
+ * consent.
+ *
  * @param session The session.
  * @param show True to show it.
- * @return False, with a WGC_LOG_WARNING line, when this Windows cannot hide it (hide only).
+ * @return False, with a WGC_LOG_WARNING line, when this Windows has no such switch (hide only).
  */
 bool wgc_show_border(void* session, bool show);
 
