@@ -57,8 +57,8 @@
  *
  * @par Unloading
  * is_wgc_session_supported(), wgc_session_create() and wgc_session_create2() keep the DLL loaded
- * until the process ends, whatever FreeLibrary is called for: Windows may keep references to its
- * code. COM is left when the process ends, on the thread that ends it.
+ * until the process ends; FreeLibrary has no effect after them. Windows may keep references to the
+ * library's code. COM is left when the process ends, on the thread that ends it.
  *
  * @par Errors
  * There are no error codes: results say success or failure, and the log says why.

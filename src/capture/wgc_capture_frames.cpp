@@ -145,7 +145,7 @@ bool WgcCaptureSession::CopyFrameDirectly(ID3D11Texture2D* texture) {
   if (SUCCEEDED(result)) {
     mapped_texture = texture;
   } else if (result == E_INVALIDARG) {
-    // The answer of a texture that only the GPU can access.
+    // Taken for the answer of a texture that only the GPU can access; none is documented.
     const D3D11_TEXTURE2D_DESC staging_desc = StagingDesc(desc);
     if (FAILED(device->CreateTexture2D(&staging_desc, nullptr, staging.put())) || !staging) {
       return false;

@@ -79,6 +79,7 @@ void EnsureComInitialized() {
     const HRESULT result = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     // Not check_hresult(), which turns E_OUTOFMEMORY into std::bad_alloc.
     if (FAILED(result)) throw winrt::hresult_error(result);
+    // Runs on the thread that ends the process, as the library is never unloaded before.
     std::atexit([] { CoUninitialize(); });
     return true;
   }();
