@@ -49,9 +49,17 @@ HWND OwnTerminal() {
   return console == nullptr ? nullptr : GetAncestor(console, GA_ROOTOWNER);
 }
 
-WindowInfo Describe(HWND window) {
+// What is seen of the window. GetWindowRect includes its invisible borders for resizing.
+RECT VisibleArea(HWND window) {
   RECT area{};
-  GetWindowRect(window, &area);
+  if (FAILED(DwmGetWindowAttribute(window, DWMWA_EXTENDED_FRAME_BOUNDS, &area, sizeof area))) {
+    GetWindowRect(window, &area);
+  }
+  return area;
+}
+
+WindowInfo Describe(HWND window) {
+  const RECT area = VisibleArea(window);
   return {window,
           TitleOf(window),
           ClassOf(window),
@@ -160,8 +168,11 @@ std::string FormatLists(const std::vector<WindowInfo>& windows,
   std::string text = "Windows, topmost first (--window HANDLE, --class, --title):";
   if (windows.empty()) text += "\n  none";
   for (const WindowInfo& window : windows) {
-    text += Format("\n  0x%-10llx %5ld x %-5ld %s  \"%s\"%s%s", HandleNumber(window.handle),
-                   window.width, window.height, window.class_name.c_str(), window.title.c_str(),
+    // The area of a minimised window is its icon's.
+    const std::string size =
+        window.minimised ? std::string() : Format("%5ld x %-5ld", window.width, window.height);
+    text += Format("\n  0x%-10llx %-13s %s  \"%s\"%s%s", HandleNumber(window.handle), size.c_str(),
+                   window.class_name.c_str(), window.title.c_str(),
                    window.minimised ? "  minimised: delivers no frames" : "",
                    window.own_terminal ? "  this terminal: --window only" : "");
   }

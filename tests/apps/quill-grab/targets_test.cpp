@@ -78,6 +78,14 @@ TEST(ListWindowsTest, ControlCharactersOfATitleBecomeSpaces) {
   EXPECT_TRUE(description.ends_with("\"quill-grab  break  [31m     end \u00df\"")) << description;
 }
 
+TEST(FormatListsTest, MinimisedWindowHasNoSize) {
+  WindowInfo window = Window(2, "WineMine", "WineMine");
+  EXPECT_TRUE(Contains(FormatLists({window}, {}), "0x2            640 x 480   WineMine"));
+  window.minimised = true;
+  EXPECT_TRUE(Contains(FormatLists({window}, {}),
+                       "0x2                        WineMine  \"WineMine\"  minimised"));
+}
+
 TEST(ListMonitorsTest, PrimaryMonitorIsFirst) {
   const std::vector<MonitorInfo> monitors = ListMonitors();
   ASSERT_FALSE(monitors.empty());
