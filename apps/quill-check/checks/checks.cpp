@@ -14,6 +14,7 @@ std::span<const Check> AllChecks() {
   static constexpr Check kChecks[] = {
       {1, "functions and probe", "the DLL has its fifteen functions, and its probe is right", 4,
        CheckProbe},
+      {3, "pixels", "each pixel of a window comes as it was drawn", 8, CheckPixels},
   };
   return kChecks;
 }

@@ -11,5 +11,6 @@ namespace quill_apps {
 
 void CheckProbe(CheckContext& context);       // load.cpp
 void CheckFirstFrame(CheckContext& context);  // first_frame.cpp
+void CheckPixels(CheckContext& context);      // pixels.cpp
 
 }  // namespace quill_apps

@@ -31,6 +31,8 @@ constexpr uint32_t kColours[] = {
     0xFF202020, 0xFFFF0000, 0xFF404040, 0xFF0000FF, 0xFF606060, 0xFFFFFF00, 0xFF808080, 0xFF00FFFF,
     0xFFA0A0A0, 0xFFFF8000, 0xFFC0C0C0, 0xFF0080FF, 0xFFE0E0E0, 0xFF602010, 0xFF104080, 0xFF8030F0};
 
+constexpr size_t kGreyStep = 32;
+
 constexpr uint32_t kCounterBits = 24;
 constexpr uint32_t kChecksumBits = 8;
 
@@ -312,6 +314,10 @@ uint8_t Channel(uint32_t pixel, int channel) {
   return static_cast<uint8_t>(pixel >> (8 * channel));
 }
 
+bool IsGrey(uint32_t colour) {
+  return Channel(colour, 0) == Channel(colour, 1) && Channel(colour, 1) == Channel(colour, 2);
+}
+
 int Distance(uint32_t a, uint32_t b, int channel) {
   return std::abs(Channel(a, channel) - Channel(b, channel));
 }
@@ -343,6 +349,9 @@ class Comparison {
       }
     }
     if (LargestDistance(seen, expected) == 0) return;
+    if (IsGrey(expected) && expected != kBlack && expected != kWhite) {
+      reading_.greys[Channel(expected, 1) / kGreyStep - 1] = Channel(seen, 1);
+    }
     if (reading_.deviating_blocks++ == 0) reading_.first = {column, row, expected, seen};
   }
 
@@ -372,6 +381,9 @@ void CompareColours(const Frame& frame, const Grid& grid, PatternReading& readin
   constexpr LONG kMargin = 2;
   reading.smallest_alpha = UINT8_MAX;
   reading.largest_alpha = 0;
+  for (size_t i = 0; i < std::size(reading.greys); ++i) {
+    reading.greys[i] = static_cast<uint8_t>((i + 1) * kGreyStep);
+  }
   Comparison comparison(frame, reading);
   for (uint32_t row = 0; row < grid.rows(); ++row) {
     for (uint32_t column = 0; column < grid.columns(); ++column) {

@@ -48,6 +48,8 @@ struct PatternReading {
   uint8_t deviation[3]{};  // the largest of blue, green and red
   size_t deviating_blocks = 0;
   BlockDeviation first{};  // of the blocks that deviate, row by row
+  // How 32, 64 and so on up to 224, in all channels, are seen in green.
+  uint8_t greys[7]{};
   uint8_t smallest_alpha = 0;
   uint8_t largest_alpha = 0;
 

@@ -287,6 +287,23 @@ TEST(Reading, DescribesWhatDeviates) {
   EXPECT_EQ(reading.deviation[2], 1);
 }
 
+TEST(Reading, TellsHowTheGreysAreSeen) {
+  const PatternReading exact = Read(Drawn());
+  Picture frame = Drawn();
+  for (uint32_t& pixel : frame.pixels) {
+    for (int shift = 0; shift < 24; shift += 8) {
+      const uint32_t value = pixel >> shift & 0xFF;
+      pixel = (pixel & ~(0xFFu << shift)) | (value * 3 / 4 + 60) << shift;
+    }
+  }
+  const PatternReading lighter = Read(frame);
+  ASSERT_TRUE(lighter.IsCompared());
+  for (int i = 0; i < 7; ++i) {
+    EXPECT_EQ(exact.greys[i], (i + 1) * 32);
+    EXPECT_EQ(lighter.greys[i], (i + 1) * 24 + 60);
+  }
+}
+
 TEST(Reading, NoticesOneWrongBlockWhereverItIs) {
   for (uint32_t row = 0; row < 22; ++row) {
     for (uint32_t column = 0; column < 40; ++column) {

@@ -1,0 +1,163 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "quill-check/checks/pattern_capture.h"
+
+#include <dxgi1_6.h>
+#include <wrl/client.h>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "common/text.h"
+
+namespace quill_apps {
+
+namespace {
+
+std::string AreaText(const RECT& area) {
+  return Format("%ld, %ld to %ld, %ld", area.left, area.top, area.right, area.bottom);
+}
+
+// The part of the frame that lies within the rectangle.
+PixelView Cut(const PixelView& frame, const RECT& part) {
+  const auto within = [](LONG value, uint32_t limit) {
+    return static_cast<uint32_t>(std::clamp<LONG>(value, 0, static_cast<LONG>(limit)));
+  };
+  const uint32_t left = within(part.left, frame.width);
+  const uint32_t top = within(part.top, frame.height);
+  return {frame.pixels + top * frame.row_pitch + left * kPixelBytes,
+          within(part.right, frame.width) - left, within(part.bottom, frame.height) - top,
+          frame.row_pitch};
+}
+
+bool IsHdr(HMONITOR monitor) {
+  using Microsoft::WRL::ComPtr;
+  ComPtr<IDXGIFactory1> factory;
+  if (FAILED(CreateDXGIFactory1(IID_PPV_ARGS(&factory)))) return false;
+  ComPtr<IDXGIAdapter1> adapter;
+  for (UINT i = 0; factory->EnumAdapters1(i, adapter.ReleaseAndGetAddressOf()) == S_OK; ++i) {
+    ComPtr<IDXGIOutput> output;
+    for (UINT j = 0; adapter->EnumOutputs(j, output.ReleaseAndGetAddressOf()) == S_OK; ++j) {
+      ComPtr<IDXGIOutput6> output6;
+      DXGI_OUTPUT_DESC1 description{};
+      if (SUCCEEDED(output.As(&output6)) && SUCCEEDED(output6->GetDesc1(&description)) &&
+          description.Monitor == monitor) {
+        return description.ColorSpace == DXGI_COLOR_SPACE_RGB_FULL_G2084_NONE_P2020;
+      }
+    }
+  }
+  return false;
+}
+
+Note JudgeGreys(const std::string& what, const PatternReading& reading) {
+  std::string text = what + ": on this HDR display the greys 32, 64 ... 224 come as";
+  for (const uint8_t grey : reading.greys) text += Format(" %d", grey);
+  const bool is_ascending = std::is_sorted(std::begin(reading.greys), std::end(reading.greys));
+  return {is_ascending ? Verdict::kInfo : Verdict::kFail, text};
+}
+
+}  // namespace
+
+HMONITOR PatternCapture::monitor() const {
+  return monitor_ != nullptr ? monitor_ : MonitorFromWindow(window_, MONITOR_DEFAULTTONEAREST);
+}
+
+bool PatternCapture::Poll() {
+  frame_ = session_.Poll();
+  ticks_ = Ticks();
+  if (!frame_) return false;
+  ratio_ = frame_->ratio;
+  frame_size_ = frame_->size;
+  const PixelView frame{static_cast<const uint8_t*>(frame_->data.get()), frame_size_.width,
+                        frame_size_.height, frame_size_.width * kPixelBytes};
+  view_ = part_ ? Cut(frame, *part_) : frame;
+  if (ratio_ == 0.0f) return false;
+  reading_ = ReadPattern(view_, client_);
+  return true;
+}
+
+bool PatternCapture::AwaitCounter(uint32_t counter, double seconds) {
+  return Await(seconds, [&] {
+    return Poll() && reading_.found && !reading_.torn && reading_.counter == counter;
+  });
+}
+
+bool PatternCapture::AwaitPresented(StageWindow& window, uint32_t counter, double seconds) {
+  window.Present(counter);
+  return AwaitCounter(counter, seconds);
+}
+
+Note JudgePixels(const std::string& what, const PatternCapture& capture, uint32_t counter,
+                 const RECT& place) {
+  const PatternReading& reading = capture.reading();
+  if (!reading.found) {
+    return {Verdict::kFail,
+            what + ": the pattern is not in the frame of " + SizeText(capture.frame_size())};
+  }
+  if (reading.scaled) {
+    return {Verdict::kFail, what + ": the client area is scaled: " + AreaText(reading.area)};
+  }
+  if (!EqualRect(&reading.area, &place)) {
+    return {Verdict::kFail, what + ": the client area is at " + AreaText(reading.area) +
+                                " instead of " + AreaText(place)};
+  }
+  if (reading.torn) return {Verdict::kFail, what + ": the frame is torn"};
+  if (reading.counter != counter) {
+    return {Verdict::kFail, Format("%s: the frame shows picture %u instead of %u", what.c_str(),
+                                   reading.counter, counter)};
+  }
+  const std::string alpha =
+      reading.smallest_alpha == reading.largest_alpha
+          ? Format("alpha %d", reading.smallest_alpha)
+          : Format("alpha %d to %d", reading.smallest_alpha, reading.largest_alpha);
+  if (reading.deviating_blocks == 0) {
+    return {Verdict::kPass, what + ": every colour is exact, " + alpha};
+  }
+  if (IsHdr(capture.monitor())) return JudgeGreys(what, reading);
+  constexpr int kColourManagement = 2;
+  const int levels = reading.LargestDeviation();
+  if (levels <= kColourManagement) {
+    return {Verdict::kWarn,
+            Format("%s: colours are up to %d of 255 levels off, as by colour management, %s",
+                   what.c_str(), levels, alpha.c_str())};
+  }
+  constexpr uint32_t kColour = 0xFFFFFF;
+  return {
+      Verdict::kFail,
+      Format("%s: %zu blocks are of other colours, up to %d of 255 levels off; the first is "
+             "block %u, %u: #%06X instead of #%06X",
+             what.c_str(), reading.deviating_blocks, levels, reading.first.column,
+             reading.first.row, reading.first.seen & kColour, reading.first.expected & kColour)};
+}
+
+bool Disturbance::HasCome() const {
+  POINT cursor{};
+  GetCursorPos(&cursor);
+  return cursor.x != cursor_.x || cursor.y != cursor_.y || !window_.IsInFront();
+}
+
+bool TryPart(Finding& finding, StageWindow& front, const std::function<Note()>& part) {
+  constexpr int kTries = 3;
+  Note note;
+  bool was_always_disturbed = true;
+  for (int tries = 0; tries < kTries; ++tries) {
+    const Disturbance disturbance(front);
+    note = part();
+    if (note.verdict != Verdict::kFail) break;
+    was_always_disturbed = was_always_disturbed && disturbance.HasCome();
+    front.Raise();
+  }
+  if (note.verdict == Verdict::kFail && was_always_disturbed) {
+    note = {Verdict::kWarn, "disturbed by the mouse or another window: " + note.text};
+  }
+  finding.Add(note.verdict, note.text);
+  return note.verdict != Verdict::kFail;
+}
+
+std::string SizeText(FrameSize size) {
+  return Format("%u x %u", size.width, size.height);
+}
+
+}  // namespace quill_apps
