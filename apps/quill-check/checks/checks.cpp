@@ -15,6 +15,9 @@ std::span<const Check> AllChecks() {
       {1, "functions and probe", "the DLL has its fifteen functions, and its probe is right", 4,
        CheckProbe},
       {3, "pixels", "each pixel of a window comes as it was drawn", 8, CheckPixels},
+      {4, "window frame", "a window's frame is captured without scaling its client area", 8,
+       CheckWindowFrame},
+      {5, "monitors", "a window is found on its monitor's capture, at its place", 8, CheckMonitors},
   };
   return kChecks;
 }

@@ -89,8 +89,8 @@ bool PatternCapture::AwaitPresented(StageWindow& window, uint32_t counter, doubl
   return AwaitCounter(counter, seconds);
 }
 
-Note JudgePixels(const std::string& what, const PatternCapture& capture, uint32_t counter,
-                 const RECT& place) {
+Note JudgePlace(const std::string& what, const PatternCapture& capture, uint32_t counter,
+                const RECT& place) {
   const PatternReading& reading = capture.reading();
   if (!reading.found) {
     return {Verdict::kFail,
@@ -108,6 +108,14 @@ Note JudgePixels(const std::string& what, const PatternCapture& capture, uint32_
     return {Verdict::kFail, Format("%s: the frame shows picture %u instead of %u", what.c_str(),
                                    reading.counter, counter)};
   }
+  return {Verdict::kPass, what + ": at its place and unscaled"};
+}
+
+Note JudgePixels(const std::string& what, const PatternCapture& capture, uint32_t counter,
+                 const RECT& place) {
+  const Note found = JudgePlace(what, capture, counter, place);
+  if (found.verdict == Verdict::kFail) return found;
+  const PatternReading& reading = capture.reading();
   const std::string alpha =
       reading.smallest_alpha == reading.largest_alpha
           ? Format("alpha %d", reading.smallest_alpha)

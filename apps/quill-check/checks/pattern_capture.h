@@ -63,9 +63,12 @@ class PatternCapture {
   PatternReading reading_;
 };
 
-// Whether the last frame shows the pattern with that counter and exact colours, its client area at
-// that place. On an HDR display only the order of greys can be wrong. what begins the sentence: "A
-// drawn by GDI".
+// Whether the last frame shows the pattern with that counter, unscaled, its client area at that
+// place. what begins the sentence: "A drawn by GDI".
+Note JudgePlace(const std::string& what, const PatternCapture& capture, uint32_t counter,
+                const RECT& place);
+// The same, and whether the colours are exact. On an HDR display only the order of greys can be
+// wrong.
 Note JudgePixels(const std::string& what, const PatternCapture& capture, uint32_t counter,
                  const RECT& place);
 
