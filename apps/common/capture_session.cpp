@@ -3,6 +3,8 @@
 
 #include "common/capture_session.h"
 
+#include <new>
+
 #include "common/error.h"
 #include "common/log_sink.h"
 
@@ -20,16 +22,12 @@ CaptureSession::CaptureSession(const Library& library, HWND window, HMONITOR mon
       session_(window != nullptr ? library.wgc_session_create(window)
                                  : library.wgc_session_create2(monitor),
                library.wgc_session_destroy) {
-  if (!session_) {
-    throw ToolError(ExitCode::kCaptureFailed,
-                    "no capture session could be created: out of memory: close other programs");
-  }
+  if (!session_) throw std::bad_alloc();
   ApplySwitches(switches);
   if (!library_.wgc_session_start(session_.get())) {
     const std::string reason = LastLoggedError();
     throw ToolError(ExitCode::kCaptureFailed,
-                    "capture could not start: " + (reason.empty() ? "no reason given" : reason) +
-                        ": try another target of quill-grab --list, or see the log with --verbose");
+                    "capture could not start: " + (reason.empty() ? "no reason given" : reason));
   }
   if (is_texture_) texture_reader_.emplace(library_.wgc_get_device(session_.get()));
 }

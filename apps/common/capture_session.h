@@ -40,7 +40,8 @@ struct CapturedFrame {
 class CaptureSession {
  public:
   // Captures the window or, without one, the monitor. library must outlive the object. Throws
-  // ToolError with the library's own reason, which OnLogLine must have received.
+  // ToolError with the library's own reason, which OnLogLine must have received, or
+  // std::bad_alloc.
   CaptureSession(const Library& library, HWND window, HMONITOR monitor, const Switches& switches);
 
   // True when this Windows cannot switch the cursor, although it was asked for.

@@ -97,7 +97,7 @@ bool Conductor::Attend(Running& worker) {
       worker.check_has_begun ? FindCheck(worker.group.checks.front()).limit : kStartLimit;
   if (SecondsSince(worker.begin) < limit) return true;
   worker.process.Kill();
-  FailCurrent(worker, Format("not finished after %.0f s: a call did not return", limit));
+  FailCurrent(worker, Format("not finished after %.0f s", limit));
   return false;
 }
 

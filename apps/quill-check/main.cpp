@@ -16,6 +16,7 @@
 #include "common/text.h"
 #include "common/version.h"
 #include "common/whole_file.h"
+#include "quill-check/checks/exits.h"
 #include "quill-check/conductor.h"
 #include "quill-check/library_file.h"
 #include "quill-check/machine.h"
@@ -82,18 +83,16 @@ void WriteText(const std::filesystem::path& path, const std::string& text) {
 // "PASS   2  first frame             in 140 ms"; each further failure or warning has its own line.
 std::string ResultLines(const Json& result) {
   const int number = result.at("number");
+  const std::string overall = result.at("verdict");
   std::string lines;
   for (const Json& note : result.at("notes")) {
     const std::string verdict = note.at("verdict");
-    const bool is_first = lines.empty();
-    if (!is_first && verdict != "FAIL" && verdict != "WARN") continue;
-    const std::string text = note.at("text");
-    if (is_first) {
-      const std::string overall = result.at("verdict");
-      lines = Format("%s  %2d  %-24s ", overall.c_str(), number, FindCheck(number).name) + text;
-    } else {
-      lines += Format("\n%s  %28s ", verdict.c_str(), "") + text;
-    }
+    const bool is_grave = verdict == "FAIL" || verdict == "WARN";
+    if (lines.empty() ? verdict != overall : !is_grave) continue;
+    const std::string head = lines.empty() ? Format("%2d  %-20s", number, FindCheck(number).name)
+                                           : Format("\n%s  %24s", verdict.c_str(), "");
+    lines +=
+        (lines.empty() ? overall + "  " : "") + head + "  " + note.at("text").get<std::string>();
   }
   return lines;
 }
@@ -112,7 +111,16 @@ bool AsksToLoseDevice(const CheckOptions& options, Console& console) {
 
 // What follows the first group, in the order that is quickest: long waits first.
 std::deque<Group> Plan() {
-  return {};
+  return {
+      {{2}, true},
+      {{19}, false},
+      {{3, 4, 5}, false},
+      {{17, 13, 22}, false},
+      {{10, 11}, false},
+      {{16, 18, 21}, false},
+      {{9}, true},
+      {{20}, true},
+  };
 }
 
 std::deque<Group> Chosen(std::deque<Group> groups, const CheckOptions& options) {
@@ -195,6 +203,7 @@ int RunProgram(std::span<wchar_t*> arguments, Console& console) {
     return 0;
   }
   const CheckOptions& options = *parsed.options;
+  if (!options.exit_task.empty()) return RunExitTask(options.exit_task);
   if (!options.worker.empty()) {
     return RunWorker({options.worker, options.slot, options.lose_device});
   }

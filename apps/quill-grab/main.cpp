@@ -160,6 +160,16 @@ Target ChooseTarget(const Options& options, Clock& clock, Console& console) {
   return WaitForTarget(options, clock, interrupted);
 }
 
+CaptureSession StartCapture(const Library& library, const Target& target, const Options& options) {
+  try {
+    return CaptureSession(library, target.window, target.monitor, SwitchesOf(options));
+  } catch (const ToolError& error) {
+    throw ToolError(error.code(),
+                    std::string(error.what()) +
+                        ": try another target of quill-grab --list, or see the log with --verbose");
+  }
+}
+
 ExitCode Capture(const Options& options, Console& console) {
   Clock clock;
   PrepareConsole(options, console);
@@ -172,7 +182,7 @@ ExitCode Capture(const Options& options, Console& console) {
   const Grabber::Outputs outputs = MakeOutputs(options, folder, encoder, console);
   if (!target.notice.empty()) console.PrintLine("Notice: " + target.notice);
   const LogRoute route(library, console, options.verbose);
-  CaptureSession session(library, target.window, target.monitor, SwitchesOf(options));
+  CaptureSession session = StartCapture(library, target, options);
   if (session.cursor_was_refused()) {
     console.PrintLine(
         "Notice: this Windows cannot switch the cursor on or off, so it may be missing.");

@@ -14,10 +14,28 @@ std::span<const Check> AllChecks() {
   static constexpr Check kChecks[] = {
       {1, "functions and probe", "the DLL has its fifteen functions, and its probe is right", 4,
        CheckProbe},
+      {2, "first frame", "a started capture delivers a frame within 2 s", 8, CheckFirstFrame},
       {3, "pixels", "each pixel of a window comes as it was drawn", 8, CheckPixels},
       {4, "window frame", "a window's frame is captured without scaling its client area", 8,
        CheckWindowFrame},
       {5, "monitors", "a window is found on its monitor's capture, at its place", 8, CheckMonitors},
+      {9, "cost", "no poll lasts over 1 s; what polls and frames cost", 12, CheckCost},
+      {10, "change detection", "the GPU reports the changes that the CPU counts", 12,
+       CheckDetection},
+      {11, "resize", "the right size within 1 s", 8, CheckResize},
+      {13, "closed target", "the status is false within 2 s after the window closes", 5,
+       CheckClosedTarget},
+      {16, "texture output", "the texture has the picture and can be copied and shared", 8,
+       CheckTexture},
+      {17, "next session", "a session on a fresh thread follows another", 10, CheckNextSession},
+      {18, "threads", "sessions on several threads do not disturb each other", 8, CheckThreads},
+      {19, "leaks", "a session leaves nothing behind", 20, CheckLeaks},
+      {20, "lost device", "the loss of the device neither hangs nor ends the host", 20,
+       CheckDeviceLoss},
+      {21, "refusals", "what cannot be captured is refused, with a line in the log", 8,
+       CheckRefusals},
+      {22, "process exit", "a process ends within 1 s, whatever it did with the library", 15,
+       CheckExits},
   };
   return kChecks;
 }

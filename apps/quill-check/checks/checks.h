@@ -7,12 +7,22 @@
 
 namespace quill_apps {
 
-// The functions behind AllChecks, each in the file that its comment names.
-
-void CheckProbe(CheckContext& context);        // load.cpp
-void CheckFirstFrame(CheckContext& context);   // first_frame.cpp
-void CheckPixels(CheckContext& context);       // pixels.cpp
-void CheckWindowFrame(CheckContext& context);  // places.cpp
-void CheckMonitors(CheckContext& context);     // places.cpp
+// The functions behind AllChecks. Each says in its finding what it has seen.
+void CheckProbe(CheckContext& context);
+void CheckFirstFrame(CheckContext& context);
+void CheckPixels(CheckContext& context);
+void CheckWindowFrame(CheckContext& context);
+void CheckMonitors(CheckContext& context);
+void CheckCost(CheckContext& context);
+void CheckDetection(CheckContext& context);
+void CheckResize(CheckContext& context);
+void CheckClosedTarget(CheckContext& context);
+void CheckTexture(CheckContext& context);
+void CheckNextSession(CheckContext& context);
+void CheckThreads(CheckContext& context);
+void CheckLeaks(CheckContext& context);
+void CheckDeviceLoss(CheckContext& context);
+void CheckRefusals(CheckContext& context);
+void CheckExits(CheckContext& context);
 
 }  // namespace quill_apps

@@ -63,6 +63,11 @@ class SwapChainPainter : public Painter {
     FillBackBuffer();
   }
 
+  void Edit(const PictureEdit& edit) override {
+    edit(pixels_.data(), size_);
+    FillBackBuffer();
+  }
+
   // What a back buffer holds after Present is undefined, so it is filled anew for the next time.
   void Show(bool with_refresh) override {
     kCheck(swap_chain_->Present(with_refresh ? 1 : 0, 0), "Present");
@@ -116,6 +121,11 @@ class GdiPainter : public Painter {
   void Draw(uint32_t counter) override {
     GdiFlush();
     DrawPattern(pixels_, size_, size_.width * kPixelBytes, counter);
+  }
+
+  void Edit(const PictureEdit& edit) override {
+    GdiFlush();
+    edit(pixels_, size_);
   }
 
   // GDI cannot wait for the display.

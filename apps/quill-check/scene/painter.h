@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "common/pixels.h"
@@ -17,6 +18,9 @@ enum class Drawing {
   kGdi,       // one copy from a bitmap
 };
 
+// Changes the pixels of a picture: BGRA, rows without gaps.
+using PictureEdit = std::function<void(uint8_t* pixels, FrameSize size)>;
+
 // Draws the pattern in a window's client area. For the window's thread.
 class Painter {
  public:
@@ -26,6 +30,8 @@ class Painter {
   virtual void Resize(FrameSize size) = 0;
   // Draws the pattern with that counter. Does not show it.
   virtual void Draw(uint32_t counter) = 0;
+  // Changes pixels of what was drawn last. Shows nothing.
+  virtual void Edit(const PictureEdit& edit) = 0;
   // Shows what was drawn last. With the refresh: waits for the display, if the platform can.
   virtual void Show(bool with_refresh) = 0;
 };

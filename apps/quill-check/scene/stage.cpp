@@ -247,6 +247,14 @@ int64_t StageWindow::Present(uint32_t counter) {
   return ticks;
 }
 
+void StageWindow::PresentEdited(const PictureEdit& edit) {
+  Do([&] {
+    if (!painter_) return;
+    painter_->Edit(edit);
+    painter_->Show(false);
+  });
+}
+
 void StageWindow::StartAnimation(uint32_t first_counter) {
   Do([&] {
     animation_ = {};

@@ -74,6 +74,8 @@ class StageWindow {
 
   // Shows the pattern with that counter. Returns Ticks() as soon as it was handed to the platform.
   int64_t Present(uint32_t counter);
+  // Changes pixels of what is shown.
+  void PresentEdited(const PictureEdit& edit);
   // Presents one counter after the other at every refresh until the stop. Only for Direct3D.
   void StartAnimation(uint32_t first_counter);
   Animation StopAnimation();

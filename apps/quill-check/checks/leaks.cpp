@@ -1,0 +1,120 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include <windows.h>
+
+#include <psapi.h>
+#include <tlhelp32.h>
+
+#include "common/text.h"
+#include "quill-check/checks/checks.h"
+#include "quill-check/checks/pattern_capture.h"
+
+namespace quill_apps {
+
+namespace {
+
+struct Held {
+  double handles = 0;
+  double user_objects = 0;
+  double gdi_objects = 0;
+  double threads = 0;
+  double private_kib = 0;
+};
+
+double CountThreads() {
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  THREADENTRY32 entry{};
+  entry.dwSize = sizeof entry;
+  double count = 0;
+  for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+    if (entry.th32OwnerProcessID == GetCurrentProcessId()) ++count;
+  }
+  CloseHandle(snapshot);
+  return count;
+}
+
+Held Measure() {
+  const HANDLE process = GetCurrentProcess();
+  DWORD handles = 0;
+  GetProcessHandleCount(process, &handles);
+  PROCESS_MEMORY_COUNTERS_EX memory{};
+  GetProcessMemoryInfo(process, reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof memory);
+  return {static_cast<double>(handles),
+          static_cast<double>(GetGuiResources(process, GR_USEROBJECTS)),
+          static_cast<double>(GetGuiResources(process, GR_GDIOBJECTS)), CountThreads(),
+          static_cast<double>(memory.PrivateUsage) / 1024};
+}
+
+// What a session may leave behind on average before it is a warning or a failure. First guesses: no
+// machine with Windows has been measured yet.
+struct Limit {
+  const char* name;
+  double Held::*held;
+  double warn;
+  double fail;
+};
+constexpr Limit kLimits[] = {
+    {"handles", &Held::handles, 2.0, 8.0},
+    {"USER objects", &Held::user_objects, 0.3, 1.0},
+    {"GDI objects", &Held::gdi_objects, 0.3, 1.0},
+    {"threads", &Held::threads, 0.3, 0.9},
+    {"private KiB", &Held::private_kib, 128.0, 512.0},
+};
+
+// A whole life: start, a frame as bytes with detection, destroy.
+bool RunSession(const Library& library, StageWindow& window, uint32_t counter) {
+  bool has_come = false;
+  OnFreshThread([&] {
+    Switches switches;
+    switches.detect = true;
+    PatternCapture capture(library, window.handle(), switches);
+    has_come = capture.AwaitPresented(window, counter);
+  });
+  return has_come;
+}
+
+}  // namespace
+
+void CheckLeaks(CheckContext& context) {
+  Finding& finding = context.finding;
+  StageWindowOptions options;
+  options.drawing = Drawing::kGdi;
+  options.position = SlotPosition(PrimaryMonitor(), context.slot);
+  StageWindow window(options);
+  // What is made once in a process is there after the first ones.
+  constexpr uint32_t kWarmUp = 5;
+  constexpr uint32_t kSessions = 30;
+  // A slow machine makes fewer, but enough to tell a leak.
+  constexpr uint32_t kFewest = 6;
+  constexpr double kSeconds = 10.0;
+  const auto begin = std::chrono::steady_clock::now();
+  uint32_t counter = 1;
+  uint32_t without_frame = 0;
+  const auto run = [&] { without_frame += RunSession(context.library, window, ++counter) ? 0 : 1; };
+  for (uint32_t i = 0; i < kWarmUp; ++i) run();
+  const Held before = Measure();
+  uint32_t sessions = 0;
+  while (sessions < kSessions &&
+         (sessions < kFewest || MillisecondsSince(begin) < kSeconds * 1e3)) {
+    run();
+    ++sessions;
+  }
+  const Held after = Measure();
+  finding.Figure("sessions", sessions);
+  if (without_frame > 0) finding.Fail(Format("%u sessions had no right frame", without_frame));
+  std::string figures;
+  Verdict verdict = Verdict::kPass;
+  for (const Limit& limit : kLimits) {
+    const double each = (after.*limit.held - before.*limit.held) / sessions;
+    finding.Figure(
+        limit.name,
+        {{"before", before.*limit.held}, {"after", after.*limit.held}, {"aSession", each}});
+    if (each > limit.warn) verdict = std::max(verdict, Verdict::kWarn);
+    if (each > limit.fail) verdict = Verdict::kFail;
+    figures += Format("%s%.1f %s", figures.empty() ? "" : ", ", each, limit.name);
+  }
+  finding.Add(verdict, Format("%u sessions left behind, each on average: ", sessions) + figures);
+}
+
+}  // namespace quill_apps
