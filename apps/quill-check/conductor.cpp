@@ -89,8 +89,10 @@ bool Conductor::Attend(Running& worker) {
     return false;
   }
   if (has_ended) {
-    FailCurrent(worker, Format("its process ended in the middle with code 0x%08lx",
-                               worker.process.exit_code()));
+    FailCurrent(worker, worker.crash.empty()
+                            ? Format("its process ended in the middle, code 0x%08lx",
+                                     worker.process.exit_code())
+                            : "its process crashed: " + worker.crash);
     return false;
   }
   const double limit =
@@ -105,6 +107,10 @@ void Conductor::TakeLine(Running& worker, const std::string& line) {
   Json json = Json::parse(line, nullptr, false);
   // Something that a driver in the process has printed.
   if (!json.is_object()) return;
+  if (json.contains("crash")) {
+    worker.crash = json.at("crash");
+    return;
+  }
   worker.begin = steady_clock::now();
   worker.check_has_begun = json.contains("begin");
   if (worker.check_has_begun || worker.group.checks.empty()) return;

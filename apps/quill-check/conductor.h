@@ -64,6 +64,7 @@ class Conductor {
     WorkerProcess process;
     Time begin = std::chrono::steady_clock::now();  // of the current check, or of the process
     bool check_has_begun = false;
+    std::string crash;  // what the worker said of its crash
   };
 
   void StartWhatFits(std::deque<Group>& groups);

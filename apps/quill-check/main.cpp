@@ -112,14 +112,8 @@ bool AsksToLoseDevice(const CheckOptions& options, Console& console) {
 // What follows the first group, in the order that is quickest: long waits first.
 std::deque<Group> Plan() {
   return {
-      {{2}, true},
-      {{19}, false},
-      {{3, 4, 5}, false},
-      {{17, 13, 22}, false},
-      {{10, 11}, false},
-      {{16, 18, 21}, false},
-      {{9}, true},
-      {{20}, true},
+      {{2}, true},       {{19}, false},         {{3, 4, 5}, false}, {{17, 13, 22}, false},
+      {{10, 11}, false}, {{16, 18, 21}, false}, {{9}, true},        {{20}, true},
   };
 }
 

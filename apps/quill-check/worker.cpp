@@ -8,10 +8,12 @@
 #include <objbase.h>
 
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <string>
 
 #include "common/error.h"
+#include "common/text.h"
 #include "quill-check/library_file.h"
 
 namespace quill_apps {
@@ -20,12 +22,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// The parent reads what the crash was from the exit code. A window about it would wait for a click.
-LONG WINAPI EndWithExceptionCode(EXCEPTION_POINTERS* exception) {
-  TerminateProcess(GetCurrentProcess(), exception->ExceptionRecord->ExceptionCode);
-  return EXCEPTION_EXECUTE_HANDLER;
-}
-
 void WriteLine(const Json& json) {
   constexpr bool kAscii = true;
   const std::string line =
@@ -33,6 +29,24 @@ void WriteLine(const Json& json) {
   DWORD written;
   WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written,
             nullptr);
+}
+
+// Tells the parent where the crash was. A window about it would wait for a click.
+LONG WINAPI ReportCrash(EXCEPTION_POINTERS* exception) {
+  const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+  HMODULE module = nullptr;
+  wchar_t path[MAX_PATH] = L"";
+  GetModuleHandleExW(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      static_cast<const wchar_t*>(record.ExceptionAddress), &module);
+  GetModuleFileNameW(module, path, MAX_PATH);
+  const std::string file = ToUtf8(std::filesystem::path(path).filename().wstring());
+  const auto offset =
+      reinterpret_cast<uintptr_t>(record.ExceptionAddress) - reinterpret_cast<uintptr_t>(module);
+  WriteLine({{"crash", Format("0x%08lx at %s + 0x%llx", record.ExceptionCode,
+                              module == nullptr ? "no module" : file.c_str(), Number(offset))}});
+  TerminateProcess(GetCurrentProcess(), record.ExceptionCode);
+  return EXCEPTION_EXECUTE_HANDLER;
 }
 
 void RunCheck(const Check& check, CheckContext& context) {
@@ -73,7 +87,7 @@ Json ResultJson(int number, const Finding& finding, const std::vector<LogLine>& 
 
 int RunWorker(const WorkerTask& task) {
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
-  SetUnhandledExceptionFilter(EndWithExceptionCode);
+  SetUnhandledExceptionFilter(ReportCrash);
   // Ctrl-C is for the parent, which ends its workers.
   SetConsoleCtrlHandler(nullptr, TRUE);
   // The first session joins its thread to the multithreaded apartment, which lives as long as a

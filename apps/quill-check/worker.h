@@ -18,7 +18,8 @@ struct WorkerTask {
 };
 
 // Runs the checks one after the other and writes two lines of JSON for each to standard output:
-// {"begin": NUMBER}, and the result, see ResultJson. The process ends with 0.
+// {"begin": NUMBER}, and the result, see ResultJson. If it crashes, the last line is {"crash":
+// "CODE at MODULE + OFFSET"}. The process ends with 0.
 int RunWorker(const WorkerTask& task);
 
 // A check's result as the parent reports it: number, verdict, notes, figures, pictures, log, ms.
