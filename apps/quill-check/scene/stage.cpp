@@ -141,7 +141,7 @@ void StageWindow::Make(const StageWindowOptions& options) {
   counter_ = options.counter;
   const bool is_framed = kind_ == WindowKind::kFramed;
   window_ = CreateWindowExW(
-      is_framed ? 0 : WS_EX_TOPMOST | WS_EX_NOACTIVATE, kClassName, TitleOf(kind_),
+      WS_EX_TOPMOST | (is_framed ? 0 : WS_EX_NOACTIVATE), kClassName, TitleOf(kind_),
       is_framed ? WS_OVERLAPPEDWINDOW : WS_POPUP, options.position.x, options.position.y,
       static_cast<int>(options.client.width), static_cast<int>(options.client.height), nullptr,
       nullptr, window_class.hInstance, this);
@@ -340,8 +340,7 @@ void StageWindow::Resize(FrameSize client) {
 
 void StageWindow::Raise() {
   Do([&] {
-    SetWindowPos(window_, kind_ == WindowKind::kFramed ? HWND_TOP : HWND_TOPMOST, 0, 0, 0, 0,
-                 SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+    SetWindowPos(window_, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
   });
 }
 

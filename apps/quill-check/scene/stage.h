@@ -19,7 +19,7 @@ namespace quill_apps {
 constexpr FrameSize kStageSize{640, 360};
 
 enum class WindowKind {
-  kPlain,   // "quill-check A": topmost, without a frame, with square corners
+  kPlain,   // "quill-check A": without a frame, with square corners
   kFramed,  // "quill-check B": an ordinary window with its frame
   kCover,   // "quill-check C": as A, in one colour, to cover another
 };
@@ -55,9 +55,9 @@ struct Animation {
 };
 
 // A window of this program that shows the pattern in its client area, on a thread of its own. It is
-// never activated. The calls come from any thread, one at a time, and return when the window's
-// thread has done what they say. They throw ToolError when the window cannot be drawn. On a closed
-// window they do nothing.
+// topmost and never activated. The calls come from any thread, one at a time, and return when the
+// window's thread has done what they say. They throw ToolError when the window cannot be drawn. On
+// a closed window they do nothing.
 class StageWindow {
  public:
   // Returns when the window is shown and painted. Throws ToolError.
@@ -88,7 +88,7 @@ class StageWindow {
   void MoveTo(POINT position);
   // Shows the pattern at that size when it returns.
   void Resize(FrameSize client);
-  // Brings the window before the others of its kind, without activating it.
+  // Brings the window before all others, without activating it.
   void Raise();
   // SetWindowDisplayAffinity, which is allowed in the process of the window only.
   bool SetAffinity(DWORD affinity);
