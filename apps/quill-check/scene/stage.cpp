@@ -316,7 +316,10 @@ void StageWindow::Restore() {
 }
 
 void StageWindow::Close() {
-  Do([&] { painter_.reset(); });
+  Do([&] {
+    is_animated_ = false;
+    painter_.reset();
+  });
   SendMessageW(window_, WM_CLOSE, 0, 0);  // destroys the window
 }
 
