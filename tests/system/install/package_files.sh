@@ -24,6 +24,7 @@ from_sources() {
 expected() {
   cat <<'FILES'
 bin/libquill-wgc.dll
+bin/quill-check.exe
 bin/quill-grab.exe
 lib/cmake/quill-wgc/quill-wgc-config-version.cmake
 lib/cmake/quill-wgc/quill-wgc-config.cmake
