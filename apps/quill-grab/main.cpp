@@ -236,8 +236,6 @@ ExitCode RunAndReport(std::span<wchar_t*> arguments) {
 int wmain(int argc, wchar_t** argv) {
   run_is_over = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   SetConsoleCtrlHandler(OnConsoleSignal, TRUE);
-  // Makes the sizes in the list those of the capture, whatever the scaling of the display.
-  SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
   // Without this, sleeps are up to 16 ms too long, which is a frame at 60 a second.
   timeBeginPeriod(1);
   const ExitCode code = RunAndReport({argv + 1, static_cast<size_t>(argc - 1)});

@@ -113,6 +113,41 @@ TEST_F(ProgramTest, WindowsAndMonitorsAreListed) {
   EXPECT_TRUE(Contains(result.out, "primary"));
 }
 
+// What Windows reads from the resources of a program.
+std::wstring ManifestSetting(const std::filesystem::path& program, const wchar_t* year,
+                             const wchar_t* name) {
+  ACTCTXW context{};
+  context.cbSize = sizeof(context);
+  context.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID;
+  context.lpSource = program.c_str();
+  context.lpResourceName = MAKEINTRESOURCEW(1);
+  const HANDLE handle = CreateActCtxW(&context);
+  if (handle == INVALID_HANDLE_VALUE) return L"no manifest";
+  const std::wstring names =
+      std::wstring(L"http://schemas.microsoft.com/SMI/") + year + L"/WindowsSettings";
+  wchar_t value[32] = L"";
+  QueryActCtxSettingsW(0, handle, names.c_str(), name, value, std::size(value), nullptr);
+  ReleaseActCtx(handle);
+  return value;
+}
+
+TEST_F(ProgramTest, ManifestsAskForPhysicalPixelsLongPathsAndUtf8) {
+  for (const char* const name : {"quill-grab.exe", "quill-check.exe"}) {
+    const std::filesystem::path program = Program().parent_path() / name;
+    EXPECT_EQ(ManifestSetting(program, L"2016", L"dpiAwareness"), L"PerMonitorV2") << name;
+    EXPECT_EQ(ManifestSetting(program, L"2016", L"longPathAware"), L"true") << name;
+    EXPECT_EQ(ManifestSetting(program, L"2019", L"activeCodePage"), L"UTF-8") << name;
+  }
+}
+
+TEST_F(ProgramTest, OutputsMayHaveLongPaths) {
+  const PatternWindow window(picture_);
+  const std::filesystem::path folder = out_ / std::string(200, 'a') / std::string(200, 'b');
+  std::filesystem::create_directories(folder);
+  ExpectSuccess(GrabWindow(L"--screenshot \"" + (folder / "s.png").wstring() + L"\""));
+  ExpectPicture(folder / "s.png", picture_);
+}
+
 TEST_F(ProgramTest, MissingTargetErrorNamesTheList) {
   ExpectError(Grab(L"--monitor 77" + OutOption()), 2, "quill-grab --list");
   EXPECT_FALSE(std::filesystem::exists(out_));
