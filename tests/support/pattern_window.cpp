@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <dwmapi.h>
+
 #include <utility>
 
 namespace {
@@ -24,6 +26,13 @@ void Send(HWND window, UINT message, WPARAM wparam = 0, LPARAM lparam = 0) {
 // WM_CLOSE destroys the window.
 void Close(HWND window) {
   if (IsWindow(window)) Send(window, WM_CLOSE);
+}
+
+// From Windows 11 on the corners of a window with a frame are cut off otherwise.
+void KeepCornersSquare(HWND window) {
+  constexpr DWORD kWindowCornerPreference = 33;  // too new for mingw-w64's headers
+  const DWORD do_not_round = 1;
+  DwmSetWindowAttribute(window, kWindowCornerPreference, &do_not_round, sizeof(do_not_round));
 }
 
 // Handles what other threads send, and nothing that is posted.
@@ -82,6 +91,7 @@ void PatternWindow::Run(const WindowOptions& options, HANDLE ready) {
   window_ = CreateWindowExW(options.ex_style, kClassName, options.title.c_str(), options.style,
                             options.position.x, options.position.y, 0, 0, nullptr, nullptr,
                             window_class.hInstance, nullptr);
+  KeepCornersSquare(window_);
   Fit();
   SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
   ShowWindow(window_, SW_SHOWNA);

@@ -9,6 +9,7 @@
 
 int main(int argc, char** argv) {
   if (argc != 6) return 2;
+  SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
   const auto number = [argv](int index) { return std::atoi(argv[index]); };
   const HANDLE parent = OpenProcess(SYNCHRONIZE, FALSE, number(1));
   if (parent == nullptr) return 2;

@@ -10,10 +10,12 @@
 #include <d3d11.h>
 
 #include "common/ref.h"
+#include "support/desktop.h"
 #include "support/own_thread.h"
 #include "support/pattern_window.h"
 #include "support/platform_setting.h"
 #include "support/read_texture.h"
+#include "support/shown_picture.h"
 #include "system/e2e/wgc_library.h"
 
 using standin::Ref;
@@ -30,37 +32,19 @@ struct Poll {
   Picture Bytes() const { return {width, height, frame, size_t{width} * 4}; }
 };
 
-// Compares a frame in byte output, and describes the first difference.
-inline testing::AssertionResult SamePixels(const Poll& poll, const Picture& picture) {
-  if (!poll.result) return testing::AssertionFailure() << "there is no frame";
-  if (poll.width != picture.width || poll.height != picture.height) {
-    return testing::AssertionFailure()
-           << "the frame is " << poll.width << " x " << poll.height << ", the picture "
-           << picture.width << " x " << picture.height;
-  }
-  const auto* const pixels = static_cast<const uint32_t*>(poll.frame);
-  for (size_t i = 0; i < picture.pixels.size(); ++i) {
-    if (pixels[i] == picture.pixels[i]) continue;
-    return testing::AssertionFailure()
-           << "pixel (" << i % picture.width << ", " << i / picture.width << ") is " << std::hex
-           << pixels[i] << " instead of " << picture.pixels[i];
-  }
-  return testing::AssertionSuccess();
-}
-
 // Waits for a frame to come to this thread's session since the last poll or call of this function,
-// and leaves it in the pool: what tells of it is a message that the dispatcher queue posts.
+// and leaves it in the pool: what tells of it is a message of the dispatcher queue.
 inline bool AwaitFrame() {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   while (std::chrono::steady_clock::now() < deadline) {
     // The low word tells of what came since the last look. Under Wine it also does so at first,
     // when there is no message yet.
     MSG message;
-    if (LOWORD(GetQueueStatus(QS_POSTMESSAGE)) != 0 &&
+    if (LOWORD(GetQueueStatus(QS_ALLINPUT)) != 0 &&
         PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE)) {
       return true;
     }
-    MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_POSTMESSAGE);
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
   }
   return false;
 }
@@ -69,7 +53,7 @@ inline bool AwaitFrame() {
 class Session {
  public:
   explicit Session(void* handle) : handle_(handle) {}
-  explicit Session(HWND window) : Session(Wgc().wgc_session_create(window)) {}
+  explicit Session(HWND window) : handle_(Wgc().wgc_session_create(window)), window_(window) {}
   explicit Session(HMONITOR monitor) : Session(Wgc().wgc_session_create2(monitor)) {}
   ~Session() { Destroy(); }
 
@@ -111,10 +95,33 @@ class Session {
   // The last poll of PollUntil.
   const Poll& last() const { return last_; }
 
-  // In byte output.
+  // Whether a frame of the window, which has to have its size, shows this picture.
+  testing::AssertionResult Shows(const Picture& frame, const Picture& picture) const {
+    if (!MayBeFrameSize(window_, frame.width, frame.height)) {
+      return testing::AssertionFailure() << "the frame of " << frame.width << " x " << frame.height
+                                         << " has not the window's size";
+    }
+    return ::Shows(frame, picture);
+  }
+  // The same of a poll in byte output.
+  testing::AssertionResult Shows(const Poll& poll, const Picture& picture) const {
+    if (!poll.result) return testing::AssertionFailure() << "there is no frame";
+    return Shows(poll.Bytes(), picture);
+  }
+  // Polls in byte output until a frame shows the picture.
   testing::AssertionResult ComesToShow(const Picture& picture) {
-    const bool shown = PollUntil([&](const Poll& poll) { return SamePixels(poll, picture); });
-    return shown ? testing::AssertionSuccess() : SamePixels(last_, picture);
+    PollUntil([&](const Poll& poll) { return Shows(poll, picture); });
+    return Shows(last_, picture);
+  }
+
+  // The same in texture output. The session itself still holds the texture of last().
+  testing::AssertionResult ComesToShowAsTexture(const Picture& picture) {
+    testing::AssertionResult shown = testing::AssertionFailure() << "there is no frame";
+    PollUntil([&](const Poll& poll) {
+      if (poll.result) shown = Shows(ReadTexture(poll), picture);
+      return shown;
+    });
+    return shown;
   }
 
   // Reads the texture of a poll back and releases the reference that the poll added.
@@ -125,6 +132,7 @@ class Session {
 
  private:
   void* handle_;
+  HWND window_ = nullptr;
   Poll last_;
 };
 
@@ -145,4 +153,15 @@ struct Capture {
 inline ULONG References(IUnknown* object) {
   object->AddRef();
   return object->Release();
+}
+
+// Waits until the caller's reference on the device is the only one: Direct3D and the capture
+// service may release theirs late.
+inline bool BecomesTheOnlyReference(const Ref<ID3D11Device>& device) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (References(device.Get()) != 1) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    Sleep(10);
+  }
+  return true;
 }

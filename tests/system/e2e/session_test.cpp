@@ -1,8 +1,8 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// The life of a session as a host sees it: status, device, log lines, switches, and the calls that
-// the library makes on the capture platform, as the stand-in notes them.
+// The life of a session as a host sees it: status, device, log lines, switches; and, under Wine,
+// the calls that the library makes on the capture platform, as the stand-in notes them.
 #include <algorithm>
 #include <sstream>
 
@@ -34,11 +34,27 @@ class CallTrace {
   }
 };
 
-TEST_ON_OWN_THREAD(Start, MakesItsCallsInOrderAndLogsThem) {
+constexpr char kNeedsTrace[] = "needs the calls that the stand-in notes";
+
+TEST_ON_OWN_THREAD(Start, MakesTheSessionRunAndLogsIt) {
   const PatternWindow window(MakePattern(200, 100));
   Session session(window.handle());
   EXPECT_FALSE(session.IsRunning());
   EXPECT_EQ(session.Device(), nullptr);
+  LogRecorder log;
+  ASSERT_TRUE(session.Start());
+  EXPECT_TRUE(session.IsRunning());
+  EXPECT_NE(session.Device(), nullptr);
+  // The lines between these depend on the version of Windows.
+  const Lines lines = log.lines();
+  EXPECT_EQ(lines.front(), Info("WgcCaptureSession::Start"));
+  EXPECT_EQ(lines.back(), Info("Wgc session started."));
+}
+
+TEST_ON_OWN_THREAD(Start, MakesItsCallsInOrderAndLogsThem) {
+  if (!IsWine()) GTEST_SKIP() << kNeedsTrace;
+  const PatternWindow window(MakePattern(200, 100));
+  Session session(window.handle());
   LogRecorder log;
   CallTrace trace;
   ASSERT_TRUE(session.Start());
@@ -49,11 +65,10 @@ TEST_ON_OWN_THREAD(Start, MakesItsCallsInOrderAndLogsThem) {
                    "StartCapture", "add_Closed"}));
   EXPECT_EQ(log.lines(), (Lines{Info("WgcCaptureSession::Start"), Info("Wgc cursor Disable "),
                                 Info("Wgc border Disable "), Info("Wgc session started.")}));
-  EXPECT_TRUE(session.IsRunning());
-  EXPECT_NE(session.Device(), nullptr);
 }
 
 TEST_ON_OWN_THREAD(Start, OfAMonitorAppliesSwitchesThatWereSetBefore) {
+  if (!IsWine()) GTEST_SKIP() << kNeedsTrace;
   Session session(MonitorFromPoint({0, 0}, MONITOR_DEFAULTTOPRIMARY));
   Wgc().wgc_enable_cursor(session.get(), true);
   Wgc().wgc_show_border(session.get(), true);
@@ -73,16 +88,20 @@ TEST(Start, OfAnInvalidTargetFailsAndLeavesNothing) {
       LogRecorder log;
       EXPECT_FALSE(session.Start());
       EXPECT_FALSE(session.IsRunning());
-      EXPECT_EQ(
-          log.lines(),
-          (Lines{Info("WgcCaptureSession::Start"),
-                 Error("Failed to call IGraphicsCaptureItemInterop::" + call + ", hr:80070057")}));
+      const Lines lines = log.lines();
+      ASSERT_EQ(lines.size(), 2u);
+      EXPECT_EQ(lines[0], Info("WgcCaptureSession::Start"));
+      EXPECT_EQ(lines[1].first, WGC_LOG_ERROR);
+      // With which code Windows refuses it is not documented.
+      const std::string failed = "Failed to call IGraphicsCaptureItemInterop::" + call + ", hr:";
+      EXPECT_TRUE(lines[1].second.starts_with(failed + (IsWine() ? "80070057" : "")))
+          << lines[1].second;
       // The device stays in the session and goes with it.
       Ref<ID3D11Device> device(session.Device());
       ASSERT_TRUE(device);
       log.Clear();
       session.Destroy();
-      EXPECT_EQ(References(device.Get()), 1u);
+      EXPECT_TRUE(BecomesTheOnlyReference(device));
       EXPECT_EQ(log.lines(), (Lines{Info("Try to exit wgc thread"), Info("Wgc exit.")}));
     });
   };
@@ -109,20 +128,27 @@ TEST_ON_OWN_THREAD(Session, EndsWithItsWindowAndKeepsTheLastFrame) {
   capture.window.Destroy();
   EXPECT_TRUE(capture.session.PollUntil([&](const Poll&) { return !capture.session.IsRunning(); }));
   EXPECT_TRUE(log.Has(Info("Wgc on_closed")));
-  EXPECT_TRUE(SamePixels(capture.session.PollOnce(), picture));
+  EXPECT_TRUE(capture.session.Shows(capture.session.PollOnce(), picture));
 }
 
-TEST_ON_OWN_THREAD(Session, DestroyingRevokesEventsClosesObjectsAndReleasesTheDevice) {
+TEST_ON_OWN_THREAD(Session, DestroyingReleasesTheDevice) {
   Capture capture(MakePattern(80, 60), true);
   const Ref<ID3D11Device> device(capture.session.Device());
+  capture.session.Destroy();
+  EXPECT_TRUE(BecomesTheOnlyReference(device));
+}
+
+TEST_ON_OWN_THREAD(Session, DestroyingRevokesEventsAndClosesObjects) {
+  if (!IsWine()) GTEST_SKIP() << kNeedsTrace;
+  Capture capture(MakePattern(80, 60), true);
   CallTrace trace;
   capture.session.Destroy();
   EXPECT_EQ(trace.Stop(),
             (Calls{"remove_FrameArrived", "remove_Closed", "pool Close", "session Close"}));
-  EXPECT_EQ(References(device.Get()), 1u);
 }
 
 TEST(Session, RecreatesThePoolOnceForAFrameOfAnotherSize) {
+  if (!IsWine()) GTEST_SKIP() << kNeedsTrace;
   for (const bool texture : {false, true}) {
     OnOwnThread([texture] {
       Capture capture(MakePattern(200, 100, 1));
@@ -139,7 +165,20 @@ TEST(Session, RecreatesThePoolOnceForAFrameOfAnotherSize) {
   }
 }
 
+TEST_ON_OWN_THREAD(Switches, LeaveALiveSessionCapturing) {
+  Capture capture(MakePattern(80, 60, 1));
+  void* const session = capture.session.get();
+  for (const bool on : {true, false}) {
+    // Which of them Windows has depends on its version.
+    Wgc().wgc_enable_cursor(session, on);
+    Wgc().wgc_show_border(session, on);
+  }
+  capture.window.Show(MakePattern(80, 60, 2));
+  EXPECT_TRUE(capture.session.ComesToShow(MakePattern(80, 60, 2)));
+}
+
 TEST_ON_OWN_THREAD(Switches, TakeEffectOnALiveSessionAtOnce) {
+  if (!IsWine()) GTEST_SKIP() << kNeedsTrace;
   Capture capture(MakePattern(80, 60));
   void* const session = capture.session.get();
   LogRecorder log;
@@ -153,6 +192,7 @@ TEST_ON_OWN_THREAD(Switches, TakeEffectOnALiveSessionAtOnce) {
 }
 
 TEST_ON_OWN_THREAD(Switches, AreRefusedWhereThePlatformLacksTheProperty) {
+  if (!IsWine()) GTEST_SKIP() << kNeedsStandin;
   const PlatformSetting without_cursor(L"WithoutCursorProperty", 1);
   const PlatformSetting without_border(L"WithoutBorderProperty", 1);
   LogRecorder log;

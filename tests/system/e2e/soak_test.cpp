@@ -328,6 +328,8 @@ int PollsToMake() {
 }
 
 TEST(Soak, TwoSessionsDeliverExactFramesAndHoldNoMoreAtTheEndThanAtTheBeginning) {
+  if (!IsWine())
+    GTEST_SKIP() << "its limits and its frames while a size changes are the stand-in's";
   const int polls = PollsToMake();
   ASSERT_GT(polls, 0);
   // Both rest between two arrivals at the barrier, while this thread measures.
