@@ -16,9 +16,10 @@ ULONG DeviceReferences() {
   return device->Release();
 }
 
-// Bitmaps of this process. Wine keeps no count of them, but tells the type of every handle by its
-// index.
+// Bitmaps of this process, on Windows with all other objects of GDI. Wine keeps no count of them,
+// but tells the type of every handle by its index.
 int CountBitmaps() {
+  if (!IsWine()) return static_cast<int>(GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS));
   int count = 0;
   for (ULONG_PTR index = 1; index < 0x10000; ++index) {
     count += GetObjectType(reinterpret_cast<HGDIOBJ>(index)) == OBJ_BITMAP;

@@ -3,6 +3,9 @@
 
 #include "platform.h"
 
+#include <fstream>
+#include <iostream>
+
 namespace wine_test {
 namespace {
 
@@ -14,6 +17,38 @@ class Apartment : public testing::Environment {
 };
 
 testing::Environment* const apartment = testing::AddGlobalTestEnvironment(new Apartment);
+
+// On Windows a failed expectation tells where the stand-in differs. Lists all of them at the end
+// and in a file in the working folder.
+class Differences : public testing::EmptyTestEventListener {
+  void OnTestStart(const testing::TestInfo& test) override {
+    test_ = std::string(test.test_suite_name()) + "." + test.name();
+  }
+  void OnTestPartResult(const testing::TestPartResult& result) override {
+    if (!result.failed()) return;
+    ++count_;
+    text_ += test_ + "\n" + result.message() + "\n";
+  }
+  void OnTestProgramEnd(const testing::UnitTest&) override {
+    text_ = std::to_string(count_) + " differences from the stand-in:\n\n" + text_;
+    std::cout << text_ << std::flush;
+    std::ofstream("standin_differences.txt") << text_;
+  }
+
+  std::string test_;
+  int count_ = 0;
+  std::string text_;
+};
+
+class ListDifferences : public testing::Environment {
+ public:
+  void SetUp() override {
+    if (!IsWine()) testing::UnitTest::GetInstance()->listeners().Append(new Differences);
+  }
+};
+
+testing::Environment* const list_differences =
+    testing::AddGlobalTestEnvironment(new ListDifferences);
 
 GraphicsDevice MakeDevice() {
   GraphicsDevice device;
@@ -136,7 +171,9 @@ Ref<ID3D11Texture2D> TextureOf(IDirect3D11CaptureFrame* frame) {
 }
 
 Picture ReadPixels(IDirect3D11CaptureFrame* frame) {
-  return ReadTexture(TextureOf(frame).Get());
+  Picture pixels = ReadTexture(TextureOf(frame).Get());
+  for (uint32_t& pixel : pixels.pixels) pixel |= 0xFF000000;
+  return pixels;
 }
 
 SizeInt32 ContentSize(IDirect3D11CaptureFrame* frame) {
@@ -202,9 +239,13 @@ void Recording::TakeAllFrames() {
   while (NextFrame(200)) continue;
 }
 
+void SkipOnWindows() {
+  if (!IsWine()) GTEST_SKIP() << kNeedsStandin;
+}
+
 bool PutCursor(PatternWindow& window, HCURSOR cursor, POINT position) {
   window.SetState(SW_SHOW);
-  SetForegroundWindow(window.handle());
+  if (IsWine()) SetForegroundWindow(window.handle());
   ClientToScreen(window.handle(), &position);
   SetCursorPos(position.x, position.y);
   return PumpUntil([&] {
