@@ -15,9 +15,11 @@
 #include <string>
 #include <vector>
 
+#include "support/desktop.h"
 #include "support/pattern_window.h"
 #include "support/platform_setting.h"
 #include "support/process.h"
+#include "support/shown_picture.h"
 
 namespace {
 
@@ -86,7 +88,7 @@ TEST_F(Programs, MinimalSavesEveryPixelOfTheWindow) {
   bitmap.biBitCount = 32;
   EXPECT_EQ(std::memcmp(saved.data(), &file, sizeof file), 0);
   EXPECT_EQ(std::memcmp(saved.data() + sizeof file, &bitmap, sizeof bitmap), 0);
-  EXPECT_TRUE(Picture(kWidth, kHeight, saved.data() + kPixels, kWidth * 4) == shown);
+  EXPECT_TRUE(Shows(Picture(kWidth, kHeight, saved.data() + kPixels, kWidth * 4), shown));
 }
 
 // BT.709's luma for video levels, of a colour 0xRRGGBB.
@@ -138,7 +140,8 @@ std::vector<std::string> LinesOf(const std::string& text, const std::string& sta
   return lines;
 }
 
-// "NAME: N polls, F frames with a change", N at least as large.
+// "NAME: N polls, F frames with a change", N at least as large. Windows may deliver a change in
+// several frames.
 void ExpectCounts(const std::string& line, const char* name, unsigned polls, unsigned frames) {
   char found_name[20] = "";
   unsigned found_polls = 0;
@@ -149,7 +152,11 @@ void ExpectCounts(const std::string& line, const char* name, unsigned polls, uns
       << line;
   EXPECT_STREQ(found_name, name);
   EXPECT_GE(found_polls, polls);
-  EXPECT_EQ(found_frames, frames);
+  if (IsWine()) {
+    EXPECT_EQ(found_frames, frames);
+  } else {
+    EXPECT_GE(found_frames, frames);
+  }
 }
 
 TEST_F(Programs, TwoWindowsTellTheirChangesApartAndEndTogether) {
@@ -171,10 +178,10 @@ TEST_F(Programs, TwoWindowsTellTheirChangesApartAndEndTogether) {
   ExpectSuccess(result);
   for (const char* const name : {"first", "second"}) {
     const std::vector<std::string> lines = LinesOf(result.out, std::string(name) + ": ");
-    ASSERT_EQ(lines.size(), 3u) << result.out;
+    ASSERT_GE(lines.size(), 3u) << result.out;
     EXPECT_EQ(lines[0], first_frame(name));
-    EXPECT_EQ(lines[1], WholeChange(name));
-    ExpectCounts(lines[2], name, 2, 2);
+    EXPECT_EQ(lines[lines.size() - 2], WholeChange(name));
+    ExpectCounts(lines.back(), name, 2, 2);
   }
 }
 
@@ -187,8 +194,8 @@ TEST_F(Programs, TwoWindowsEndWithTheirTimeAndMayBeTheSame) {
   ExpectSuccess(result);
   for (const char* const name : {"first", "second"}) {
     const std::vector<std::string> lines = LinesOf(result.out, std::string(name) + ": ");
-    ASSERT_EQ(lines.size(), 2u) << result.out;
-    ExpectCounts(lines[1], name, 1, 1);
+    ASSERT_GE(lines.size(), 2u) << result.out;
+    ExpectCounts(lines.back(), name, 1, 1);
   }
 }
 
@@ -225,6 +232,8 @@ TEST_F(Programs, SayThatTheFileCannotBeWritten) {
 }
 
 TEST_F(Programs, SayThatAMinimisedWindowGivesNoFrame) {
+  if (!IsWine())
+    GTEST_SKIP() << "whether a minimised window has frames on Windows is not documented";
   PatternWindow window(MakePattern(kWidth, kHeight));
   window.Minimize();
   Process minimal("minimal.exe", WindowAnd("frame.bmp"));
@@ -249,6 +258,7 @@ class ProgramsStart : public Programs {
 };
 
 TEST_F(ProgramsStart, NamesTheWindowsThatIsNeeded) {
+  if (!IsWine()) GTEST_SKIP() << kNeedsStandin;
   const PlatformSetting old_windows(L"UniversalApiContract", 7);
   const std::vector<ProcessResult> results = Results();
   ExpectFailure(results[0], "minimal: capture needs Windows 10 version 1903\n");
@@ -257,6 +267,7 @@ TEST_F(ProgramsStart, NamesTheWindowsThatIsNeeded) {
 }
 
 TEST_F(ProgramsStart, GivesTheLibrarysReasonForAFailedStart) {
+  if (!IsWine()) GTEST_SKIP() << "needs a platform whose classes can be taken away";
   const MissingClass no_items(L"Windows.Graphics.Capture.GraphicsCaptureItem");
   const std::string reason = "capture could not start: Winrt exception:" +
                              std::to_string(HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)) + "\n";

@@ -133,13 +133,18 @@ bool Process::IsRunningAfter(DWORD milliseconds) const {
   return WaitForSingleObject(process_.hProcess, milliseconds) == WAIT_TIMEOUT;
 }
 
-bool Process::Prints(const std::string& text) const {
+testing::AssertionResult Process::Prints(const std::string& text) const {
   const ULONGLONG end = GetTickCount64() + kOutputMs;
-  while (WithoutCarriageReturns(ReadBytes(out_)).find(text) == std::string::npos) {
-    if (GetTickCount64() > end) return false;
+  std::string printed;
+  while ((printed = WithoutCarriageReturns(ReadBytes(out_))).find(text) == std::string::npos) {
+    if (GetTickCount64() > end) {
+      return testing::AssertionFailure() << "\"" << text << "\" is not in:\n"
+                                         << printed << "Standard error:\n"
+                                         << ReadBytes(err_);
+    }
     Sleep(20);
   }
-  return true;
+  return testing::AssertionSuccess();
 }
 
 HWND Process::AwaitWindow() const {

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <windows.h>
 
 #include <cstdint>
@@ -37,8 +39,8 @@ class Process {
 
   bool IsRunningAfter(DWORD milliseconds) const;
 
-  // Waits until standard output, as text, holds this; false when it does not come in half a minute.
-  bool Prints(const std::string& text) const;
+  // Waits half a minute at most until standard output, as text, holds this.
+  testing::AssertionResult Prints(const std::string& text) const;
 
   // Waits for the program's first visible top-level window; null when none appears in time.
   HWND AwaitWindow() const;
