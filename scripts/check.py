@@ -4,9 +4,9 @@
 clang-format checks the layout of every C and C++ file; clang-tidy checks the library, quill-grab, the
 examples, the stand-in and the tools; clang compiles, with warnings as errors, the sources of the tests
 and benches, each for its own target, the library's for Windows, and its headers one by one. What is
-built for Windows must also do without what only Visual Studio refuses. Prints only findings. A source
-without findings is checked again only when it, one of its headers, .clang-tidy, the flags or clang
-change.
+built for Windows must also do without what only Visual Studio refuses. One source alone may write to the
+registry; it refuses to on a machine that is not Wine. Prints only findings. A source without findings is
+checked again only when it, one of its headers, .clang-tidy, the flags or clang change.
 """
 import hashlib
 import json
@@ -26,6 +26,9 @@ EVERYWHERE = ("tests/native/unit/",)
 # Compiling these headers takes longer than compiling most tests. Every source is compiled after them, so
 # the check does not notice a missing include of one of them, or of a header that they include.
 PRECOMPILED = ("gtest/gtest.h", "windows.h", "d3d11.h")
+WRITES_REGISTRY = "tests/support/platform_setting.cpp"
+REGISTRY_WRITE = re.compile(r"\b(Reg(Create|Set|Delete|Replace|Restore|Load|Save|Rename)(Key|Value|Tree)|"
+                            r"SHReg(Create|Set|Write|Delete)|SH(Set|Delete)(Value|Key|EmptyKey))")
 # Needs headers that nothing else needs.
 LEFT_OUT = ("bench/shaders/vulkan/",)
 # Visual Studio has no GNU extensions, and its SDK defines small besides near, far, hyper and interface,
@@ -80,6 +83,19 @@ def lists_are_typed(files):
             print(f"{name}:{line}: Visual Studio needs a type before each element's braces",
                   file=sys.stderr)
             passed = False
+    return passed
+
+
+def leave_the_registry_alone(files):
+    passed = True
+    for name in files:
+        if name == WRITES_REGISTRY:
+            continue
+        lines = pathlib.Path(name).read_text(encoding="utf-8").splitlines()
+        for number, line in enumerate(lines, 1):
+            if REGISTRY_WRITE.search(line):
+                print(f"{name}:{number}: only {WRITES_REGISTRY} writes to the registry", file=sys.stderr)
+                passed = False
     return passed
 
 
@@ -230,6 +246,7 @@ def main():
     if not passed:
         print("scripts/check: run clang-format -i on these files", file=sys.stderr)
     passed = lists_are_typed(name for name in files if not is_native(name)) and passed
+    passed = leave_the_registry_alone(files) and passed
     return 0 if clang_finds_nothing(files) and passed else 1
 
 
