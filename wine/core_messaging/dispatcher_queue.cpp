@@ -98,8 +98,14 @@ HRESULT DispatcherQueue::OpenWindow() {
   window_class.lpfnWndProc = WindowProcedure;
   window_class.hInstance = ThisModule();
   window_class.lpszClassName = kWindowClass;
-  if (!RegisterClassW(&window_class) && GetLastError() != ERROR_CLASS_ALREADY_EXISTS) {
-    return HRESULT_FROM_WIN32(GetLastError());
+  {
+    // While one thread registers the class, Wine tells another that it exists before it can be
+    // used.
+    static std::mutex registering;
+    const std::lock_guard lock(registering);
+    if (!RegisterClassW(&window_class) && GetLastError() != ERROR_CLASS_ALREADY_EXISTS) {
+      return HRESULT_FROM_WIN32(GetLastError());
+    }
   }
   window_ = CreateWindowExW(0, kWindowClass, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
                             window_class.hInstance, nullptr);
