@@ -94,7 +94,8 @@ def leave_the_registry_alone(files):
         lines = pathlib.Path(name).read_text(encoding="utf-8").splitlines()
         for number, line in enumerate(lines, 1):
             if REGISTRY_WRITE.search(line):
-                print(f"{name}:{number}: only {WRITES_REGISTRY} writes to the registry", file=sys.stderr)
+                print(f"{name}:{number}: only {WRITES_REGISTRY} writes to the registry",
+                      file=sys.stderr)
                 passed = False
     return passed
 
