@@ -13,10 +13,14 @@ inline bool SameColour(uint32_t a, uint32_t b) {
   return ((a ^ b) & 0xFFFFFF) == 0;
 }
 
-// Whether the frame has the picture at this place, which lies within it; describes the first
-// difference.
+// Whether the frame has the picture at this place; describes the first difference.
 inline testing::AssertionResult ShowsAt(const Picture& frame, uint32_t left, uint32_t top,
                                         const Picture& picture) {
+  if (left + picture.width > frame.width || top + picture.height > frame.height) {
+    return testing::AssertionFailure()
+           << "the frame of " << frame.width << " x " << frame.height
+           << " ends before the picture at (" << left << ", " << top << ")";
+  }
   for (uint32_t y = 0; y < picture.height; ++y) {
     for (uint32_t x = 0; x < picture.width; ++x) {
       if (SameColour(frame.At(left + x, top + y), picture.At(x, y))) continue;
