@@ -21,6 +21,7 @@
 #include "quill-check/library_file.h"
 #include "quill-check/machine.h"
 #include "quill-check/options.h"
+#include "quill-check/plan.h"
 #include "quill-check/report.h"
 
 namespace {
@@ -109,14 +110,6 @@ bool AsksToLoseDevice(const CheckOptions& options, Console& console) {
   return std::string_view(line, read).starts_with("yes");
 }
 
-// What follows the first group, in the order that is quickest: long waits first.
-std::deque<Group> Plan() {
-  return {
-      {{2}, true},       {{19}, false},         {{3, 4, 5}, false}, {{17, 13, 22}, false},
-      {{10, 11}, false}, {{16, 18, 21}, false}, {{9}, true},        {{20}, true},
-  };
-}
-
 std::deque<Group> Chosen(std::deque<Group> groups, const CheckOptions& options) {
   if (options.only.empty()) return groups;
   const std::set<int> only(options.only.begin(), options.only.end());
@@ -139,8 +132,8 @@ std::string WhyNotMore(const std::map<int, Json>& results) {
 }
 
 void RunChecks(const CheckOptions& options, Conductor& conductor) {
-  conductor.Run({{{0, 1}, true}});
-  const std::deque<Group> groups = Chosen(Plan(), options);
+  conductor.Run(FirstGroup());
+  const std::deque<Group> groups = Chosen(OtherGroups(), options);
   const std::string reason = WhyNotMore(conductor.results());
   if (reason.empty()) {
     conductor.Run(groups);

