@@ -31,6 +31,9 @@ std::span<const Check> AllChecks() {
        CheckHiddenWindow},
       {13, "closed target", "the status is false within 2 s after the window closes", 5,
        CheckClosedTarget},
+      {14, "cursor", "the cursor is seen when it is turned on, and changes nothing else", 8,
+       CheckCursor},
+      {15, "border", "the border around what is captured is not in the frames", 8, CheckBorder},
       {16, "texture output", "the texture has the picture and can be copied and shared", 8,
        CheckTexture},
       {17, "next session", "a session on a fresh thread follows another", 10, CheckNextSession},
@@ -42,6 +45,7 @@ std::span<const Check> AllChecks() {
        CheckRefusals},
       {22, "process exit", "a process ends within 1 s, whatever it did with the library", 15,
        CheckExits},
+      {23, "protected window", "what Windows protects does not get out", 8, CheckProtectedWindow},
   };
   return kChecks;
 }

@@ -21,6 +21,8 @@ void CheckDetection(CheckContext& context);
 void CheckResize(CheckContext& context);
 void CheckHiddenWindow(CheckContext& context);
 void CheckClosedTarget(CheckContext& context);
+void CheckCursor(CheckContext& context);
+void CheckBorder(CheckContext& context);
 void CheckTexture(CheckContext& context);
 void CheckNextSession(CheckContext& context);
 void CheckThreads(CheckContext& context);
@@ -28,5 +30,6 @@ void CheckLeaks(CheckContext& context);
 void CheckDeviceLoss(CheckContext& context);
 void CheckRefusals(CheckContext& context);
 void CheckExits(CheckContext& context);
+void CheckProtectedWindow(CheckContext& context);
 
 }  // namespace quill_apps

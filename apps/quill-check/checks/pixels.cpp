@@ -12,10 +12,10 @@ std::string NameOf(Drawing drawing) {
   return drawing == Drawing::kGdi ? "drawn by GDI" : "drawn by Direct3D";
 }
 
-void CheckCovered(Finding& finding, PatternCapture& capture, StageWindow& window,
+void CheckCovered(Finding& finding, PatternCapture& capture, StageWindow& window, Drawing drawing,
                   const std::string& what) {
-  if (IsWine()) {
-    finding.Skip(what + " and covered: Wine keeps no pixels for what is covered");
+  if (IsWine() && drawing == Drawing::kDirect3D) {
+    finding.Skip(what + " and covered: Wine keeps what is covered of windows drawn by GDI only");
     return;
   }
   // A window that is covered whole may be spared its drawing.
@@ -68,7 +68,7 @@ void CheckDrawing(CheckContext& context, Drawing drawing) {
     finding.Picture(what, capture.view());
   }
   if (!is_right) return;
-  CheckCovered(finding, capture, window, what);
+  CheckCovered(finding, capture, window, drawing, what);
   CheckOffScreen(finding, capture, window, what);
 }
 

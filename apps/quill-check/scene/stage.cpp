@@ -16,7 +16,6 @@ namespace {
 
 constexpr wchar_t kClassName[] = L"QuillCheckWindow";
 constexpr UINT kDoTask = WM_APP + 1;  // lparam: a Task*
-constexpr COLORREF kCoverColour = RGB(96, 96, 96);
 
 struct Task {
   const std::function<void()>& function;
@@ -46,6 +45,7 @@ void MakeCornersSquare(HWND window) {
 void FillWithCover(HWND window, HDC dc) {
   RECT client;
   GetClientRect(window, &client);
+  // A grey is the same in GDI's order of the channels.
   const HBRUSH brush = CreateSolidBrush(kCoverColour);
   FillRect(dc, &client, brush);
   DeleteObject(brush);

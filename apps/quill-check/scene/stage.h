@@ -17,6 +17,7 @@
 namespace quill_apps {
 
 constexpr FrameSize kStageSize{640, 360};
+constexpr uint32_t kCoverColour = 0x606060;  // 0xRRGGBB
 
 enum class WindowKind {
   kPlain,   // "quill-check A": without a frame, with square corners
