@@ -94,11 +94,11 @@ std::optional<RECT> PointerArea(POINT place, HWND window) {
 }
 
 // Presents the same picture again and again until a frame differs from the one given, or is equal
-// to it. False when none comes within 1 s.
+// to it. False when none comes in time.
 bool AwaitDifference(StageWindow& window, PatternCapture& capture, uint32_t counter,
                      const std::vector<uint32_t>& picture, bool different) {
   window.Present(counter);
-  return Await(1.0, [&] {
+  return Await(kAwaitSeconds, [&] {
     if (!capture.Poll()) return false;
     const RECT area = Difference(capture.view(), picture);
     return (IsRectEmpty(&area) == 0) == different;
@@ -108,7 +108,7 @@ bool AwaitDifference(StageWindow& window, PatternCapture& capture, uint32_t coun
 Note JudgePointer(CheckContext& context, StageWindow& window, PatternCapture& capture,
                   uint32_t counter) {
   if (!capture.AwaitPresented(window, counter)) {
-    return {Verdict::kFail, "the window's picture does not come within 1 s"};
+    return {Verdict::kFail, "the window's picture does not come"};
   }
   const std::vector<uint32_t> without = PixelsOf(capture.view());
   const RECT client = window.Client();

@@ -146,11 +146,10 @@ bool Disturbance::HasCome() const {
   return cursor.x != cursor_.x || cursor.y != cursor_.y || !window_.IsInFront();
 }
 
-bool TryPart(Finding& finding, StageWindow& front, const std::function<Note()>& part) {
-  constexpr int kTries = 3;
-  Note note;
+bool TryPart(Finding& finding, StageWindow& front, const std::function<Note()>& part, int tries) {
+  Note note{};
   bool was_always_disturbed = true;
-  for (int tries = 0; tries < kTries; ++tries) {
+  for (; tries > 0; --tries) {
     const Disturbance disturbance(front);
     note = part();
     if (note.verdict != Verdict::kFail) break;

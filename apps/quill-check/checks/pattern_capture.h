@@ -17,6 +17,9 @@
 
 namespace quill_apps {
 
+// How long a picture may take before a part of a check is tried again.
+constexpr double kAwaitSeconds = 0.5;
+
 // A capture as bytes whose frames are searched for the pattern. For a thread that has started no
 // session yet.
 class PatternCapture {
@@ -38,9 +41,9 @@ class PatternCapture {
   // Polls once. True when a frame has come since the poll before: then reading() is that of it.
   bool Poll();
   // Polls every millisecond until a whole frame shows the counter. False when none comes in time.
-  bool AwaitCounter(uint32_t counter, double seconds = 1.0);
+  bool AwaitCounter(uint32_t counter, double seconds = kAwaitSeconds);
   // Presents the counter and awaits it.
-  bool AwaitPresented(StageWindow& window, uint32_t counter, double seconds = 1.0);
+  bool AwaitPresented(StageWindow& window, uint32_t counter, double seconds = kAwaitSeconds);
 
   const PatternReading& reading() const { return reading_; }
   // The size of the last frame, and the pixels of what is looked at; valid until the next poll.
@@ -89,10 +92,11 @@ class Disturbance {
   POINT cursor_{};
 };
 
-// Tries a part of a check up to three times, until it does not fail. After three failures it has
+// Tries a part of a check until it does not fail, up to that many times. If all fail, it has
 // failed, unless each was disturbed: then it is a warning. Notes the outcome and returns whether it
 // is no failure. front: the window that should be before all others.
-bool TryPart(Finding& finding, StageWindow& front, const std::function<Note()>& part);
+bool TryPart(Finding& finding, StageWindow& front, const std::function<Note()>& part,
+             int tries = 3);
 
 // "640 x 360"
 std::string SizeText(FrameSize size);

@@ -18,7 +18,7 @@ constexpr DWORD kExcludeFromCapture = 0x11;
 // that was presented after the protection had time to take effect.
 uint32_t CountLeaks(StageWindow& window, PatternCapture& capture, uint32_t& counter,
                     uint32_t& frames) {
-  constexpr double kSeconds = 1.0;
+  constexpr double kSeconds = 0.6;
   constexpr double kEffectMs = 200;
   constexpr double kPauseMs = 20;
   const auto start = std::chrono::steady_clock::now();
@@ -58,7 +58,7 @@ void CheckAffinity(CheckContext& context, StageWindow& window, PatternCapture& c
       return {Verdict::kFail,
               Format("%s: %u of %u frames show the window's content", name, leaks, frames)};
     }
-    return {Verdict::kInfo, Format("%s: %u frames in 1 s, and %s", name, frames,
+    return {Verdict::kInfo, Format("%s: %u frames in 0.6 s, and %s", name, frames,
                                    frames == 0     ? "so no content"
                                    : reading.found ? "none with new content"
                                                    : "none with its content")};
@@ -66,7 +66,7 @@ void CheckAffinity(CheckContext& context, StageWindow& window, PatternCapture& c
   window.SetAffinity(WDA_NONE);
   const bool is_back = capture.AwaitPresented(window, ++counter);
   finding.Info(std::string(name) + ": lifted, the content " +
-               (is_back ? "is captured again" : "does not come back within 1 s"));
+               (is_back ? "is captured again" : "does not come back within 0.5 s"));
 }
 
 }  // namespace

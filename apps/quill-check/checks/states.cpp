@@ -21,10 +21,10 @@ struct State {
   const char* left;  // what was done to leave it
 };
 
-void CheckState(Finding& finding, StageWindow& window, PatternCapture& capture, const State& state,
+bool CheckState(Finding& finding, StageWindow& window, PatternCapture& capture, const State& state,
                 uint32_t& counter) {
   constexpr double kMeanwhileSeconds = 0.5;
-  TryPart(finding, window, [&]() -> Note {
+  return TryPart(finding, window, [&]() -> Note {
     (window.*state.enter)();
     uint32_t frames = 0;
     Await(kMeanwhileSeconds, [&] {
@@ -37,7 +37,7 @@ void CheckState(Finding& finding, StageWindow& window, PatternCapture& capture, 
     const auto start = std::chrono::steady_clock::now();
     (window.*state.leave)();
     ++counter;
-    const bool is_back = capture.AwaitPresented(window, counter);
+    const bool is_back = capture.AwaitPresented(window, counter, 1.0);
     const double back_ms = MillisecondsSince(start);
     finding.Figure(state.name, {{"framesMeanwhile", frames},
                                 {"runningMeanwhile", is_running},
@@ -67,10 +67,10 @@ void CheckHiddenWindow(CheckContext& context) {
     context.finding.Fail("the window's picture does not come within 2 s");
     return;
   }
-  CheckState(context.finding, window, capture,
-             {"minimised", &StageWindow::Minimise, &StageWindow::Restore, "restored"}, counter);
-  CheckState(context.finding, window, capture,
-             {"hidden", &StageWindow::Hide, &StageWindow::Show, "shown"}, counter);
+  const State minimised{"minimised", &StageWindow::Minimise, &StageWindow::Restore, "restored"};
+  const State hidden{"hidden", &StageWindow::Hide, &StageWindow::Show, "shown"};
+  if (!CheckState(context.finding, window, capture, minimised, counter)) return;
+  CheckState(context.finding, window, capture, hidden, counter);
 }
 
 }  // namespace quill_apps
