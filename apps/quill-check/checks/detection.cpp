@@ -14,6 +14,8 @@ namespace quill_apps {
 
 namespace {
 
+constexpr FrameSize kLargestSize{1000, 610};
+
 // What the library promises: tiles of 32 x 32 pixels from the top left; those that reach the right
 // or the bottom edge are not watched.
 constexpr uint32_t kTile = 32;
@@ -119,7 +121,7 @@ class DetectionCheck {
   static StageWindowOptions Options(int slot) {
     StageWindowOptions options;
     options.drawing = Drawing::kGdi;
-    options.position = SlotPosition(PrimaryMonitor(), slot);
+    options.position = SlotPosition(PrimaryMonitor(), slot, kLargestSize);
     return options;
   }
   static Switches Detecting() {
@@ -178,7 +180,7 @@ void CheckDetection(CheckContext& context) {
   CheckContext quiet{context.library, context.slot, context.lose_device, parts};
   DetectionCheck check(quiet);
   // The second size has grown, the third has shrunk; none is a whole number of tiles.
-  const FrameSize sizes[] = {kStageSize, {1000, 610}, {333, 221}};
+  const FrameSize sizes[] = {kStageSize, kLargestSize, {333, 221}};
   for (const FrameSize& size : sizes) check.Run(size);
   for (const Note& note : parts.notes()) {
     if (note.verdict != Verdict::kPass) context.finding.Add(note.verdict, note.text);

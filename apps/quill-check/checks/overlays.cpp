@@ -289,10 +289,7 @@ void CheckBorder(CheckContext& context) {
   StageWindow window(options);
   PatternCapture capture(context.library, window.handle());
   constexpr uint32_t kCounter = 2;
-  if (!capture.AwaitPresented(window, kCounter, 2.0)) {
-    finding.Fail("the window's picture does not come within 2 s");
-    return;
-  }
+  if (!AwaitFirstPicture(context.finding, window, capture, kCounter)) return;
   const std::vector<uint32_t> without = PixelsOf(capture.view());
   std::optional<BorderOnScreen> screen;
   if (!IsWine()) screen.emplace(context, window, capture.monitor());

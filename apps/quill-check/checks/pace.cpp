@@ -24,8 +24,7 @@ struct WatchedWindow {
 
   WatchedWindow(const CheckContext& context, Drawing drawing)
       : window(OptionsOf(context, drawing)), capture(context.library, window.handle()) {
-    is_seen = capture.AwaitPresented(window, 1, 2.0);
-    if (!is_seen) context.finding.Fail("the window's picture does not come within 2 s");
+    is_seen = AwaitFirstPicture(context.finding, window, capture, 2);
   }
 
   static StageWindowOptions OptionsOf(const CheckContext& context, Drawing drawing) {
@@ -177,7 +176,7 @@ void CheckStillWindow(CheckContext& context) {
   Finding& finding = context.finding;
   StageWindow& window = watched.window;
   PatternCapture& capture = watched.capture;
-  uint32_t counter = 1;
+  uint32_t counter = 2;
   const bool is_right = TryPart(finding, window, [&]() -> Note {
     ++counter;
     capture.AwaitPresented(window, counter);

@@ -163,6 +163,22 @@ bool TryPart(Finding& finding, StageWindow& front, const std::function<Note()>& 
   return note.verdict != Verdict::kFail;
 }
 
+bool AwaitFirstPicture(Finding& finding, StageWindow& window, PatternCapture& capture,
+                       uint32_t counter) {
+  Finding outcome;
+  TryPart(outcome, window, [&]() -> Note {
+    // A picture that is shown already sends no further frame.
+    if (capture.AwaitPresented(window, counter + 1, 1.0) &&
+        capture.AwaitPresented(window, counter, 1.0)) {
+      return {Verdict::kPass, ""};
+    }
+    return {Verdict::kFail, "the window's picture does not come within 1 s"};
+  });
+  if (outcome.verdict() == Verdict::kPass) return true;
+  for (const Note& note : outcome.notes()) finding.Add(note.verdict, note.text);
+  return false;
+}
+
 std::string SizeText(FrameSize size) {
   return Format("%u x %u", size.width, size.height);
 }

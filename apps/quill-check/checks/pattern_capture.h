@@ -98,6 +98,11 @@ class Disturbance {
 bool TryPart(Finding& finding, StageWindow& front, const std::function<Note()>& part,
              int tries = 3);
 
+// Awaits the window's first picture, as TryPart does. Notes the outcome only when none is seen, and
+// then returns false.
+bool AwaitFirstPicture(Finding& finding, StageWindow& window, PatternCapture& capture,
+                       uint32_t counter);
+
 // "640 x 360"
 std::string SizeText(FrameSize size);
 

@@ -34,8 +34,8 @@ void CheckCovered(Finding& finding, PatternCapture& capture, StageWindow& window
 
 void CheckOffScreen(Finding& finding, PatternCapture& capture, StageWindow& window,
                     const std::string& what) {
-  const LONG half = static_cast<LONG>(kStageSize.width) / 2;
-  window.MoveTo({GetSystemMetrics(SM_XVIRTUALSCREEN) - half, window.Bounds().top});
+  const LONG half = static_cast<LONG>(kStageSize.height) / 2;
+  window.MoveTo({window.Bounds().left, GetSystemMetrics(SM_YVIRTUALSCREEN) - half});
   constexpr uint32_t kCounter = 200;
   const bool is_whole = capture.AwaitPresented(window, kCounter, 0.3);
   finding.Info(what + " and half off the screen: " +

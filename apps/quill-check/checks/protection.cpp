@@ -82,10 +82,7 @@ void CheckProtectedWindow(CheckContext& context) {
   StageWindow window(options);
   PatternCapture capture(context.library, window.handle());
   uint32_t counter = 2;
-  if (!capture.AwaitPresented(window, counter, 2.0)) {
-    finding.Fail("the window's picture does not come within 2 s");
-    return;
-  }
+  if (!AwaitFirstPicture(context.finding, window, capture, counter)) return;
   CheckAffinity(context, window, capture, WDA_MONITOR, "WDA_MONITOR", counter);
   CheckAffinity(context, window, capture, kExcludeFromCapture, "WDA_EXCLUDEFROMCAPTURE", counter);
 }

@@ -42,7 +42,8 @@ void CheckResize(CheckContext& context) {
   Finding& finding = context.finding;
   StageWindowOptions options;
   options.drawing = Drawing::kGdi;
-  options.position = SlotPosition(PrimaryMonitor(), context.slot);
+  constexpr FrameSize kLargestSize{900, 520};
+  options.position = SlotPosition(PrimaryMonitor(), context.slot, kLargestSize);
   StageWindow window(options);
   PatternCapture capture(context.library, window.handle());
   nlohmann::ordered_json figures;
@@ -55,7 +56,7 @@ void CheckResize(CheckContext& context) {
     TryPart(finding, window,
             [&] { return Resize(what, window, capture, size, ++counter, figures); });
   };
-  resize("larger", {900, 520});
+  resize("larger", kLargestSize);
   resize("smaller", {300, 200});
   TryPart(finding, window, [&] {
     constexpr uint32_t kSteps = 20;

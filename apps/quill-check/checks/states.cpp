@@ -63,10 +63,7 @@ void CheckHiddenWindow(CheckContext& context) {
   StageWindow window(options);
   PatternCapture capture(context.library, window.handle());
   uint32_t counter = 2;
-  if (!capture.AwaitPresented(window, counter, 2.0)) {
-    context.finding.Fail("the window's picture does not come within 2 s");
-    return;
-  }
+  if (!AwaitFirstPicture(context.finding, window, capture, counter)) return;
   const State minimised{"minimised", &StageWindow::Minimise, &StageWindow::Restore, "restored"};
   const State hidden{"hidden", &StageWindow::Hide, &StageWindow::Show, "shown"};
   if (!CheckState(context.finding, window, capture, minimised, counter)) return;

@@ -53,20 +53,21 @@ void FillWithCover(HWND window, HDC dc) {
 
 }  // namespace
 
-POINT SlotPosition(HMONITOR monitor, int slot) {
+POINT SlotPosition(HMONITOR monitor, int slot, FrameSize size) {
   constexpr LONG kMargin = 8;
-  constexpr LONG kWidth = static_cast<LONG>(kStageSize.width) + 2 * kMargin;
-  constexpr LONG kHeight = static_cast<LONG>(kStageSize.height) + 48;  // with the frame of B
+  constexpr LONG kFrame = 48;  // with the frame of B
   MONITORINFO info{};
   info.cbSize = sizeof info;
   GetMonitorInfoW(monitor, &info);
   const RECT& work = info.rcWork;
   POINT position{work.left + kMargin, work.top + kMargin};
   if (slot == 0) return position;
-  if (work.right - work.left >= 2 * kWidth) {
-    position.x += kWidth;
+  const LONG width = static_cast<LONG>(size.width) + kFrame;
+  const LONG height = static_cast<LONG>(size.height) + kFrame;
+  if (work.right - work.left >= width + static_cast<LONG>(kStageSize.width) + kFrame) {
+    position.x = work.right - width;
   } else {
-    position.y = std::max(position.y, work.bottom - kHeight);
+    position.y = std::max(position.y, work.bottom - height);
   }
   return position;
 }

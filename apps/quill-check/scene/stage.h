@@ -33,9 +33,9 @@ struct StageWindowOptions {
   uint32_t counter = 1;  // of the pattern that it shows at first
 };
 
-// Where a window of the size kStageSize stands on the monitor, free of the windows of the other
-// slot where there is room for both. Slots: 0 and 1.
-POINT SlotPosition(HMONITOR monitor, int slot);
+// Where a window with a client area up to that size stands on the monitor, free of those of the
+// size kStageSize in the other slot where there is room for both. Slots: 0 and 1.
+POINT SlotPosition(HMONITOR monitor, int slot, FrameSize size = kStageSize);
 
 // The primary monitor.
 HMONITOR PrimaryMonitor();

@@ -194,19 +194,21 @@ TEST(Stage, PresentsOneCounterAfterTheOtherAtEveryRefresh) {
   EXPECT_TRUE(Shows(window, 100 + animation.count - 1));
 }
 
-TEST(Stage, SlotsDoNotOverlap) {
-  const POINT first = SlotPosition(PrimaryMonitor(), 0);
-  const POINT second = SlotPosition(PrimaryMonitor(), 1);
-  StageWindowOptions options;
-  options.kind = WindowKind::kFramed;
-  options.position = first;
-  const StageWindow one(options);
-  options.position = second;
-  const StageWindow other(options);
-  const RECT a = one.Bounds();
-  const RECT b = other.Bounds();
-  RECT common;
-  EXPECT_FALSE(IntersectRect(&common, &a, &b));
+// The screen here has room for a larger window in one of the slots.
+TEST(Stage, WindowsInDifferentSlotsDoNotOverlap) {
+  constexpr FrameSize kLarge{1000, 610};
+  for (const int large_slot : {0, 1}) {
+    StageWindowOptions options;
+    options.kind = WindowKind::kFramed;
+    options.drawing = Drawing::kGdi;
+    options.position = SlotPosition(PrimaryMonitor(), 1 - large_slot);
+    const StageWindow usual(options);
+    options.client = kLarge;
+    options.position = SlotPosition(PrimaryMonitor(), large_slot, kLarge);
+    const StageWindow large(options);
+    EXPECT_TRUE(usual.IsInFront());
+    EXPECT_TRUE(large.IsInFront());
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Drawn, StageTest, testing::Values(Drawing::kDirect3D, Drawing::kGdi),
