@@ -9,8 +9,8 @@ namespace quill_apps {
 
 namespace {
 
-constexpr ResultCheck kCheck{ExitCode::kCaptureFailed, "a texture could not be read back",
-                             "try it without --texture"};
+constexpr ResultCheck kReadCheck{ExitCode::kCaptureFailed, "a texture could not be read back",
+                                 "try it without --texture"};
 
 }  // namespace
 
@@ -24,7 +24,7 @@ FramePixels TextureReader::Read(ID3D11Texture2D* texture) {
   EnsureStaging(source);
   context_->CopyResource(staging_.Get(), texture);
   D3D11_MAPPED_SUBRESOURCE mapped{};
-  kCheck(context_->Map(staging_.Get(), 0, D3D11_MAP_READ, 0, &mapped), "Map");
+  kReadCheck(context_->Map(staging_.Get(), 0, D3D11_MAP_READ, 0, &mapped), "Map");
   return FramePixels(
       {static_cast<const uint8_t*>(mapped.pData), source.Width, source.Height, mapped.RowPitch},
       context_.Get(), staging_.Get());
@@ -41,7 +41,7 @@ void TextureReader::EnsureStaging(const D3D11_TEXTURE2D_DESC& source) {
   description_.BindFlags = 0;
   description_.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
   description_.MiscFlags = 0;
-  kCheck(device_->CreateTexture2D(&description_, nullptr, &staging_), "CreateTexture2D");
+  kReadCheck(device_->CreateTexture2D(&description_, nullptr, &staging_), "CreateTexture2D");
 }
 
 }  // namespace quill_apps

@@ -85,8 +85,7 @@ bool Conductor::Attend(Running& worker) {
   if (worker.group.checks.empty()) {
     if (has_ended) return false;
     // All results are here, and the process must end by itself in time.
-    if (SecondsSince(worker.begin) < kStartLimit) return true;
-    return false;
+    return SecondsSince(worker.begin) < kStartLimit;
   }
   if (has_ended) {
     FailCurrent(worker, worker.crash.empty()

@@ -92,8 +92,8 @@ std::string ResultLines(const Json& result) {
     if (lines.empty() ? verdict != overall : !is_grave) continue;
     const std::string head = lines.empty() ? Format("%2d  %-20s", number, FindCheck(number).name)
                                            : Format("\n%s  %24s", verdict.c_str(), "");
-    lines +=
-        (lines.empty() ? overall + "  " : "") + head + "  " + note.at("text").get<std::string>();
+    if (lines.empty()) lines = overall + "  ";
+    lines.append(head).append("  ").append(note.at("text").get<std::string>());
   }
   return lines;
 }

@@ -153,7 +153,7 @@ std::string Details(const CheckReport& report) {
   for (const auto& [number, result] : report.results) {
     std::string content;
     for (const Json& picture : result["pictures"]) {
-      content += "<figure><img alt=\"\" src=\"" + Text(picture["uri"]) + "\">" +
+      content += R"(<figure><img alt="" src=")" + Text(picture["uri"]) + "\">" +
                  Element("figcaption", Text(picture["name"])) + "</figure>";
     }
     if (!result["figures"].empty()) content += Element("pre", Dump(result["figures"]));

@@ -57,7 +57,7 @@ std::string FillPage(std::string_view page, const std::map<std::string_view, std
 }
 
 std::string PngDataUri(std::span<const uint8_t> png) {
-  const DWORD size = static_cast<DWORD>(png.size());
+  const auto size = static_cast<DWORD>(png.size());
   constexpr DWORD kFlags = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;
   DWORD length = 0;
   CryptBinaryToStringA(png.data(), size, kFlags, nullptr, &length);

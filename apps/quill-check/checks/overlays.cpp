@@ -17,10 +17,6 @@ namespace quill_apps {
 
 namespace {
 
-std::string AreaText(const RECT& area) {
-  return Format("%ld, %ld to %ld, %ld", area.left, area.top, area.right, area.bottom);
-}
-
 // A copy of a frame's pixels, without padding.
 std::vector<uint32_t> PixelsOf(const PixelView& view) {
   std::vector<uint32_t> pixels(size_t{view.width} * view.height);
@@ -204,8 +200,8 @@ class RingWatch {
   static bool IsCover(uint32_t pixel) {
     constexpr int kLevels = 16;
     for (int shift = 0; shift < 24; shift += 8) {
-      const int seen = pixel >> shift & 0xFF;
-      const int expected = kCoverColour >> shift & 0xFF;
+      const auto seen = static_cast<int>(pixel >> shift & 0xFF);
+      const auto expected = static_cast<int>(kCoverColour >> shift & 0xFF);
       if (std::abs(seen - expected) > kLevels) return false;
     }
     return true;

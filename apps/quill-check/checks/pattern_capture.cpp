@@ -16,10 +16,6 @@ namespace quill_apps {
 
 namespace {
 
-std::string AreaText(const RECT& area) {
-  return Format("%ld, %ld to %ld, %ld", area.left, area.top, area.right, area.bottom);
-}
-
 // The part of the frame that lies within the rectangle.
 PixelView Cut(const PixelView& frame, const RECT& part) {
   const auto within = [](LONG value, uint32_t limit) {
@@ -113,7 +109,7 @@ Note JudgePlace(const std::string& what, const PatternCapture& capture, uint32_t
 
 Note JudgePixels(const std::string& what, const PatternCapture& capture, uint32_t counter,
                  const RECT& place) {
-  const Note found = JudgePlace(what, capture, counter, place);
+  Note found = JudgePlace(what, capture, counter, place);
   if (found.verdict == Verdict::kFail) return found;
   const PatternReading& reading = capture.reading();
   const std::string alpha =
@@ -177,6 +173,10 @@ bool AwaitFirstPicture(Finding& finding, StageWindow& window, PatternCapture& ca
   if (outcome.verdict() == Verdict::kPass) return true;
   for (const Note& note : outcome.notes()) finding.Add(note.verdict, note.text);
   return false;
+}
+
+std::string AreaText(const RECT& area) {
+  return Format("%ld, %ld to %ld, %ld", area.left, area.top, area.right, area.bottom);
 }
 
 std::string SizeText(FrameSize size) {

@@ -103,6 +103,8 @@ bool TryPart(Finding& finding, StageWindow& front, const std::function<Note()>& 
 bool AwaitFirstPicture(Finding& finding, StageWindow& window, PatternCapture& capture,
                        uint32_t counter);
 
+// "0, 0 to 640, 360"
+std::string AreaText(const RECT& area);
 // "640 x 360"
 std::string SizeText(FrameSize size);
 

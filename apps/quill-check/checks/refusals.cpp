@@ -41,7 +41,7 @@ void Judge(Finding& finding, const char* what, const Start& start) {
                   (start.is_started    ? "the start succeeds"
                    : !start.is_created ? "no session is made"
                    : start.log.empty() ? "the start fails and logs nothing"
-                                       : "the start fails with " + start.log));
+                                       : "the start fails: " + start.log));
 }
 
 // Windows' documentation does not say whether a child window can be captured.
@@ -54,9 +54,8 @@ void CheckChild(CheckContext& context) {
                                      parent.handle(), nullptr, nullptr, nullptr);
   const Start start =
       TryStart(context.library, [&] { return context.library.wgc_session_create(child); });
-  context.finding.Info("a child window: " + (start.is_started
-                                                 ? std::string("the start succeeds")
-                                                 : "the start fails with " + start.log));
+  context.finding.Info("a child window: " + (start.is_started ? std::string("the start succeeds")
+                                                              : "the start fails: " + start.log));
   DestroyWindow(child);
 }
 
@@ -73,8 +72,7 @@ void CheckSecondStart(CheckContext& context) {
     const bool goes_on = capture.AwaitPresented(window, 2);
     context.finding.Add(
         is_refused && !log.empty() && goes_on ? Verdict::kPass : Verdict::kFail,
-        std::string("a second start of a session: ") +
-            (is_refused ? "fails with " + log : "succeeds") +
+        std::string("a second start of a session: ") + (is_refused ? "fails: " + log : "succeeds") +
             (goes_on ? ", and the capture goes on" : ", and no right frame comes afterwards"));
   });
 }
@@ -96,7 +94,7 @@ void CheckRefusals(CheckContext& context) {
   Judge(context.finding, "no window",
         TryStart(library, [&] { return library.wgc_session_create(nullptr); }));
   // No monitor has such a handle: they are small numbers.
-  const HMONITOR bad = reinterpret_cast<HMONITOR>(static_cast<uintptr_t>(0x7ffffff0));
+  const auto bad = reinterpret_cast<HMONITOR>(static_cast<uintptr_t>(0x7ffffff0));
   Judge(context.finding, "a monitor that does not exist",
         TryStart(library, [&] { return library.wgc_session_create2(bad); }));
   Judge(context.finding, "no monitor",

@@ -424,19 +424,19 @@ uint8_t PatternReading::LargestDeviation() const {
   return std::max({deviation[0], deviation[1], deviation[2]});
 }
 
-PatternReading ReadPattern(const PixelView& view, FrameSize client) {
+PatternReading ReadPattern(const PixelView& frame, FrameSize client) {
   PatternReading reading;
-  const Frame frame(view);
+  const Frame pixels(frame);
   const Grid grid(client);
-  const std::optional<Place> place = FindPlace(frame, grid);
+  const std::optional<Place> place = FindPlace(pixels, grid);
   if (!place) return reading;
   reading.found = true;
   reading.area = {Rounded(place->horizontal.At(0)), Rounded(place->vertical.At(0)),
                   Rounded(place->horizontal.At(client.width)),
                   Rounded(place->vertical.At(client.height))};
   reading.scaled = place->horizontal.IsScaled() || place->vertical.IsScaled();
-  ReadCounter(frame, grid, *place, reading);
-  if (reading.IsCompared()) CompareColours(frame, grid, reading);
+  ReadCounter(pixels, grid, *place, reading);
+  if (reading.IsCompared()) CompareColours(pixels, grid, reading);
   return reading;
 }
 

@@ -103,8 +103,9 @@ class StageWindow {
   LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam);
   void Make(const StageWindowOptions& options);
   void HandleMessages();
-  // Runs task on the window's thread and hands on its exception. False when the window is closed.
-  bool Do(const std::function<void()>& task) const;
+  // Runs the function on the window's thread and hands on its exception. False when the window is
+  // closed.
+  bool Do(const std::function<void()>& function) const;
   void ShowState(int show_command);
   void SetClientSize(FrameSize size);
   void Redraw();

@@ -366,7 +366,7 @@ TEST_F(GrabberTest, CaptureThatCannotStartReportsTheLoggedError) {
   SetLogSink(nullptr, false);
   const ToolError error = ErrorOf([&] { Run({{kNone, 0, 0}}); });
   EXPECT_EQ(error.code(), ExitCode::kCaptureFailed);
-  EXPECT_TRUE(Contains(error.what(), "start: no capture today, hr:80070057:"));
+  EXPECT_TRUE(Contains(error.what(), "start: no capture today, hr:80070057"));
   EXPECT_EQ(script.alive, 0);
 }
 
