@@ -122,6 +122,7 @@ std::deque<Group> Chosen(std::deque<Group> groups, const CheckOptions& options) 
 
 // Why the checks after the first group make no sense; empty when they do.
 std::string WhyNotMore(const std::map<int, Json>& results) {
+  if (WaitForSingleObject(interrupted, 0) == WAIT_OBJECT_0) return "interrupted";
   const Json& figures = results.at(1).at("figures");
   if (!figures.contains("probe")) return "the library could not be used: see check 1";
   if (!figures.at("probe")) {

@@ -100,13 +100,16 @@ std::string MonitorsText(const Json& monitors) {
   return text.empty() ? "none" : text;
 }
 
-std::string AdapterRows(const Json& machine) {
+// chosen: the LUID of the adapter that the library's device is on, or empty.
+std::string AdapterRows(const Json& machine, const std::string& chosen) {
   std::string rows;
   if (!machine.contains("adapters")) return rows;
   for (const Json& adapter : machine["adapters"]) {
     const bool has_device = adapter.contains("featureLevel");
     const bool detects = has_device && adapter["r8UintUav"] && adapter["r8UintUavLoad"];
-    rows += "        <tr>" + Element("td", Text(adapter["name"])) +
+    rows += "        <tr>" +
+            Element("td", Text(adapter["name"]) +
+                              (adapter["luid"] == chosen ? ", used by the library" : "")) +
             Element("td", Text(adapter["driver"])) +
             Element("td", Text(has_device ? adapter["featureLevel"] : adapter["error"])) +
             Element("td", detects ? "R8_UINT can be loaded" : "R8_UINT loads not reported") +
@@ -190,6 +193,13 @@ std::string ReportText(const CheckReport& report) {
 }
 
 std::string CheckPage(const CheckReport& report) {
+  std::string chosen;
+  if (const auto first_frame = report.results.find(2); first_frame != report.results.end()) {
+    const Json& figures = first_frame->second.at("figures");
+    if (figures.contains("adapter") && figures["adapter"].is_object()) {
+      chosen = figures["adapter"]["luid"];
+    }
+  }
   const auto resource = [](const wchar_t* name) { return std::string(PageResource(name).value()); };
   const std::string answer = AnswerText(report.answer, report.results);
   return FillPage(resource(L"CHECK_HTML"), {{"title", "quill-check: " + EscapeHtml(answer)},
@@ -199,7 +209,7 @@ std::string CheckPage(const CheckReport& report) {
                                             {"answer", EscapeHtml(answer)},
                                             {"facts", Facts(report)},
                                             {"checks", CheckRows(report)},
-                                            {"adapters", AdapterRows(report.machine)},
+                                            {"adapters", AdapterRows(report.machine, chosen)},
                                             {"details", Details(report)}});
 }
 

@@ -56,7 +56,7 @@ std::string AnswerText(Answer answer, const Results& results) {
       return "Capture does not work as promised on this machine: failed: " +
              NumbersOf(results, "FAIL") + ".";
     default:
-      return "Not decided, because these checks could not be made: " + Undecided(results) + ".";
+      return "Not decided, because these checks were not made: " + Undecided(results) + ".";
   }
   return Format(
       "Capture works on this machine: %d passed, %d with a warning, %d facts, %d skipped.",
