@@ -53,7 +53,7 @@ NAVIGATION = {
     "Using the library": [
         "docs/reference", "docs/threads", "docs/buffers", "docs/texture-output",
         "docs/change-detection", "docs/logging", "docs/troubleshooting", "docs/windows", "docs/faq"],
-    "Tools": ["docs/quill-grab"],
+    "Tools": ["docs/quill-check", "docs/quill-grab"],
     "Inside": ["docs/architecture", "docs/shaders", "docs/projection", "wine/README"],
     # And whatever page is not named here.
     "The project": ["README", "CHANGELOG", "docs/testing", "docs/reliability"],
