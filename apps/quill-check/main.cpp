@@ -198,17 +198,32 @@ int RunProgram(std::span<wchar_t*> arguments, Console& console) {
   return static_cast<int>(Run(options, console));
 }
 
+// A console that was made for this program, as by a double click, closes with it, and the answer is
+// gone before it can be read.
+void LetConsoleBeRead(Console& console) {
+  DWORD process;
+  DWORD mode;
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  if (IsWine() || GetConsoleProcessList(&process, 1) != 1 || !GetConsoleMode(input, &mode)) return;
+  console.PrintLine("Press Enter to close this window.");
+  char line[2];
+  DWORD read;
+  ReadFile(input, line, sizeof line, &read, nullptr);
+}
+
 int RunAndReport(std::span<wchar_t*> arguments) {
   Console console("quill-check");
+  int code = static_cast<int>(Answer::kNothingChecked);
   try {
-    return RunProgram(arguments, console);
+    code = RunProgram(arguments, console);
   } catch (const std::bad_alloc&) {
     console.PrintError("out of memory: close other programs");
   } catch (const std::exception& error) {
     console.ClearProgress();
     console.PrintError(error.what());
   }
-  return static_cast<int>(Answer::kNothingChecked);
+  LetConsoleBeRead(console);
+  return code;
 }
 
 }  // namespace
