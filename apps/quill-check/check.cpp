@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "common/page/page.h"
 #include "common/png_encoder.h"
@@ -14,6 +15,11 @@ namespace quill_apps {
 const char* VerdictName(Verdict verdict) {
   constexpr std::array kNames = {"SKIP", "INFO", "PASS", "WARN", "FAIL"};
   return kNames.at(static_cast<size_t>(verdict));
+}
+
+void Finding::Add(Verdict verdict, std::string text) {
+  notes_.push_back({verdict, std::move(text)});
+  if (on_note_) on_note_(notes_.back());
 }
 
 Verdict Finding::verdict() const {

@@ -7,10 +7,12 @@
 
 #include <chrono>
 #include <exception>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <span>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "common/library.h"
@@ -40,22 +42,23 @@ struct Note {
 // What one check has found out. For the thread of the check only.
 class Finding {
  public:
+  Finding() = default;
+  // on_note is called for each note at once: a check may crash or hang after it.
+  explicit Finding(std::function<void(const Note&)> on_note) : on_note_(std::move(on_note)) {}
+
   // One part of the check: one clear sentence with its figure.
-  void Pass(std::string text) { notes_.push_back({Verdict::kPass, std::move(text)}); }
-  void Warn(std::string text) { notes_.push_back({Verdict::kWarn, std::move(text)}); }
-  void Fail(std::string text) { notes_.push_back({Verdict::kFail, std::move(text)}); }
-  void Info(std::string text) { notes_.push_back({Verdict::kInfo, std::move(text)}); }
-  void Skip(std::string text) { notes_.push_back({Verdict::kSkip, std::move(text)}); }
-  void Add(Verdict verdict, std::string text) { notes_.push_back({verdict, std::move(text)}); }
+  void Add(Verdict verdict, std::string text);
+  void Pass(std::string text) { Add(Verdict::kPass, std::move(text)); }
+  void Warn(std::string text) { Add(Verdict::kWarn, std::move(text)); }
+  void Fail(std::string text) { Add(Verdict::kFail, std::move(text)); }
+  void Info(std::string text) { Add(Verdict::kInfo, std::move(text)); }
+  void Skip(std::string text) { Add(Verdict::kSkip, std::move(text)); }
 
   // Every figure behind the sentences, for the JSON report: times in ms, sizes in pixels or bytes.
   void Figure(const char* name, nlohmann::ordered_json value) { figures_[name] = std::move(value); }
 
   // A picture of one of this program's own windows for the report; never one of the desktop.
   void Picture(std::string name, const PixelView& view);
-
-  // Drops everything, for another try.
-  void Clear() { *this = Finding(); }
 
   Verdict verdict() const;
   const std::vector<Note>& notes() const { return notes_; }
@@ -71,6 +74,7 @@ class Finding {
   std::vector<Note> notes_;
   nlohmann::ordered_json figures_ = nlohmann::ordered_json::object();
   std::vector<NamedPicture> pictures_;
+  std::function<void(const Note&)> on_note_;
 };
 
 // What a check works with.

@@ -17,6 +17,8 @@ using std::chrono::steady_clock;
 constexpr size_t kWorkers = 2;
 // For the process to start and load the DLL.
 constexpr double kStartLimit = 10.0;
+// For the process to end by itself once all its results are here.
+constexpr double kEndLimit = 1.0;
 
 double SecondsSince(steady_clock::time_point time) {
   return std::chrono::duration<double>(steady_clock::now() - time).count();
@@ -84,8 +86,8 @@ bool Conductor::Attend(Running& worker) {
   for (const std::string& line : worker.process.ReadLines()) TakeLine(worker, line);
   if (worker.group.checks.empty()) {
     if (has_ended) return false;
-    // All results are here, and the process must end by itself in time.
-    return SecondsSince(worker.begin) < kStartLimit;
+    // How a process ends is a check of its own, so the others do not wait for it.
+    return SecondsSince(worker.begin) < kEndLimit;
   }
   if (has_ended) {
     FailCurrent(worker, worker.crash.empty()
@@ -110,6 +112,11 @@ void Conductor::TakeLine(Running& worker, const std::string& line) {
     worker.crash = json.at("crash");
     return;
   }
+  if (json.contains("note")) {
+    worker.notes.push_back(std::move(json.at("note")));
+    return;
+  }
+  worker.notes.clear();
   worker.begin = steady_clock::now();
   worker.check_has_begun = json.contains("begin");
   if (worker.check_has_begun || worker.group.checks.empty()) return;
@@ -122,7 +129,10 @@ void Conductor::FailCurrent(Running& worker, const std::string& why) {
   worker.group.checks.erase(worker.group.checks.begin());
   Finding finding;
   finding.Fail(why);
-  Keep(ResultJson(number, finding, {}, SecondsSince(worker.begin) * 1e3));
+  Json result = ResultJson(number, finding, {}, SecondsSince(worker.begin) * 1e3);
+  // What it found before is a part of the result.
+  for (Json& note : worker.notes) result.at("notes").push_back(std::move(note));
+  Keep(std::move(result));
 }
 
 void Conductor::Skip(int number, const std::string& reason) {

@@ -64,7 +64,8 @@ class Conductor {
     WorkerProcess process;
     Time begin = std::chrono::steady_clock::now();  // of the current check, or of the process
     bool check_has_begun = false;
-    std::string crash;  // what the worker said of its crash
+    std::string crash;           // what the worker said of its crash
+    Json notes = Json::array();  // of the current check, as far as it has come
   };
 
   void StartWhatFits(std::deque<Group>& groups);

@@ -49,6 +49,10 @@ LONG WINAPI ReportCrash(EXCEPTION_POINTERS* exception) {
   return EXCEPTION_EXECUTE_HANDLER;
 }
 
+Json NoteJson(const Note& note) {
+  return {{"verdict", VerdictName(note.verdict)}, {"text", note.text}};
+}
+
 void RunCheck(const Check& check, CheckContext& context) {
   try {
     OnFreshThread([&] { check.run(context); });
@@ -65,7 +69,7 @@ Json ResultJson(int number, const Finding& finding, const std::vector<LogLine>& 
                 double milliseconds) {
   Json notes = Json::array();
   for (const Note& note : finding.notes()) {
-    notes.push_back({{"verdict", VerdictName(note.verdict)}, {"text", note.text}});
+    notes.push_back(NoteJson(note));
   }
   Json pictures = Json::array();
   for (const Finding::NamedPicture& picture : finding.pictures()) {
@@ -105,7 +109,7 @@ int RunWorker(const WorkerTask& task) {
     const Check& check = FindCheck(number);
     WriteLine({{"begin", number}});
     const auto start = std::chrono::steady_clock::now();
-    Finding finding;
+    Finding finding([](const Note& note) { WriteLine({{"note", NoteJson(note)}}); });
     SetLogSink(nullptr, false);
     if (library) {
       library->wgc_register_logger(OnLogLine);

@@ -17,9 +17,10 @@ struct WorkerTask {
   bool lose_device = false;
 };
 
-// Runs the checks one after the other and writes two lines of JSON for each to standard output:
-// {"begin": NUMBER}, and the result, see ResultJson. If it crashes, the last line is {"crash":
-// "CODE at MODULE + OFFSET"}. The process ends with 0.
+// Runs the checks one after the other and writes lines of JSON to standard output: for each check
+// {"begin": NUMBER}, {"note": NOTE} for each note as it comes, and the result with all of them, see
+// ResultJson. If it crashes, the last line is {"crash": "CODE at MODULE + OFFSET"}. The process
+// ends with 0.
 int RunWorker(const WorkerTask& task);
 
 // A check's result as the parent reports it: number, verdict, notes, figures, pictures, log, ms.

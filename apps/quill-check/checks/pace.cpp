@@ -49,7 +49,7 @@ void PollFor(double seconds, PatternCapture& capture, OnFrame on_frame) {
 // pictures are slow, fewer samples do.
 std::optional<std::vector<double>> Latencies(WatchedWindow& watched, double refresh_ms) {
   constexpr int kSamples = 60;
-  constexpr double kEnoughMs = 2500;
+  constexpr double kEnoughMs = 1500;
   constexpr uint32_t kFirstCounter = 1000;
   std::vector<double> latencies;
   const auto start = std::chrono::steady_clock::now();

@@ -176,9 +176,8 @@ void CheckTexture(CheckContext& context) {
     texture->GetDesc(&description);
     const Note note = JudgeDescription(description);
     finding.Add(note.verdict, note.text);
-    if (is_right) {
-      TryPart(finding, window, [&] { return JudgeSharing(device, texture.Get(), counter); });
-    }
+    if (!is_right) return;
+    TryPart(finding, window, [&] { return JudgeSharing(device, texture.Get(), counter); });
   }
   OnFreshThread([&] {
     CaptureSession session(context.library, window.handle(), nullptr, {});
