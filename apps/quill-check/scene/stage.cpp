@@ -160,7 +160,8 @@ void StageWindow::HandleMessages() {
   MSG message;
   for (;;) {
     if (is_animated_ && !PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-      PresentNext();
+      // A task that came inside of PeekMessage may have ended the animation, or closed the window.
+      if (is_animated_) PresentNext();
       continue;
     }
     if (!is_animated_ && GetMessageW(&message, nullptr, 0, 0) < 0) return;
