@@ -15,7 +15,7 @@ void CheckClosedTarget(CheckContext& context) {
   StageWindow window(options);
   {
     PatternCapture capture(context.library, window.handle());
-    if (!capture.AwaitPresented(window, 2)) {
+    if (!capture.AwaitPresented(window, 2, kPatientSeconds)) {
       finding.Fail("no frame shows the window before it is closed");
       return;
     }

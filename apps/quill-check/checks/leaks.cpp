@@ -71,7 +71,7 @@ bool RunSession(const Library& library, StageWindow& window, uint32_t counter) {
     Switches switches;
     switches.detect = true;
     PatternCapture capture(library, window.handle(), switches);
-    has_come = capture.AwaitPresented(window, counter);
+    has_come = capture.AwaitPresented(window, counter, kPatientSeconds);
   });
   return has_come;
 }
@@ -95,6 +95,10 @@ void CheckLeaks(CheckContext& context) {
   uint32_t without_frame = 0;
   const auto run = [&] { without_frame += RunSession(context.library, window, ++counter) ? 0 : 1; };
   for (uint32_t i = 0; i < kWarmUp; ++i) run();
+  if (without_frame == kWarmUp) {
+    finding.Fail(Format("none of %u sessions had a right frame", kWarmUp));
+    return;
+  }
   const Held before = Measure();
   uint32_t sessions = 0;
   while (sessions < kSessions &&

@@ -19,6 +19,8 @@ namespace quill_apps {
 
 // How long a picture may take before a part of a check is tried again.
 constexpr double kAwaitSeconds = 0.5;
+// The same where it is not tried again.
+constexpr double kPatientSeconds = 2.0;
 
 // A capture as bytes whose frames are searched for the pattern. For a thread that has started no
 // session yet.

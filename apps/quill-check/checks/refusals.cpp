@@ -69,7 +69,7 @@ void CheckSecondStart(CheckContext& context) {
     SetLogSink(nullptr, false);
     const bool is_refused = !context.library.wgc_session_start(capture.session().handle());
     const std::string log = LastLoggedError();
-    const bool goes_on = capture.AwaitPresented(window, 2);
+    const bool goes_on = capture.AwaitPresented(window, 2, kPatientSeconds);
     context.finding.Add(
         is_refused && !log.empty() && goes_on ? Verdict::kPass : Verdict::kFail,
         std::string("a second start of a session: ") + (is_refused ? "fails: " + log : "succeeds") +

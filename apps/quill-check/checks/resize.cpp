@@ -48,7 +48,7 @@ void CheckResize(CheckContext& context) {
   PatternCapture capture(context.library, window.handle());
   nlohmann::ordered_json figures;
   uint32_t counter = 1;
-  if (!capture.AwaitPresented(window, ++counter)) {
+  if (!capture.AwaitPresented(window, ++counter, kPatientSeconds)) {
     finding.Fail("no frame shows the window before the first resize");
     return;
   }

@@ -30,7 +30,9 @@ StageWindowOptions Options(const CheckContext& context) {
 std::string WhyNoFrame(const Library& library, StageWindow& window, uint32_t counter) {
   try {
     PatternCapture capture(library, window.handle());
-    return capture.AwaitPresented(window, counter) ? "" : "no right frame came within 1 s";
+    return capture.AwaitPresented(window, counter, kPatientSeconds)
+               ? ""
+               : "no right frame came within 2 s";
   } catch (const ToolError& error) {
     return error.what();
   }
