@@ -63,7 +63,8 @@ std::string Fact(const char* name, const std::string& text) {
 }
 
 std::string WindowsText(const Json& windows) {
-  std::string text = Text(windows["product"]) + " " + Text(windows["release"]) +
+  const std::string release = Text(windows["release"]);
+  std::string text = Text(windows["product"]) + (release.empty() ? "" : " " + release) +
                      Format(", build %u.%u", windows["build"].get<unsigned>(),
                             windows["revision"].get<unsigned>());
   if (windows["wine"]) text += ", in fact Wine";

@@ -58,10 +58,9 @@ std::string AnswerText(Answer answer, const Results& results) {
     default:
       return "Not decided, because these checks were not made: " + Undecided(results) + ".";
   }
-  return Format(
-      "Capture works on this machine: %d passed, %d with a warning, %d facts, %d skipped.",
-      CountOf(results, "PASS"), CountOf(results, "WARN"), CountOf(results, "INFO"),
-      CountOf(results, "SKIP"));
+  return Format("Capture works on this machine: %d PASS, %d WARN, %d INFO, %d SKIP.",
+                CountOf(results, "PASS"), CountOf(results, "WARN"), CountOf(results, "INFO"),
+                CountOf(results, "SKIP"));
 }
 
 }  // namespace quill_apps

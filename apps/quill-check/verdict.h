@@ -17,7 +17,7 @@ enum class Answer { kWorks = 0, kDoesNotWork = 1, kUndecided = 2, kNothingChecke
 // nothing is decided.
 Answer Judge(const std::map<int, nlohmann::ordered_json>& results);
 
-// "Capture works on this machine: 18 passed, 1 warning, 2 facts, 2 skipped."
+// "Capture works on this machine: 18 PASS, 1 WARN, 2 INFO, 2 SKIP."
 std::string AnswerText(Answer answer, const std::map<int, nlohmann::ordered_json>& results);
 
 }  // namespace quill_apps
