@@ -3,7 +3,7 @@
 # Ctrl-C and a full disk end a capture cleanly. Runs inside with-wine.
 set -euo pipefail
 shopt -s nullglob
-. "$(dirname "$0")/checks.sh"
+. "$(dirname "$0")/../checks.sh"
 grab=$1
 folder=$2
 rm -rf "$folder"

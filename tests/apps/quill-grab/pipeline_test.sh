@@ -3,7 +3,7 @@
 # Streams of a real program's window, as the programs they are made for read them: an encoder, the
 # tools behind a pipe, and another machine by way of SRT. Runs inside with-wine.
 set -euo pipefail
-. "$(dirname "$0")/checks.sh"
+. "$(dirname "$0")/../checks.sh"
 grab=$1
 folder=$2
 rm -rf "$folder"
