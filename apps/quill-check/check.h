@@ -54,6 +54,9 @@ class Finding {
   void Info(std::string text) { Add(Verdict::kInfo, std::move(text)); }
   void Skip(std::string text) { Add(Verdict::kSkip, std::move(text)); }
 
+  // The figure that tells that the user or another program has disturbed a part: see Judge.
+  static constexpr char kDisturbed[] = "disturbed";
+
   // Every figure behind the sentences, for the JSON report: times in ms, sizes in pixels or bytes.
   void Figure(const char* name, nlohmann::ordered_json value) { figures_[name] = std::move(value); }
 

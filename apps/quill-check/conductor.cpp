@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/error.h"
 #include "common/text.h"
 
 namespace quill_apps {
@@ -68,16 +69,26 @@ void Conductor::StartWhatFits(std::deque<Group>& groups) {
   while (!groups.empty() && running_.size() < kWorkers) {
     const bool company = !running_.empty();
     if (company && (groups.front().alone || running_.front().group.alone)) return;
-    Start(std::move(groups.front()));
+    Group group = std::move(groups.front());
     groups.pop_front();
+    try {
+      Start(group);
+    } catch (const ToolError& error) {
+      // The report tells, and the other checks have their chance.
+      Finding finding;
+      finding.Fail(error.what());
+      Keep(ResultJson(group.checks.front(), finding, 0.0));
+      group.checks.erase(group.checks.begin());
+      if (!group.checks.empty()) groups.push_front(std::move(group));
+    }
   }
 }
 
-void Conductor::Start(Group group) {
+void Conductor::Start(const Group& group) {
   const bool slot_0_is_taken = !running_.empty() && running_.front().slot == 0;
   const int slot = slot_0_is_taken ? 1 : 0;
   const WorkerTask task{group.checks, slot, settings_.lose_device};
-  running_.emplace_back(std::move(group), task);
+  running_.emplace_back(group, task);
 }
 
 bool Conductor::Attend(Running& worker) {
@@ -112,15 +123,21 @@ void Conductor::TakeLine(Running& worker, const std::string& line) {
     worker.crash = json.at("crash");
     return;
   }
+  if (json.contains("log")) {
+    worker.log.push_back(std::move(json.at("log")));
+    return;
+  }
   if (json.contains("note")) {
     worker.notes.push_back(std::move(json.at("note")));
     return;
   }
   worker.notes.clear();
+  if (json.contains("begin")) worker.log = Json::array();
   worker.begin = steady_clock::now();
   worker.check_has_begun = json.contains("begin");
   if (worker.check_has_begun || worker.group.checks.empty()) return;
   worker.group.checks.erase(worker.group.checks.begin());
+  json["log"] = std::exchange(worker.log, Json::array());
   Keep(std::move(json));
 }
 
@@ -129,16 +146,17 @@ void Conductor::FailCurrent(Running& worker, const std::string& why) {
   worker.group.checks.erase(worker.group.checks.begin());
   Finding finding;
   finding.Fail(why);
-  Json result = ResultJson(number, finding, {}, SecondsSince(worker.begin) * 1e3);
+  Json result = ResultJson(number, finding, SecondsSince(worker.begin) * 1e3);
   // What it found before is a part of the result.
   for (Json& note : worker.notes) result.at("notes").push_back(std::move(note));
+  result["log"] = std::exchange(worker.log, Json::array());
   Keep(std::move(result));
 }
 
 void Conductor::Skip(int number, const std::string& reason) {
   Finding finding;
   finding.Skip(reason);
-  Keep(ResultJson(number, finding, {}, 0.0));
+  Keep(ResultJson(number, finding, 0.0));
 }
 
 void Conductor::Keep(Json result) {

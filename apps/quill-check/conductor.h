@@ -66,10 +66,12 @@ class Conductor {
     bool check_has_begun = false;
     std::string crash;           // what the worker said of its crash
     Json notes = Json::array();  // of the current check, as far as it has come
+    // The library's lines since the current check has begun.
+    Json log = Json::array();
   };
 
   void StartWhatFits(std::deque<Group>& groups);
-  void Start(Group group);
+  void Start(const Group& group);
   // False when the worker is done with its group.
   bool Attend(Running& worker);
   void TakeLine(Running& worker, const std::string& line);

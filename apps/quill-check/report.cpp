@@ -54,7 +54,8 @@ std::string Element(const char* name, const std::string& text) {
 
 std::string Badge(const std::string& verdict) {
   std::string name = verdict;
-  std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
+  std::ranges::transform(name, name.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return "<span class=\"verdict " + name + "\">" + verdict + "</span>";
 }
 
@@ -81,6 +82,9 @@ std::string Facts(const CheckReport& report) {
     const Json& windows = report.machine["windows"];
     facts += Fact("Windows", WindowsText(windows));
     facts += Fact("Session", Dump(windows["session"]) + (windows["remote"] ? ", remote" : ""));
+  }
+  if (report.machine.contains("notes")) {
+    facts += Fact("Not described", Text(report.machine["notes"].front()["text"]));
   }
   facts += Fact("Made by", std::string("quill-check ") + Version() + ", " + TimeNow() +
                                Format(", in %.1f s", report.seconds));

@@ -4,6 +4,7 @@
 #include "quill-check/verdict.h"
 
 #include "common/text.h"
+#include "quill-check/check.h"
 
 namespace quill_apps {
 
@@ -30,12 +31,17 @@ int CountOf(const Results& results, const char* verdict) {
   return count;
 }
 
+// A check that was disturbed has shown nothing.
+bool IsDecided(const nlohmann::ordered_json& result) {
+  const bool has_passed = result.at("verdict") == "PASS" || result.at("verdict") == "WARN";
+  return has_passed && !result.at("figures").contains(Finding::kDisturbed);
+}
+
 std::string Undecided(const Results& results) {
   std::string numbers;
   for (const int number : kRequired) {
     const auto result = results.find(number);
-    const bool is_decided = result != results.end() && (result->second.at("verdict") == "PASS" ||
-                                                        result->second.at("verdict") == "WARN");
+    const bool is_decided = result != results.end() && IsDecided(result->second);
     if (!is_decided) numbers += Format("%s%d", numbers.empty() ? "" : ", ", number);
   }
   return numbers;
@@ -56,7 +62,8 @@ std::string AnswerText(Answer answer, const Results& results) {
       return "Capture does not work as promised on this machine: failed: " +
              NumbersOf(results, "FAIL") + ".";
     default:
-      return "Not decided, because these checks were not made: " + Undecided(results) + ".";
+      return "Not decided, because these checks were not made, or were disturbed: " +
+             Undecided(results) + ".";
   }
   return Format("Capture works on this machine: %d PASS, %d WARN, %d INFO, %d SKIP.",
                 CountOf(results, "PASS"), CountOf(results, "WARN"), CountOf(results, "INFO"),

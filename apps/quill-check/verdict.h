@@ -14,7 +14,7 @@ enum class Answer { kWorks = 0, kDoesNotWork = 1, kUndecided = 2, kNothingChecke
 
 // The results as ResultJson makes them, by number. Capture works where no check fails and those
 // pass without which there is no capture; a warning is a pass. If one of them was not tried,
-// nothing is decided.
+// or was disturbed, nothing is decided.
 Answer Judge(const std::map<int, nlohmann::ordered_json>& results);
 
 // "Capture works on this machine: 18 PASS, 1 WARN, 2 INFO, 2 SKIP."

@@ -49,6 +49,19 @@ LONG WINAPI ReportCrash(EXCEPTION_POINTERS* exception) {
   return EXCEPTION_EXECUTE_HANDLER;
 }
 
+std::chrono::steady_clock::time_point check_start;
+
+// A line is told at once, like what a check finds: the process may not live to tell it later.
+void OnWorkerLogLine(int level, const char* text, size_t length) {
+  OnLogLine(level, text, length);
+  try {
+    const double ms = MillisecondsSince(check_start);
+    WriteLine({{"log", {{"ms", ms}, {"level", LogLevelName(level)}, {"text", text}}}});
+  } catch (...) {
+    // Out of memory: no exception may leave a log callback.
+  }
+}
+
 Json NoteJson(const Note& note) {
   return {{"verdict", VerdictName(note.verdict)}, {"text", note.text}};
 }
@@ -65,8 +78,7 @@ void RunCheck(const Check& check, CheckContext& context) {
 
 }  // namespace
 
-Json ResultJson(int number, const Finding& finding, const std::vector<LogLine>& log,
-                double milliseconds) {
+Json ResultJson(int number, const Finding& finding, double milliseconds) {
   Json notes = Json::array();
   for (const Note& note : finding.notes()) {
     notes.push_back(NoteJson(note));
@@ -75,17 +87,12 @@ Json ResultJson(int number, const Finding& finding, const std::vector<LogLine>& 
   for (const Finding::NamedPicture& picture : finding.pictures()) {
     pictures.push_back({{"name", picture.name}, {"uri", picture.data_uri}});
   }
-  Json lines = Json::array();
-  for (const LogLine& line : log) {
-    lines.push_back(
-        {{"ms", line.seconds * 1e3}, {"level", LogLevelName(line.level)}, {"text", line.text}});
-  }
   return {{"number", number},
           {"verdict", VerdictName(finding.verdict())},
           {"notes", std::move(notes)},
           {"figures", finding.figures()},
           {"pictures", std::move(pictures)},
-          {"log", std::move(lines)},
+          {"log", Json::array()},
           {"ms", milliseconds}};
 }
 
@@ -108,18 +115,18 @@ int RunWorker(const WorkerTask& task) {
   for (const int number : task.checks) {
     const Check& check = FindCheck(number);
     WriteLine({{"begin", number}});
-    const auto start = std::chrono::steady_clock::now();
+    check_start = std::chrono::steady_clock::now();
     Finding finding([](const Note& note) { WriteLine({{"note", NoteJson(note)}}); });
     SetLogSink(nullptr, false);
     if (library) {
-      library->wgc_register_logger(OnLogLine);
+      library->wgc_register_logger(OnWorkerLogLine);
       CheckContext context{*library, task.slot, task.lose_device, finding};
       RunCheck(check, context);
       library->wgc_register_logger(nullptr);
     } else {
       finding.Fail(load_error);
     }
-    WriteLine(ResultJson(number, finding, LoggedLines(), MillisecondsSince(start)));
+    WriteLine(ResultJson(number, finding, MillisecondsSince(check_start)));
   }
   CoUninitialize();
   return 0;

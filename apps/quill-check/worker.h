@@ -24,7 +24,6 @@ struct WorkerTask {
 int RunWorker(const WorkerTask& task);
 
 // A check's result as the parent reports it: number, verdict, notes, figures, pictures, log, ms.
-nlohmann::ordered_json ResultJson(int number, const Finding& finding,
-                                  const std::vector<LogLine>& log, double milliseconds);
+nlohmann::ordered_json ResultJson(int number, const Finding& finding, double milliseconds);
 
 }  // namespace quill_apps

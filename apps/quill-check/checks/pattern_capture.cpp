@@ -47,11 +47,12 @@ bool IsHdr(HMONITOR monitor) {
   return false;
 }
 
+// What an HDR display makes of colours is its own business, as long as the order of greys stays.
 Note JudgeGreys(const std::string& what, const PatternReading& reading) {
-  std::string text = what + ": on this HDR display the greys 32, 64 ... 224 come as";
+  std::string text = what + ": at its place; on this HDR display the greys 32, 64 ... 224 come as";
   for (const uint8_t grey : reading.greys) text += Format(" %d", grey);
   const bool is_ascending = std::is_sorted(std::begin(reading.greys), std::end(reading.greys));
-  return {is_ascending ? Verdict::kInfo : Verdict::kFail, text};
+  return {is_ascending ? Verdict::kPass : Verdict::kFail, text};
 }
 
 }  // namespace
@@ -110,8 +111,11 @@ Note JudgePlace(const std::string& what, const PatternCapture& capture, uint32_t
 Note JudgePixels(const std::string& what, const PatternCapture& capture, uint32_t counter,
                  const RECT& place) {
   Note found = JudgePlace(what, capture, counter, place);
-  if (found.verdict == Verdict::kFail) return found;
-  const PatternReading& reading = capture.reading();
+  return found.verdict == Verdict::kFail ? found
+                                         : JudgeColours(what, capture.reading(), capture.monitor());
+}
+
+Note JudgeColours(const std::string& what, const PatternReading& reading, HMONITOR monitor) {
   const std::string alpha =
       reading.smallest_alpha == reading.largest_alpha
           ? Format("alpha %d", reading.smallest_alpha)
@@ -119,7 +123,7 @@ Note JudgePixels(const std::string& what, const PatternCapture& capture, uint32_
   if (reading.deviating_blocks == 0) {
     return {Verdict::kPass, what + ": every colour is exact, " + alpha};
   }
-  if (IsHdr(capture.monitor())) return JudgeGreys(what, reading);
+  if (IsHdr(monitor)) return JudgeGreys(what, reading);
   constexpr int kColourManagement = 2;
   const int levels = reading.LargestDeviation();
   if (levels <= kColourManagement) {
@@ -154,6 +158,7 @@ bool TryPart(Finding& finding, StageWindow& front, const std::function<Note()>& 
   }
   if (note.verdict == Verdict::kFail && was_always_disturbed) {
     note = {Verdict::kWarn, "disturbed by the mouse or another window: " + note.text};
+    finding.Figure(Finding::kDisturbed, true);
   }
   finding.Add(note.verdict, note.text);
   return note.verdict != Verdict::kFail;

@@ -77,6 +77,9 @@ Note JudgePlace(const std::string& what, const PatternCapture& capture, uint32_t
 Note JudgePixels(const std::string& what, const PatternCapture& capture, uint32_t counter,
                  const RECT& place);
 
+// Whether a pattern that was found has exact colours, for a window on that monitor.
+Note JudgeColours(const std::string& what, const PatternReading& reading, HMONITOR monitor);
+
 // The place of a client area that fills the frame.
 constexpr RECT kWholeFrame{0, 0, static_cast<LONG>(kStageSize.width),
                            static_cast<LONG>(kStageSize.height)};

@@ -49,11 +49,7 @@ Note JudgeReading(const std::string& what, const PatternReading& reading, uint32
   if (!reading.IsCompared() || reading.counter != counter) {
     return {Verdict::kFail, what + ": the picture does not come within 1 s"};
   }
-  constexpr int kColourManagement = 2;
-  const int levels = reading.LargestDeviation();
-  if (levels == 0) return {Verdict::kPass, what + ": every colour is exact"};
-  return {levels <= kColourManagement ? Verdict::kWarn : Verdict::kFail,
-          Format("%s: colours are up to %d of 255 levels off", what.c_str(), levels)};
+  return JudgeColours(what, reading, PrimaryMonitor());
 }
 
 ComPtr<ID3D11Device> SecondDevice(ID3D11Device* device) {

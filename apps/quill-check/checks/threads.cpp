@@ -165,6 +165,7 @@ void CheckThreadWithQueue(CheckContext& context, StageWindow& window) {
 
 void CheckCreatorHasEnded(CheckContext& context, StageWindow& window) {
   const Library& library = context.library;
+  SetLogSink(nullptr, false);
   void* session = nullptr;
   OnFreshThread([&] { session = library.wgc_session_create(window.handle()); });
   bool has_come = false;
@@ -178,9 +179,12 @@ void CheckCreatorHasEnded(CheckContext& context, StageWindow& window) {
                });
     library.wgc_session_destroy(session);
   });
-  context.finding.Add(has_come ? Verdict::kPass : Verdict::kFail,
-                      std::string("a start after the creating thread has ended: ") +
-                          (has_come ? "works" : LastLoggedError()));
+  const std::string error = LastLoggedError();
+  context.finding.Add(
+      has_come ? Verdict::kPass : Verdict::kFail,
+      "a start after the creating thread has ended: " + (has_come        ? "works"
+                                                         : error.empty() ? "no frame comes"
+                                                                         : error));
 }
 
 }  // namespace

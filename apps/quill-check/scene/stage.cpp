@@ -159,12 +159,16 @@ void StageWindow::Make(const StageWindowOptions& options) {
 void StageWindow::HandleMessages() {
   MSG message;
   for (;;) {
-    if (is_animated_ && !PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-      // A task that came inside of PeekMessage may have ended the animation, or closed the window.
-      if (is_animated_) PresentNext();
-      continue;
+    if (is_animated_) {
+      if (!PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        // A task that came inside of PeekMessage may have ended the animation, or closed the
+        // window.
+        if (is_animated_) PresentNext();
+        continue;
+      }
+    } else if (GetMessageW(&message, nullptr, 0, 0) < 0) {
+      return;
     }
-    if (!is_animated_ && GetMessageW(&message, nullptr, 0, 0) < 0) return;
     if (message.message == WM_QUIT) return;
     DispatchMessageW(&message);
   }
