@@ -160,6 +160,7 @@ void Conductor::Skip(int number, const std::string& reason) {
 }
 
 void Conductor::Keep(Json result) {
+  if (!result.contains("log")) result["log"] = Json::array();
   settings_.on_result(result);
   const int number = result.at("number");
   results_.insert_or_assign(number, std::move(result));

@@ -92,7 +92,6 @@ Json ResultJson(int number, const Finding& finding, double milliseconds) {
           {"notes", std::move(notes)},
           {"figures", finding.figures()},
           {"pictures", std::move(pictures)},
-          {"log", Json::array()},
           {"ms", milliseconds}};
 }
 

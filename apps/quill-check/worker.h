@@ -18,12 +18,13 @@ struct WorkerTask {
 };
 
 // Runs the checks one after the other and writes lines of JSON to standard output: for each check
-// {"begin": NUMBER}, {"note": NOTE} for each note as it comes, and the result with all of them, see
-// ResultJson. If it crashes, the last line is {"crash": "CODE at MODULE + OFFSET"}. The process
-// ends with 0.
+// {"begin": NUMBER}, {"note": NOTE} and {"log": LINE} as they come, and the result with all of
+// them, see ResultJson. If it crashes, the last line is {"crash": "CODE at MODULE + OFFSET"}. The
+// process ends with 0.
 int RunWorker(const WorkerTask& task);
 
-// A check's result as the parent reports it: number, verdict, notes, figures, pictures, log, ms.
+// A check's result as the parent reports it: number, verdict, notes, figures, pictures, ms. The
+// parent adds the library's log lines.
 nlohmann::ordered_json ResultJson(int number, const Finding& finding, double milliseconds);
 
 }  // namespace quill_apps
