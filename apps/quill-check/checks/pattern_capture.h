@@ -44,7 +44,7 @@ class PatternCapture {
   bool Poll();
   // Polls every millisecond until a whole frame shows the counter. False when none comes in time.
   bool AwaitCounter(uint32_t counter, double seconds = kAwaitSeconds);
-  // Presents the counter and awaits it.
+  // Presents the counter and awaits it, again and again until the time is up.
   bool AwaitPresented(StageWindow& window, uint32_t counter, double seconds = kAwaitSeconds);
 
   const PatternReading& reading() const { return reading_; }

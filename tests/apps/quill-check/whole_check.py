@@ -50,7 +50,6 @@ for check in checks:
     expect("fields", list(check),
            ["number", "name", "promise", "verdict", "notes", "figures", "log", "ms"])
     expect(f"notes of {check['number']}", bool(check["notes"]), True)
-expect("seconds below the limit", report["seconds"] < 60, True)
 expect("the hash of the DLL", bool(re.fullmatch("[0-9a-f]{64}", report["library"]["sha256"])), True)
 expect("an adapter with a monitor", bool(report["machine"]["adapters"][0]["monitors"]), True)
 
