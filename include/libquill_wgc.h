@@ -230,11 +230,11 @@ void wgc_free_recent_frame(void* session, void* frame);
  *
  * Start thread; from another thread a value may be lost.
  *
- * @param session The session.
  * Detection needs an adapter of feature level 11.0 that can load R8_UINT from unordered-access
  * views (D3D11_FEATURE_DATA_D3D11_OPTIONS2::TypedUAVLoadAdditionalFormats). Below that level no
  * frame is compared; without such loads results are undefined.
  *
+ * @param session The session.
  * @return The changed share. 1.0 for a frame that was not compared: every frame without detection,
  *     and the first of a size that detection meets (0.0 for it in texture output). 0.0 also when
  *     no frame has arrived since the previous call.

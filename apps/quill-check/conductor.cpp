@@ -15,7 +15,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr size_t kWorkers = 2;
 // For the process to start and load the DLL.
 constexpr double kStartLimit = 10.0;
 // For the process to end by itself once all its results are here.
@@ -66,7 +65,7 @@ void Conductor::Run(std::deque<Group> groups) {
 }
 
 void Conductor::StartWhatFits(std::deque<Group>& groups) {
-  while (!groups.empty() && running_.size() < kWorkers) {
+  while (!groups.empty() && running_.size() < settings_.workers) {
     const bool company = !running_.empty();
     if (company && (groups.front().alone || running_.front().group.alone)) return;
     Group group = std::move(groups.front());

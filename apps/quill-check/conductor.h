@@ -26,8 +26,9 @@ struct Group {
   bool alone;  // nothing else may run meanwhile: it measures time or needs the whole desktop
 };
 
-// Runs groups of checks in worker processes, two at a time, and keeps every result. A check whose
-// worker crashes or runs out of time has failed; another worker goes on with the rest of its group.
+// Runs groups of checks in worker processes, one or two at a time, and keeps every result. A check
+// whose worker crashes or runs out of time has failed; another worker goes on with the rest of its
+// group.
 class Conductor {
  public:
   using Json = nlohmann::ordered_json;
@@ -36,6 +37,7 @@ class Conductor {
   // comes, on_wait a few times a second.
   struct Settings {
     HANDLE interrupted;
+    size_t workers;  // at a time
     double limit;
     bool lose_device;
     std::function<void(const Json& result)> on_result;

@@ -23,6 +23,7 @@
 #include "quill-check/options.h"
 #include "quill-check/plan.h"
 #include "quill-check/report.h"
+#include "quill-check/scene/stage.h"
 
 namespace {
 
@@ -167,8 +168,13 @@ Answer Run(const CheckOptions& options, Console& console) {
   size_t done = 0;
   const bool lose_device = AsksToLoseDevice(options, console);
   const double limit = Limit() + (lose_device ? FindCheck(20).limit : 0.0);
+  // Windows of two workers must not cover each other.
+  const size_t workers = SlotsFit(PrimaryMonitor(), kLargestWindow) ? 2 : 1;
   const Conductor::Settings settings{
-      interrupted, limit, lose_device,
+      interrupted,
+      workers,
+      limit,
+      lose_device,
       [&](const Json& result) {
         if (result.at("number") == 0) return;
         ++done;

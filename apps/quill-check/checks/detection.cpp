@@ -15,8 +15,6 @@ namespace quill_apps {
 
 namespace {
 
-constexpr FrameSize kLargestSize{1000, 610};
-
 // What the library promises: tiles of 32 x 32 pixels from the top left; those that reach the right
 // or the bottom edge are not watched.
 constexpr uint32_t kTile = 32;
@@ -123,7 +121,7 @@ class DetectionCheck {
   static StageWindowOptions Options(int slot) {
     StageWindowOptions options;
     options.drawing = Drawing::kGdi;
-    options.position = SlotPosition(PrimaryMonitor(), slot, kLargestSize);
+    options.position = SlotPosition(PrimaryMonitor(), slot, kLargestWindow);
     return options;
   }
   static Switches Detecting() {
@@ -205,7 +203,7 @@ class DetectionCheck {
 void CheckDetection(CheckContext& context) {
   DetectionCheck check(context);
   // The second size has grown, the third has shrunk; none is a whole number of tiles.
-  const FrameSize sizes[] = {kStageSize, kLargestSize, {333, 221}};
+  const FrameSize sizes[] = {kStageSize, kLargestWindow, {333, 221}};
   for (const FrameSize& size : sizes) check.Run(size);
   context.finding.Figure("compared", check.compared());
   if (context.finding.verdict() < Verdict::kWarn) {

@@ -93,8 +93,10 @@ std::optional<RECT> PointerArea(POINT place, HWND window) {
 // to it. False when none comes in time.
 bool AwaitDifference(StageWindow& window, PatternCapture& capture, uint32_t counter,
                      const std::vector<uint32_t>& picture, bool different) {
-  window.Present(counter);
+  constexpr int kPollsBetween = 50;  // of a millisecond
+  int polls = 0;
   return Await(kAwaitSeconds, [&] {
+    if (polls++ % kPollsBetween == 0) window.Present(counter);
     if (!capture.Poll()) return false;
     const RECT area = Difference(capture.view(), picture);
     return (IsRectEmpty(&area) == 0) == different;

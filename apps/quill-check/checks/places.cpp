@@ -116,20 +116,33 @@ void CheckMonitor(CheckContext& context, const MonitorInfo& monitor) {
   });
 }
 
-}  // namespace
-
-void CheckWindowFrame(CheckContext& context) {
+// Runs the task for each monitor with its number, as many as there is time for.
+template <typename Task>
+void ForEachMonitor(Finding& finding, Task task) {
+  constexpr double kMs = 5000.0;
+  const auto start = std::chrono::steady_clock::now();
   uint32_t number = 0;
   for (const MonitorInfo& monitor : ListMonitors()) {
     ++number;
-    OnFreshThread([&] { CheckFrameOn(context, monitor, number); });
+    if (MillisecondsSince(start) > kMs) {
+      finding.Skip(Format("monitor %u: no time was left for it", number));
+    } else {
+      OnFreshThread([&] { task(monitor, number); });
+    }
   }
 }
 
+}  // namespace
+
+void CheckWindowFrame(CheckContext& context) {
+  ForEachMonitor(context.finding, [&](const MonitorInfo& monitor, uint32_t number) {
+    CheckFrameOn(context, monitor, number);
+  });
+}
+
 void CheckMonitors(CheckContext& context) {
-  for (const MonitorInfo& monitor : ListMonitors()) {
-    OnFreshThread([&] { CheckMonitor(context, monitor); });
-  }
+  ForEachMonitor(context.finding,
+                 [&](const MonitorInfo& monitor, uint32_t) { CheckMonitor(context, monitor); });
 }
 
 }  // namespace quill_apps

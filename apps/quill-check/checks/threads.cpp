@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <asyncinfo.h>
 #include <dispatcherqueue.h>
 #include <objbase.h>
 
@@ -134,6 +135,25 @@ void CheckSingleThreadedApartment(CheckContext& context, StageWindow& window) {
                        (outcome.empty() ? "works" : outcome));
 }
 
+// As Windows asks of a thread before it ends. The stand-in has no such call. The operation is an
+// IAsyncAction, which only the SDK declares.
+template <typename Controller, typename Operation>
+void ShutDown(Controller* controller,
+              HRESULT (STDMETHODCALLTYPE Controller::*shut_down)(Operation**)) {
+  Operation* operation = nullptr;
+  if (FAILED((controller->*shut_down)(&operation))) return;
+  IAsyncInfo* information = nullptr;
+  if (SUCCEEDED(operation->QueryInterface(IID_PPV_ARGS(&information)))) {
+    Await(1.0, [&] {
+      Pump(0.0);
+      AsyncStatus status{};  // Started
+      return FAILED(information->get_Status(&status)) || status != AsyncStatus{};
+    });
+    information->Release();
+  }
+  operation->Release();
+}
+
 // A second queue for a thread is an error by Windows' documentation, so the start must fail, and
 // say so.
 void CheckThreadWithQueue(CheckContext& context, StageWindow& window) {
@@ -153,6 +173,7 @@ void CheckThreadWithQueue(CheckContext& context, StageWindow& window) {
     made = create(options, &controller);
     if (FAILED(made)) return;
     outcome = WhyNoFrame(context.library, window, 3);
+    ShutDown(controller, &ABI::Windows::System::IDispatcherQueueController::ShutdownQueueAsync);
     controller->Release();
   });
   const std::string what = "a start on a thread that has a dispatcher queue: ";

@@ -53,23 +53,45 @@ void FillWithCover(HWND window, HDC dc) {
 
 }  // namespace
 
-POINT SlotPosition(HMONITOR monitor, int slot, FrameSize size) {
-  constexpr LONG kMargin = 8;
-  constexpr LONG kFrame = 48;  // with the frame of B
+namespace {
+
+constexpr LONG kSlotMargin = 8;
+constexpr LONG kSlotFrame = 48;  // with the frame of B
+
+RECT WorkArea(HMONITOR monitor) {
   MONITORINFO info{};
   info.cbSize = sizeof info;
   GetMonitorInfoW(monitor, &info);
-  const RECT& work = info.rcWork;
-  POINT position{work.left + kMargin, work.top + kMargin};
+  return info.rcWork;
+}
+
+// What two windows side by side need, one of them of kStageSize.
+LONG WidthOfTwo(FrameSize size) {
+  return static_cast<LONG>(size.width + kStageSize.width) + 2 * kSlotFrame;
+}
+
+}  // namespace
+
+POINT SlotPosition(HMONITOR monitor, int slot, FrameSize size) {
+  const RECT work = WorkArea(monitor);
+  POINT position{work.left + kSlotMargin, work.top + kSlotMargin};
   if (slot == 0) return position;
-  const LONG width = static_cast<LONG>(size.width) + kFrame;
-  const LONG height = static_cast<LONG>(size.height) + kFrame;
-  if (work.right - work.left >= width + static_cast<LONG>(kStageSize.width) + kFrame) {
-    position.x = work.right - width;
+  if (work.right - work.left >= WidthOfTwo(size)) {
+    position.x = work.right - static_cast<LONG>(size.width) - kSlotFrame;
   } else {
-    position.y = std::max(position.y, work.bottom - height);
+    position.y = std::max(position.y, work.bottom - static_cast<LONG>(size.height) - kSlotFrame);
   }
   return position;
+}
+
+bool SlotsFit(HMONITOR monitor, FrameSize size) {
+  const RECT work = WorkArea(monitor);
+  const LONG width = work.right - work.left;
+  if (width >= WidthOfTwo(size) + kSlotMargin) return true;
+  const LONG height_of_two =
+      static_cast<LONG>(size.height + kStageSize.height) + 2 * kSlotFrame + kSlotMargin;
+  // On a width between, a small window goes to the side and a large one below.
+  return width < WidthOfTwo(kStageSize) && work.bottom - work.top >= height_of_two;
 }
 
 HMONITOR PrimaryMonitor() {

@@ -17,6 +17,8 @@
 namespace quill_apps {
 
 constexpr FrameSize kStageSize{640, 360};
+// The largest window of a check that does not run alone.
+constexpr FrameSize kLargestWindow{1000, 610};
 constexpr uint32_t kCoverColour = 0x606060;  // 0xRRGGBB
 
 enum class WindowKind {
@@ -36,6 +38,9 @@ struct StageWindowOptions {
 // Where a window with a client area up to that size stands on the monitor, free of those of the
 // size kStageSize in the other slot where there is room for both. Slots: 0 and 1.
 POINT SlotPosition(HMONITOR monitor, int slot, FrameSize size = kStageSize);
+
+// Whether windows of the two slots never overlap on the monitor, if one of them has that size.
+bool SlotsFit(HMONITOR monitor, FrameSize size);
 
 // The primary monitor.
 HMONITOR PrimaryMonitor();
