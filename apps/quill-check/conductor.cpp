@@ -106,8 +106,8 @@ bool Conductor::Attend(Running& worker) {
                             : "its process crashed: " + worker.crash);
     return false;
   }
-  const double limit =
-      worker.check_has_begun ? FindCheck(worker.group.checks.front()).limit : kStartLimit;
+  const double limit = Stretched(
+      worker.check_has_begun ? FindCheck(worker.group.checks.front()).limit : kStartLimit);
   if (SecondsSince(worker.begin) < limit) return true;
   worker.process.Kill();
   FailCurrent(worker, Format("not finished after %.0f s", limit));

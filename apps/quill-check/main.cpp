@@ -31,10 +31,8 @@ using namespace quill_apps;
 using Json = nlohmann::ordered_json;
 
 constexpr char kRemedy[] = "choose another folder with --out";
-// A minute, with what is needed before and after. Wine draws on the processor.
-double Limit() {
-  return IsWine() ? 110.0 : 55.0;
-}
+// A minute, with what is needed before and after.
+constexpr double kLimit = 55.0;
 
 HANDLE interrupted;
 HANDLE run_is_over;
@@ -167,7 +165,7 @@ Answer Run(const CheckOptions& options, Console& console) {
   const size_t count = options.only.empty() ? AllChecks().size() : options.only.size();
   size_t done = 0;
   const bool lose_device = AsksToLoseDevice(options, console);
-  const double limit = Limit() + (lose_device ? FindCheck(20).limit : 0.0);
+  const double limit = Stretched(kLimit) + (lose_device ? FindCheck(20).limit : 0.0);
   // Windows of two workers must not cover each other.
   const size_t workers = SlotsFit(PrimaryMonitor(), kLargestWindow) ? 2 : 1;
   const Conductor::Settings settings{

@@ -15,15 +15,19 @@ using Results = std::map<int, nlohmann::ordered_json>;
 // The checks without which there is no capture, as docs/quill-check.md lists them.
 constexpr int kRequired[] = {1, 2, 3, 10, 11, 13, 17};
 
+nlohmann::ordered_json Result(const char* verdict) {
+  return {{"verdict", verdict}, {"figures", nlohmann::ordered_json::object()}};
+}
+
 Results AllPass() {
   Results results;
-  for (int number = 1; number <= 23; ++number) results[number] = {{"verdict", "PASS"}};
+  for (int number = 1; number <= 23; ++number) results[number] = Result("PASS");
   return results;
 }
 
 Results With(int number, const char* verdict) {
   Results results = AllPass();
-  results[number] = {{"verdict", verdict}};
+  results[number] = Result(verdict);
   return results;
 }
 
@@ -67,7 +71,8 @@ TEST(Judge, RequiredCheckThatWasNotMadeLeavesItUndecided) {
       EXPECT_EQ(Judge(With(number, verdict)), Answer::kUndecided) << number << verdict;
     }
     EXPECT_EQ(AnswerText(Answer::kUndecided, results),
-              "Not decided, because these checks were not made: " + std::to_string(number) + ".");
+              "Not decided, because these checks were not made, or were disturbed: " +
+                  std::to_string(number) + ".");
   }
 }
 
@@ -77,9 +82,17 @@ TEST(Judge, WarningOfARequiredCheckIsAPass) {
   }
 }
 
+TEST(Judge, DisturbedCheckDecidesNothing) {
+  for (const int number : kRequired) {
+    Results results = With(number, "WARN");
+    results[number]["figures"][Finding::kDisturbed] = true;
+    EXPECT_EQ(Judge(results), Answer::kUndecided) << number;
+  }
+}
+
 TEST(Judge, OtherChecksMayBeSkipped) {
   Results results;
-  for (const int number : kRequired) results[number] = {{"verdict", "PASS"}};
+  for (const int number : kRequired) results[number] = Result("PASS");
   EXPECT_EQ(Judge(results), Answer::kWorks);
 }
 
