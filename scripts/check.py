@@ -109,6 +109,8 @@ def configure(preset):
         sys.exit(done.stdout)
     entries = {}
     for entry in json.loads(pathlib.Path(f"build/{preset}/compile_commands.json").read_text()):
+        # clang cannot read g++'s precompiled headers.
+        entry["command"] = re.sub(r" -include \S+/cmake_pch\.hxx", "", entry["command"])
         entries.setdefault(entry["file"], entry)
     return entries
 
