@@ -146,6 +146,7 @@ def main():
     parser.add_argument("build", type=pathlib.Path, help="the build folder")
     parser.add_argument("folder", type=pathlib.Path, help="an own folder for the defects' DLLs")
     parser.add_argument("--whole", action="store_true", help="run all checks, and print a table")
+    parser.add_argument("--few", action="store_true", help="only the defects that are marked so")
     parser.add_argument("--name", help="only the defects with this in their names")
     arguments = parser.parse_args()
 
@@ -154,6 +155,8 @@ def main():
         defects.insert(0, {"name": "none", "fails": [], "says": ""})
     else:
         defects = [defect for defect in defects if defect.get("short") != []]
+    if arguments.few:
+        defects = [defect for defect in defects if defect.get("few")]
     if arguments.name:
         defects = [defect for defect in defects if arguments.name in defect["name"]]
     arguments.folder.mkdir(parents=True, exist_ok=True)
