@@ -22,6 +22,13 @@ void Finding::Add(Verdict verdict, std::string text) {
   if (on_note_) on_note_(notes_.back());
 }
 
+void Finding::AddAllButPasses(const Finding& other) {
+  for (const Note& note : other.notes_) {
+    if (note.verdict != Verdict::kPass) Add(note.verdict, note.text);
+  }
+  figures_.update(other.figures_);
+}
+
 Verdict Finding::verdict() const {
   Verdict gravest = Verdict::kSkip;
   for (const Note& note : notes_) gravest = std::max(gravest, note.verdict);

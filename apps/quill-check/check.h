@@ -54,6 +54,9 @@ class Finding {
   void Info(std::string text) { Add(Verdict::kInfo, std::move(text)); }
   void Skip(std::string text) { Add(Verdict::kSkip, std::move(text)); }
 
+  // Adds what another finding has, but for what passed there.
+  void AddAllButPasses(const Finding& other);
+
   // The figure that tells that the user or another program has disturbed a part: see Judge.
   static constexpr char kDisturbed[] = "disturbed";
 
@@ -90,7 +93,7 @@ struct CheckContext {
 
 struct Check {
   int number;
-  const char* name;     // "time to the first frame"
+  const char* name;     // "first frame"
   const char* promise;  // one sentence
   double limit;         // seconds; then the check has failed
   // Runs on a thread of its own, which has started no session and may start one. The process holds

@@ -46,7 +46,7 @@ class Conductor {
   explicit Conductor(Settings settings);
 
   // Returns when all groups are done, the time is up, or the run is interrupted. What did not run
-  // is skipped with the reason. Throws ToolError when a worker cannot be started.
+  // is skipped with the reason. A worker that cannot be started fails its first check.
   void Run(std::deque<Group> groups);
 
   // Notes that a check is not run.

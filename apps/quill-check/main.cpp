@@ -162,7 +162,9 @@ Answer Run(const CheckOptions& options, Console& console) {
   const ReportFiles files = CheckedFiles(options);
   console.PrintLine(std::string("quill-check ") + Version() +
                     ": takes up to a minute. Please leave the mouse and the keyboard alone.");
-  const size_t count = options.only.empty() ? AllChecks().size() : options.only.size();
+  std::set<int> only_checks(options.only.begin(), options.only.end());
+  only_checks.insert(1);  // always made
+  const size_t count = options.only.empty() ? AllChecks().size() : only_checks.size();
   size_t done = 0;
   const bool lose_device = AsksToLoseDevice(options, console);
   const double limit = Stretched(kLimit) + (lose_device ? FindCheck(20).limit : 0.0);

@@ -136,9 +136,7 @@ class DetectionCheck {
     if (failures_ == kEnough) return;
     Finding outcome;
     if (!TryPart(outcome, window_, part)) ++failures_;
-    for (const Note& note : outcome.notes()) {
-      if (note.verdict != Verdict::kPass) finding_.Add(note.verdict, note.text);
-    }
+    finding_.AddAllButPasses(outcome);
   }
 
   // Nothing that was drawn earlier is still on its way.

@@ -187,7 +187,7 @@ bool AwaitFirstPicture(Finding& finding, StageWindow& window, PatternCapture& ca
     return {Verdict::kFail, "the window's picture does not come within 1 s"};
   });
   if (outcome.verdict() == Verdict::kPass) return true;
-  for (const Note& note : outcome.notes()) finding.Add(note.verdict, note.text);
+  finding.AddAllButPasses(outcome);
   return false;
 }
 
