@@ -42,6 +42,20 @@ TEST(Finding, HasTheVerdictOfItsGravestNote) {
   }
 }
 
+TEST(Finding, KeepsAllOfItsPartsButWhatPassed) {
+  Finding part;
+  part.Pass("seen");
+  part.Warn("disturbed");
+  part.Figure(Finding::kDisturbed, true);
+  Finding finding;
+  finding.Figure("tiles", 3);
+  finding.AddAllButPasses(part);
+  ASSERT_EQ(finding.notes().size(), 1u);
+  EXPECT_EQ(finding.notes()[0].text, "disturbed");
+  EXPECT_EQ(finding.verdict(), Verdict::kWarn);
+  EXPECT_EQ(finding.figures(), (nlohmann::ordered_json{{"tiles", 3}, {"disturbed", true}}));
+}
+
 TEST(Judge, CaptureWorksWhenAllPass) {
   EXPECT_EQ(Judge(AllPass()), Answer::kWorks);
   EXPECT_EQ(AnswerText(Answer::kWorks, AllPass()),
