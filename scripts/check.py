@@ -111,8 +111,17 @@ def configure(preset):
     for entry in json.loads(pathlib.Path(f"build/{preset}/compile_commands.json").read_text()):
         # clang cannot read g++'s precompiled headers.
         entry["command"] = re.sub(r" -include \S+/cmake_pch\.hxx", "", entry["command"])
-        entries.setdefault(entry["file"], entry)
+        for source in sources_of(entry["file"]):
+            command = entry["command"].replace(entry["file"], source)
+            entries.setdefault(source, {**entry, "file": source, "command": command})
     return entries
+
+
+def sources_of(file):
+    """The sources that the build compiles as this file."""
+    if "/Unity/" not in file:
+        return [file]
+    return re.findall(r'#include "(.+)"', pathlib.Path(file).read_text(encoding="utf-8"))
 
 
 def write(path, text):
@@ -163,7 +172,6 @@ def tidy(preset, extra, groups):
 def syntax(flags, sources, kind="syntax", needed=""):
     shared = ["-std=c++20", "-Wall", "-Wextra", "-Werror", "-DNOMINMAX",
               f"-isystem{GOOGLETEST}/googletest/include",
-              f"-isystem{GOOGLETEST}/googlemock/include",
               "-Iinclude", "-Isrc", "-Iprojection", "-Iprojection/sdk", "-Itests"]
     for source in sources:
         yield (source, kind, f"clang++ -fsyntax-only {' '.join(shared + flags)} -MD -MF DEPFILE "

@@ -4,7 +4,6 @@
 // The committed bytecode, read without a device: what Windows' Direct3D validates before it takes a
 // program, and how the programs are dispatched.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -182,14 +181,13 @@ TEST(Bytecode, NoProgramUsesSamplersSharedMemoryBarriersOrAtomicOperations) {
 }
 
 TEST(Bytecode, ThreadGroupsHaveTheSizeThatTheEngineDispatches) {
-  using testing::ElementsAre;
   for (const Named& program : kPrograms) {
     std::vector<std::vector<uint32_t>> sizes;
     for (const auto& [opcode, operands] : DecodeProgram(program.bytes).instructions) {
       if (opcode == kDclThreadGroup) sizes.push_back(operands);
     }
-    EXPECT_THAT(sizes, ElementsAre(ElementsAre(program.group_width, program.group_height, 1)))
-        << program.name;
+    const std::vector<uint32_t> dispatched = {program.group_width, program.group_height, 1};
+    EXPECT_EQ(sizes, decltype(sizes){dispatched}) << program.name;
   }
 }
 
