@@ -122,7 +122,7 @@ TEST(StreamFormatTest, SamplesAreThoseOfTheDefinitionWithTheMatrixThatPlayersExp
       SCOPED_TRACE(layout.option + std::to_string(size.width) + "x" + std::to_string(size.height));
       const Image image = RandomImage(size.width, size.height);
       std::vector<uint8_t> frame;
-      FormatOf(layout.option).append_frame(image.view(), frame);
+      FormatOf(layout.option).fill_frame(image.view(), frame);
       ASSERT_EQ(frame.size(), layout.begin.size() + size_t{size.width} * size.height * 3 / 2);
       EXPECT_TRUE(std::equal(layout.begin.begin(), layout.begin.end(), frame.begin()));
       EXPECT_LE(GreatestError(image, frame.data() + layout.begin.size(), layout, weights), 0.52);
@@ -130,14 +130,14 @@ TEST(StreamFormatTest, SamplesAreThoseOfTheDefinitionWithTheMatrixThatPlayersExp
   }
 }
 
-TEST(StreamFormatTest, RawFramesAreAppendedWithoutThePaddingOfRows) {
+TEST(StreamFormatTest, RawFramesAreFilledWithoutThePaddingOfRows) {
   const Image image = RandomImage(6, 4);
-  std::vector<uint8_t> expected = {1, 2, 3};
+  std::vector<uint8_t> expected;
   for (ptrdiff_t y = 0; y < 4; ++y) {
     expected.insert(expected.end(), &image.bgra[y * 36], &image.bgra[y * 36 + 24]);
   }
   std::vector<uint8_t> bytes = {1, 2, 3};
-  FormatOf("--raw").append_frame(image.view(), bytes);
+  FormatOf("--raw").fill_frame(image.view(), bytes);
   EXPECT_EQ(bytes, expected);
 }
 

@@ -23,8 +23,8 @@ struct StreamFormat {
   FrameSize (*canvas_size)(const FrameSize& picture);
   // What the stream begins with. fps has at most three decimals.
   std::string (*header)(const FrameSize& canvas, double fps);
-  // Appends one frame. The picture has the canvas size.
-  void (*append_frame)(const PixelView& picture, std::vector<uint8_t>& bytes);
+  // Replaces bytes by one frame. The picture has the canvas size.
+  void (*fill_frame)(const PixelView& picture, std::vector<uint8_t>& bytes);
 };
 
 // In the order of --help.

@@ -33,8 +33,7 @@ void VideoStream::Take(FrameRecord& record, const PixelView* pixels) {
   }
   if (!is_first) RepeatFrame(record.missed);
   if (IsFull()) return;
-  frame_.clear();
-  format_.append_frame(canvas_->Compose(*pixels), frame_);
+  format_.fill_frame(canvas_->Compose(*pixels), frame_);
   WriteFrame();
 }
 
