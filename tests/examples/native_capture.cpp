@@ -1,14 +1,17 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-// What the Python tests need of the native tests' platform, for ctypes. It becomes part of the
-// shared object that holds the library's sources and that platform.
+// What the tests of hosts in other languages need of the native tests' platform. It becomes part of
+// the shared object that holds the library's sources and that platform.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
+#include <vector>
 
 #include "native/platform/calls.h"
 #include "native/platform/capture.h"
+#include "native/platform/messages.h"
 #include "native/platform/settings.h"
 
 extern "C" {
@@ -57,6 +60,34 @@ bool fake_border_drawn() {
 
 int64_t fake_live_objects() {
   return fake::LiveObjects();
+}
+
+void fake_release(void* object) {
+  static_cast<::IUnknown*>(object)->Release();
+}
+
+constexpr uint32_t kFoundWidth = 97;
+constexpr uint32_t kFoundHeight = 65;
+
+// Windows' FindWindowW for whole programs. The title says what comes with the session's first poll.
+void* fake_find_window(const char16_t* /*class_name*/, const char16_t* title) {
+  const std::u16string_view text = title;
+  fake::settings.item_width = kFoundWidth;
+  fake::settings.item_height = kFoundHeight;
+  if (text == u"Pattern") {
+    fake::ThreadQueue()->Post(nullptr, [] {
+      std::vector<uint8_t> pixels(size_t{kFoundWidth} * kFoundHeight * 4);
+      for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<uint8_t>(i % 251);
+      fake_deliver(pixels.data(), kFoundWidth, kFoundHeight);
+    });
+  } else if (text == u"Closing") {
+    fake::ThreadQueue()->Post(nullptr, fake_close_item);
+  } else if (text == u"Failing") {
+    fake_fail_device();
+  } else if (text != u"Minimised") {
+    return nullptr;
+  }
+  return &fake::settings;  // any window
 }
 
 }  // extern "C"

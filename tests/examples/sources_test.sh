@@ -8,6 +8,11 @@ for file in examples/{minimal.c,texture.cpp,two_windows.cpp,quill_wgc.py}; do
   lines=$(wc -l <"$file")
   [ "$lines" -lt 120 ] || { echo "$file has $lines lines: 119 at most" >&2; exit 1; }
 done
+# Binding and host together.
+for files in 'csharp/*.cs'; do
+  lines=$(cat examples/$files | wc -l)
+  [ "$lines" -le 150 ] || { echo "examples/$files have $lines lines: 150 at most" >&2; exit 1; }
+done
 
 clang --target=x86_64-w64-mingw32 -std=c11 -fsyntax-only -Wall -Wextra -Wpedantic -Werror \
   -Iinclude examples/minimal.c
