@@ -8,18 +8,15 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "saved_bmp.h"
 #include "support/desktop.h"
 #include "support/pattern_window.h"
 #include "support/platform_setting.h"
 #include "support/process.h"
-#include "support/shown_picture.h"
 
 namespace {
 
@@ -62,11 +59,6 @@ void ExpectFailure(const char* program, const wchar_t* arguments, const std::str
   ExpectFailure(Process(program, arguments).Wait(), lines);
 }
 
-std::string ReadBytes(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 TEST_F(Programs, MinimalSavesEveryPixelOfTheWindow) {
   const Picture shown = MakePattern(kWidth, kHeight);
   const PatternWindow window(shown);
@@ -76,19 +68,7 @@ TEST_F(Programs, MinimalSavesEveryPixelOfTheWindow) {
   ExpectSuccess(result);
   EXPECT_EQ(result.out, "301 x 203 pixels saved\n");
 
-  const std::string saved = ReadBytes(File("frame.bmp"));
-  constexpr size_t kPixels = 54;
-  ASSERT_EQ(saved.size(), kPixels + kWidth * kHeight * 4);
-  const BITMAPFILEHEADER file{0x4D42, static_cast<DWORD>(saved.size()), 0, 0, kPixels};  // "BM"
-  BITMAPINFOHEADER bitmap{};
-  bitmap.biSize = sizeof bitmap;
-  bitmap.biWidth = kWidth;
-  bitmap.biHeight = -kHeight;  // rows from top to bottom
-  bitmap.biPlanes = 1;
-  bitmap.biBitCount = 32;
-  EXPECT_EQ(std::memcmp(saved.data(), &file, sizeof file), 0);
-  EXPECT_EQ(std::memcmp(saved.data() + sizeof file, &bitmap, sizeof bitmap), 0);
-  EXPECT_TRUE(Shows(Picture(kWidth, kHeight, saved.data() + kPixels, kWidth * 4), shown));
+  EXPECT_TRUE(IsBmpOf(File("frame.bmp"), shown));
 }
 
 // BT.709's luma for video levels, of a colour 0xRRGGBB.

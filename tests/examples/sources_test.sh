@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # sources_test.sh ROOT: each example program is short enough to be read in one go, and what the
-# other tests leave out passes clang and mypy.
+# other tests leave out passes clang, mypy, rustfmt and gofmt.
 set -euo pipefail
 cd "$1"
 
@@ -8,13 +8,23 @@ for file in examples/{minimal.c,texture.cpp,two_windows.cpp,quill_wgc.py}; do
   lines=$(wc -l <"$file")
   [ "$lines" -lt 120 ] || { echo "$file has $lines lines: 119 at most" >&2; exit 1; }
 done
+<<<<<<< HEAD
 # Binding and host together.
 for files in 'csharp/*.cs'; do
   lines=$(cat examples/$files | wc -l)
   [ "$lines" -le 150 ] || { echo "examples/$files have $lines lines: 150 at most" >&2; exit 1; }
+=======
+for folder in examples/{rust,go}; do
+  lines=$(find $folder -name '*.rs' -o -name '*.go' | xargs cat | wc -l)
+  [ "$lines" -le 150 ] || { echo "$folder has $lines lines of code: 150 at most" >&2; exit 1; }
+>>>>>>> bce4f06 (Add hosts in Rust and Go, and the test that runs the hosts of all languages)
 done
 
 clang --target=x86_64-w64-mingw32 -std=c11 -fsyntax-only -Wall -Wextra -Wpedantic -Werror \
   -Iinclude examples/minimal.c
 /usr/bin/python3 -m mypy --strict --platform win32 --python-version 3.8 --cache-dir /dev/null \
   --no-error-summary examples/quill_wgc.py
+
+/usr/bin/rustfmt --edition 2021 --check examples/rust/*.rs
+unformatted=$(/usr/bin/gofmt -l examples/go)
+[ -z "$unformatted" ] || { echo "gofmt would change $unformatted" >&2; exit 1; }

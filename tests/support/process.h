@@ -37,6 +37,8 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
+  DWORD id() const { return process_.dwProcessId; }
+
   bool IsRunningAfter(DWORD milliseconds) const;
 
   // Waits half a minute at most until standard output, as text, holds this.

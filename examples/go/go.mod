@@ -1,0 +1,3 @@
+module example/capture
+
+go 1.19
