@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# pipeline_test.sh QUILL-GRAB.exe FOLDER
-# Streams of a real program's window, as the programs they are made for read them: an encoder, the
-# tools behind a pipe, and another machine by way of SRT. Runs inside with-wine.
+# pipeline_test.sh QUILL-GRAB.exe FOLDER FFMPEG.exe
+# Streams of a real program's window, as the programs they are made for read them: an encoder for Linux
+# and one for Windows, the tools behind a pipe, and another machine by way of SRT. Runs inside with-wine.
 set -euo pipefail
 . "$(dirname "$0")/../checks.sh"
 grab=$1
 folder=$2
+windows_ffmpeg=$3
 rm -rf "$folder"
 mkdir -p "$folder"
 cd "$folder"
@@ -44,29 +45,66 @@ coded=$((width + width % 2)),$((height + height % 2))
 # Every frame of a decoded video is the game, but for what coding takes: the mean distance of a
 # sample is at most this number of its 255 steps.
 shows_the_game() {  # shows_the_game RAW STEPS
-  python3 - "$1" game.yuv "$2" <<'EOF'
+  /usr/bin/python3 - "$1" game.yuv "$2" <<'EOF'
 import sys
-video, game = open(sys.argv[1], "rb").read(), open(sys.argv[2], "rb").read()
-frames = [video[at:at + len(game)] for at in range(0, len(video), len(game))]
-errors = [sum(abs(a - b) for a, b in zip(frame, game)) / len(game) for frame in frames]
-print(f"{len(frames)} frames, mean error at most {max(errors):.2f}")
-sys.exit(not (frames and len(frames[-1]) == len(game) and max(errors) <= float(sys.argv[3])))
+import numpy
+video, game = (numpy.fromfile(path, numpy.uint8).astype(int) for path in sys.argv[1:3])
+errors = numpy.abs(video[:len(video) // len(game) * len(game)].reshape(-1, len(game)) - game).mean(1)
+print(f"{len(errors)} frames, mean error at most {errors.max(initial=0):.2f}")
+sys.exit(not (len(errors) and len(video) % len(game) == 0 and errors.max() <= float(sys.argv[3])))
 EOF
+}
+
+check_mp4() {  # check_mp4 NAME: of 10 frames, 50 a second
+  check "$1 becomes an MP4 file" equals "$coded,50/1,10" "$(figures "$1.mp4")"
+  decode "$1.mp4" "$1.yuv"
+  check "the MP4 file of $1 shows the window" shows_the_game "$1.yuv" 2
 }
 
 # becomes_mp4 FORMAT FFMPEG-INPUT-OPTION...: the stream --FORMAT, encoded and decoded.
 becomes_mp4() {
   local format=$1
   shift
-  capture "--$format" - --fps 50 --frames 30 2>"$format.err" |
+  capture "--$format" - --fps 50 --frames 10 2>"$format.err" |
     encode "$@" -i - -vf "$even" -c:v libx264 -pix_fmt yuv420p -qp 10 "$format.mp4"
-  check "$format becomes an MP4 file" equals "$coded,50/1,30" "$(figures "$format.mp4")"
-  decode "$format.mp4" "$format.yuv"
-  check "the MP4 file of $format shows the window" shows_the_game "$format.yuv" 2
+  check_mp4 "$format"
 }
 becomes_mp4 y4m
 becomes_mp4 raw -f rawvideo -pixel_format bgra -video_size "${width}x$height" -framerate 50
 becomes_mp4 nv12 -f rawvideo -pixel_format nv12 -video_size "${coded/,/x}" -framerate 50
+
+# An ffmpeg for Windows, found by name, as quill-grab is.
+windows_path="$(winepath -w "${grab%/*}");$(winepath -w "${windows_ffmpeg%/*}")"
+on_windows() { WINEPATH=$windows_path timeout 60 wine "$@" </dev/null; }
+
+# windows_mp4 FORMAT FFMPEG-INPUT-OPTION...: through an anonymous pipe and through a named one.
+windows_mp4() {
+  local name=windows-$1
+  local writer="quill-grab --class WineMine --size ${coded/,/x} --fps 50 --frames 10 --$1"
+  local reader="ffmpeg -loglevel error ${*:2} -i" encoder="-c:v libx264 -pix_fmt yuv420p -qp 10"
+  check "both programs end well" equals "0 0" "$(on_windows "${grab%/*}/anonymous_pipe.exe" \
+    "$writer -" "$reader - $encoder $name.mp4" 2>"$name.err")"
+  check_mp4 "$name"
+
+  local pipe="\\\\.\\pipe\\$name"
+  on_windows $writer "$pipe" >"$name-pipe.out" &
+  local process=$!
+  check "quill-grab makes the pipe" wait_until grep -q '^Waiting for the reader' "$name-pipe.out"
+  on_windows $reader "$pipe" $encoder "$name-pipe.mp4"
+  check "quill-grab ends well" wait "$process"
+  check_mp4 "$name-pipe"
+}
+windows_mp4 y4m
+windows_mp4 raw -f rawvideo -pixel_format bgra -video_size "${coded/,/x}" -framerate 50
+
+check "quill-grab sees that ffmpeg has gone" equals "9 0" \
+  "$(on_windows "${grab%/*}/anonymous_pipe.exe" "quill-grab --class WineMine --y4m -" \
+    "ffmpeg -i - -frames:v 5 leaves.mp4" 2>leaves.err)"
+
+# As documented, although Wine's cmd puts a file between the two.
+command='quill-grab --title WineMine --y4m - --fps 50 --frames 10 | ffmpeg -i - -c:v libx264 -qp 10 cmd.mp4'
+on_windows cmd /c "$command" 2>cmd.err
+check_mp4 cmd
 
 head -c "$(stat -c %s game.yuv)" /dev/zero >black.yuv
 check "a black picture would not pass" eval '! shows_the_game black.yuv 2 >/dev/null'
