@@ -1,10 +1,11 @@
 #!/usr/bin/python3
-"""Measures what a session costs its host, next to the same work written out by hand.
+"""Measures what a session costs its host, next to the same work written out by hand, and quill-grab's
+conversion of frames next to swscale's.
 
-Builds the benches, times frames under Wine, counts instructions under Callgrind, leaves the results in
-build/bench and prints a summary. Fails when a figure exceeds its bound; a time must exceed its bound
-three times in a row, because other programs share the machine. --write also puts the figures and the
-chart into docs/performance.md.
+Builds the benches, times frames under Wine and conversions on Linux, counts instructions under
+Callgrind, leaves the results in build/bench and prints a summary. Fails when a figure exceeds its bound;
+a time must exceed its bound three times in a row, because other programs share the machine. --write also
+puts the figures and the chart into docs/performance.md.
 """
 # Debian's own Python, because Debian's matplotlib is installed for no other.
 import argparse
@@ -20,9 +21,12 @@ import runs
 
 
 def print_results(rows, costs):
-    print(f"{'':32}{'session':>12}{'floor':>12}{'ratio':>8}{'bound':>7}")
-    for name, session, floor, ratio, bound, verdict in bounds.ratio_table(rows):
-        print(f"{name:32}{session:9.1f} us{floor:9.1f} us{ratio:8.3f}{bound:7.2f}  {verdict}")
+    for side, other in (("session", "floor"), ("quill-grab", "swscale")):
+        lines = list(bounds.ratio_table(rows, other))
+        if lines:
+            print(f"{'':32}{side:>12}{other:>12}{'ratio':>8}{'bound':>7}")
+        for name, time, other_time, ratio, bound, verdict in lines:
+            print(f"{name:32}{time:9.1f} us{other_time:9.1f} us{ratio:8.3f}{bound:7.2f}  {verdict}")
     for mode in bounds.GROWTH_MODES:
         for side in ("", "/floor"):
             values = bounds.growth(rows, mode, side).values()
@@ -54,11 +58,11 @@ def main():
     folder = arguments.build.resolve()
 
     subprocess.run(["scripts/setup", "bench"], cwd=runs.ROOT, check=True)
-    program = runs.build(folder)
-    result, rows = runs.measure(lambda wanted, seconds: runs.run_frames(folder, wanted, seconds),
+    native = runs.build(folder)
+    result, rows = runs.measure(lambda wanted, seconds: runs.run_all(folder, native, wanted, seconds),
                                 arguments.filter, arguments.seconds)
     write("frames.json", result)
-    costs = instructions.measure_all(program)
+    costs = instructions.measure_all(native / "frame_instructions")
     write("instructions.json", costs)
 
     print_results(rows, costs)
@@ -66,6 +70,7 @@ def main():
         import chart  # needs matplotlib, which only --write uses
         chart.draw(rows, page.CHART)
         page.put_into(page.PAGE, "frame", page.figures_text(folder, result, rows, costs))
+        page.put_into(page.PAGE, "stream", page.streams_text(rows))
         print(f"Written: {page.PAGE.relative_to(runs.ROOT)}, {page.CHART.relative_to(runs.ROOT)}")
     misses = [*bounds.check_times(rows), *bounds.check_counts(rows),
               *bounds.check_instructions(costs), *bounds.check_calls(costs)]

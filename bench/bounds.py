@@ -1,6 +1,8 @@
 """What a session may cost, and which figures exceed it."""
 
-RATIO_BOUNDS = {"poll": 1.10, "frame": 1.05}
+RATIO_BOUNDS = {"poll": 1.10, "frame": 1.05, "convert": 0.50}
+# What a ratio is of: the time that passed, or the processor's.
+CLOCKS = {"floor": "real_time", "swscale": "cpu_time"}
 TRIES = 3
 GROWTH_BOUND = 1.15  # growth of the time per pixel from the smallest size, relative to the floor's
 GROWTH_MODES = ("buffer", "unchanged")
@@ -110,14 +112,13 @@ def check_calls(instructions):
                 yield f"{mode}: {made:g} calls of {name} a frame, not {expected}"
 
 
-def ratio_table(rows):
-    """Yields (name, session, floor, ratio, bound, verdict)."""
+def ratio_table(rows, other="floor"):
+    """Yields (name, time, other time, ratio, bound, verdict) of what was compared with `other`."""
     for name, row in rows.items():
-        if "ratio" not in row:
+        if "ratio" not in row or f"{name}/{other}" not in rows:
             continue
-        bound = bound_of(name)
+        bound, clock = bound_of(name), CLOCKS[other]
         verdict = "met" if row["ratio"] <= bound else "missed"
         if row["tries"] > 1:
             verdict += f", try {row['tries']}"
-        yield (name, row["real_time"], rows[f"{name}/floor"]["real_time"], row["ratio"], bound,
-               verdict)
+        yield (name, row[clock], rows[f"{name}/{other}"][clock], row["ratio"], bound, verdict)

@@ -42,11 +42,21 @@ def table(header, lines):
             *("| " + " | ".join(line) + " |" for line in lines)]
 
 
+def ratios_text(sides, lines):
+    return table(("What", *sides, "Ratio", "Bound", ""),
+                 [(name, time_text(time), time_text(other_time), f"{ratio:.3f}", f"{bound:.2f}", verdict)
+                  for name, time, other_time, ratio, bound, verdict in lines])
+
+
+def streams_text(rows):
+    swscale = first_line("dpkg-query", "-W", "-f", "${Version}\n", "libswscale-dev")
+    return [f"swscale of FFmpeg {swscale}, on the same machine:", "",
+            *ratios_text(("quill-grab", "swscale"), ratio_table(rows, "swscale"))]
+
+
 def figures_text(folder, result, rows, instructions):
-    text = ["Measured on: " + machine(result["context"]), ""]
-    text += table(("What", "Session", "Floor", "Ratio", "Bound", ""),
-                  [(name, time_text(session), time_text(floor), f"{ratio:.3f}", f"{bound:.2f}",
-                    verdict) for name, session, floor, ratio, bound, verdict in ratio_table(rows)])
+    text = ["Measured on: " + machine(result["context"]), "",
+            *ratios_text(("Session", "Floor"), ratio_table(rows))]
     poll = rows["poll/buffer"]["real_time"]
     share = poll * POLLS_A_SECOND / 1e6 * 100
     text += ["", f"A poll that finds nothing takes {time_text(poll)}: {POLLS_A_SECOND} of them a "

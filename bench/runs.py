@@ -1,4 +1,4 @@
-"""Builds the benches and times frames, again where a figure exceeds its bound."""
+"""Builds the benches and runs them, again where a figure exceeds its bound."""
 import json
 import os
 import pathlib
@@ -12,8 +12,8 @@ OUT = ROOT / "build" / "bench"
 
 
 def build(folder):
-    """Builds the bench for Windows in `folder`, and the native one without sanitizers; returns the
-    native program."""
+    """Builds the bench for Windows in `folder`, and the native ones without sanitizers; returns the
+    folder of the native programs."""
     native = OUT / "native"
     OUT.mkdir(parents=True, exist_ok=True)
     steps = [
@@ -21,27 +21,35 @@ def build(folder):
         ["cmake", "--build", folder, "--target", "quill_bench", "quill-wgc", "wine_standin"],
         ["cmake", "--preset", "native", "-B", native, "-D", "CMAKE_BUILD_TYPE=Release",
          "-D", "CMAKE_CXX_FLAGS=-g", "-D", "QUILL_WGC_SANITIZE="],
-        ["cmake", "--build", native, "--target", "frame_instructions"],
+        ["cmake", "--build", native, "--target", "frame_instructions", "conversion_bench"],
     ]
     for step in steps:
         done = subprocess.run(step, cwd=ROOT, text=True, stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT, check=False)
         if done.returncode != 0:
             sys.exit(f"{done.stdout}\nscripts/bench: this command failed: {' '.join(map(str, step))}")
-    return native / "bin" / "frame_instructions"
+    return native / "bin"
 
 
-def run_frames(folder, wanted, seconds):
+def run_bench(command, wanted, seconds, environment=None):
     """Runs the benches whose names match and returns Google Benchmark's JSON."""
-    environment = dict(os.environ, QUILL_WGC_STANDIN=str(folder / "wine"))
     done = subprocess.run(
-        ["scripts/wine-run", folder / "bin" / "quill_bench.exe", "--benchmark_format=json",
-         f"--benchmark_filter={wanted}", f"--benchmark_min_time={seconds}"],
+        [*command, "--benchmark_format=json", f"--benchmark_filter={wanted}",
+         f"--benchmark_min_time={seconds}"],
         cwd=ROOT, env=environment, stdout=subprocess.PIPE, timeout=1800, check=False)
     if done.returncode != 0:
-        sys.exit("scripts/bench: quill_bench failed")
+        sys.exit(f"scripts/bench: {command[-1].name} failed")
     # with-wine may have printed a line about a new prefix before.
     return json.loads(done.stdout[done.stdout.index(b"{"):])
+
+
+def run_all(folder, native, wanted, seconds):
+    """Returns the JSON of the bench for Windows with the rows of the native one added."""
+    environment = dict(os.environ, QUILL_WGC_STANDIN=str(folder / "wine"))
+    result = run_bench(["scripts/wine-run", folder / "bin" / "quill_bench.exe"], wanted, seconds,
+                       environment)
+    result["benchmarks"] += run_bench([native / "conversion_bench"], wanted, seconds)["benchmarks"]
+    return result
 
 
 def measure(run, wanted, seconds):

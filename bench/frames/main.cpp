@@ -13,10 +13,8 @@
 #include <objbase.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <iterator>
 #include <memory>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -75,19 +73,11 @@ Counts CountFrames(Contest& contest) {
   return counts;
 }
 
-struct Options {
-  std::regex filter{".*"};
-  double seconds = 2;
-  bool json = false;
-  bool counts = false;
-};
-
 class Bench {
  public:
-  explicit Bench(const Options& options) : options_(options) {}
+  explicit Bench(const Options& options) : options_(options), report_(options) {}
 
   void Run() {
-    if (!options_.json) PrintConsoleHeader();
     RunOnce("load", MeasureLoad);
     RunOnce("start/1920x1080", MeasureStart);
     RunOnce("resize/buffer", [] { return MeasureResize(false); });
@@ -95,7 +85,7 @@ class Bench {
     RunOnce("memory/1920x1080", MeasureMemory);
     RunPolls();
     for (const Size size : kSizes) RunFrames(size);
-    if (options_.json) PrintJson(rows_, AdapterName());
+    report_.PrintJson(AdapterName());
   }
 
  private:
@@ -119,33 +109,16 @@ class Bench {
     std::thread(function).join();
   }
 
-  bool IsWanted(const std::string& name) const { return std::regex_search(name, options_.filter); }
-
-  void Add(Row row) {
-    if (!options_.json) PrintConsole(row);
-    rows_.push_back(std::move(row));
-  }
-
   template <class Function>
   void RunOnce(const std::string& name, Function measure) {
-    if (IsWanted(name)) Add(measure());
-  }
-
-  void AddComparison(const std::string& name, const Comparison& result, size_t per_run,
-                     std::vector<std::pair<std::string, double>> counters) {
-    const uint64_t iterations = result.rounds() * per_run;
-    const double us = 1e6 / static_cast<double>(per_run);
-    counters.insert(counters.begin(), {"ratio", result.ratio()});
-    Add({name, iterations, result.session_seconds() * us, result.session_cpu() * us,
-         std::move(counters)});
-    Add({name + "/floor", iterations, result.floor_seconds() * us, result.floor_cpu() * us});
+    if (report_.IsWanted(name)) report_.Add(measure());
   }
 
   // Nothing waits: what a host pays for looking.
   void RunPolls() {
     for (const NamedMode& mode : {kModes[0], kModes[3]}) {
       const std::string name = std::string("poll/") + mode.name;
-      if (!IsWanted(name)) continue;
+      if (!report_.IsWanted(name)) continue;
       Comparison result;
       RunOnOwnThread([&] {
         Contest contest(kSizes[0]);
@@ -160,7 +133,7 @@ class Bench {
                     }},
                    options_.seconds);
       });
-      AddComparison(name, result, kPollsPerRun, {});
+      report_.AddComparison(name, "floor", result, result.ratio(), kPollsPerRun);
     }
   }
 
@@ -175,8 +148,8 @@ class Bench {
     const auto run_place = [&] {
       std::unique_ptr<Contest> contest;
       for (size_t i = 0; i < std::size(kModes); ++i) {
-        const bool frame = IsWanted(name("frame", kModes[i]));
-        const bool grows = HasGrowth(kModes[i]) && IsWanted(name("growth", kModes[i]));
+        const bool frame = report_.IsWanted(name("frame", kModes[i]));
+        const bool grows = HasGrowth(kModes[i]) && report_.IsWanted(name("growth", kModes[i]));
         if (!frame && !grows) continue;
         if (!contest) contest = std::make_unique<Contest>(size);
         contest->SetMode(kModes[i].mode);
@@ -189,8 +162,8 @@ class Bench {
     for (int place = 0; place < kPlaces; ++place) RunOnOwnThread(run_place);
     for (size_t i = 0; i < std::size(kModes); ++i) {
       if (frames[i].rounds() > 0) {
-        AddComparison(
-            name("frame", kModes[i]), frames[i], 1,
+        report_.AddComparison(
+            name("frame", kModes[i]), "floor", frames[i], frames[i].ratio(), 1,
             {{"allocations", counts[i].allocations}, {"copied_bytes", counts[i].copied_bytes}});
       }
       if (growth[i].rounds() > 0) AddGrowth(name("growth", kModes[i]), growth[i], size);
@@ -219,20 +192,20 @@ class Bench {
 
   void AddGrowth(const std::string& name, const Comparison& result, Size size) {
     const double ns_per_pixel = 1e9 / size.width / size.height;
-    Add({name,
-         result.rounds(),
-         result.session_seconds() * 1e6,
-         result.session_cpu() * 1e6,
-         {{"ns_per_pixel", result.shortest_session_seconds() * ns_per_pixel}}});
-    Add({name + "/floor",
-         result.rounds(),
-         result.floor_seconds() * 1e6,
-         result.floor_cpu() * 1e6,
-         {{"ns_per_pixel", result.shortest_floor_seconds() * ns_per_pixel}}});
+    report_.Add({name,
+                 result.rounds(),
+                 result.session_seconds() * 1e6,
+                 result.session_cpu() * 1e6,
+                 {{"ns_per_pixel", result.shortest_session_seconds() * ns_per_pixel}}});
+    report_.Add({name + "/floor",
+                 result.rounds(),
+                 result.floor_seconds() * 1e6,
+                 result.floor_cpu() * 1e6,
+                 {{"ns_per_pixel", result.shortest_floor_seconds() * ns_per_pixel}}});
   }
 
   const Options& options_;
-  std::vector<Row> rows_;
+  Report report_;
 };
 
 // Exact, whatever the machine: nothing is allocated for a frame, and its bytes are copied once, or
@@ -273,34 +246,12 @@ bool HoldCounts() {
   return holds;
 }
 
-bool ReadOption(std::string_view argument, std::string_view name, std::string& value) {
-  if (!argument.starts_with(name)) return false;
-  value = argument.substr(name.size());
-  return true;
-}
-
-bool ReadOptions(int argc, char** argv, Options& options) {
-  for (int i = 1; i < argc; ++i) {
-    std::string value;
-    if (std::string_view(argv[i]) == "--counts") {
-      options.counts = true;
-    } else if (ReadOption(argv[i], "--benchmark_filter=", value)) {
-      options.filter = std::regex(value);
-    } else if (ReadOption(argv[i], "--benchmark_min_time=", value)) {
-      options.seconds = std::atof(value.c_str());
-    } else if (ReadOption(argv[i], "--benchmark_format=", value)) {
-      options.json = value == "json";
-    } else {
-      return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
 }  // namespace bench
 
 int main(int argc, char** argv) {
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  if (argc == 2 && std::string_view(argv[1]) == "--counts") return bench::HoldCounts() ? 0 : 1;
   bench::Options options;
   if (!bench::ReadOptions(argc, argv, options)) {
     std::fprintf(stderr,
@@ -308,8 +259,6 @@ int main(int argc, char** argv) {
                  "[--benchmark_format=json]\n       quill_bench --counts\n");
     return 2;
   }
-  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-  if (options.counts) return bench::HoldCounts() ? 0 : 1;
   bench::Bench(options).Run();
   return 0;
 }

@@ -3,9 +3,14 @@
 
 #include "measure.h"
 
+#ifdef _WIN32
 #include <windows.h>
+#else
+#include <time.h>
+#endif
 
 #include <algorithm>
+#include <chrono>
 
 namespace bench {
 namespace {
@@ -46,16 +51,11 @@ double Turn(const Side& side, std::vector<double>& seconds, double& cpu) {
 }  // namespace
 
 double Now() {
-  static const double seconds_per_tick = [] {
-    LARGE_INTEGER frequency;
-    QueryPerformanceFrequency(&frequency);
-    return 1.0 / static_cast<double>(frequency.QuadPart);
-  }();
-  LARGE_INTEGER ticks;
-  QueryPerformanceCounter(&ticks);
-  return static_cast<double>(ticks.QuadPart) * seconds_per_tick;
+  using Seconds = std::chrono::duration<double>;
+  return Seconds(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
+#ifdef _WIN32
 // Coarse, in steps of the system's clock tick, but true on average over many runs.
 double CpuSeconds() {
   FILETIME created, exited, kernel, user;
@@ -65,6 +65,13 @@ double CpuSeconds() {
   };
   return seconds(kernel) + seconds(user);
 }
+#else
+double CpuSeconds() {
+  timespec time;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+#endif
 
 double Median(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<ptrdiff_t>(values.size() / 2);

@@ -3,10 +3,11 @@
 
 #include "report.h"
 
-#include <windows.h>
-
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
+#include <string_view>
+#include <thread>
 
 namespace bench {
 namespace {
@@ -27,25 +28,76 @@ std::string Date() {
   return text;
 }
 
-DWORD Processors() {
-  SYSTEM_INFO system;
-  GetSystemInfo(&system);
-  return system.dwNumberOfProcessors;
+void PrintConsole(const Row& row) {
+  std::printf("%-30s %12.2f us %12.2f us %12llu", row.name.c_str(), row.real_us, row.cpu_us,
+              static_cast<unsigned long long>(row.iterations));
+  for (const auto& [name, value] : row.counters) std::printf(" %s=%g", name.c_str(), value);
+  std::printf("\n");
+  std::fflush(stdout);
+}
+
+bool ReadOption(std::string_view argument, std::string_view name, std::string& value) {
+  if (!argument.starts_with(name)) return false;
+  value = argument.substr(name.size());
+  return true;
 }
 
 }  // namespace
 
-void PrintJson(const std::vector<Row>& rows, const std::string& adapter) {
-  char executable[MAX_PATH] = "";
-  GetModuleFileNameA(nullptr, executable, MAX_PATH);
+bool ReadOptions(int argc, char** argv, Options& options) {
+  options.program = argv[0];
+  for (int i = 1; i < argc; ++i) {
+    std::string value;
+    if (ReadOption(argv[i], "--benchmark_filter=", value)) {
+      options.filter = std::regex(value);
+    } else if (ReadOption(argv[i], "--benchmark_min_time=", value)) {
+      options.seconds = std::atof(value.c_str());
+    } else if (ReadOption(argv[i], "--benchmark_format=", value)) {
+      options.json = value == "json";
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+Report::Report(const Options& options) : options_(options) {
+  if (options.json) return;
+  const std::string rule(96, '-');
+  std::printf("%s\n%-30s %15s %15s %12s UserCounters...\n%s\n", rule.c_str(), "Benchmark", "Time",
+              "CPU", "Iterations", rule.c_str());
+}
+
+bool Report::IsWanted(const std::string& name) const {
+  return std::regex_search(name, options_.filter);
+}
+
+void Report::Add(Row row) {
+  if (!options_.json) PrintConsole(row);
+  rows_.push_back(std::move(row));
+}
+
+void Report::AddComparison(const std::string& name, const std::string& other,
+                           const Comparison& result, double ratio, size_t per_run,
+                           std::vector<std::pair<std::string, double>> counters) {
+  const uint64_t iterations = result.rounds() * per_run;
+  const double us = 1e6 / static_cast<double>(per_run);
+  counters.insert(counters.begin(), {"ratio", ratio});
+  Add({name, iterations, result.session_seconds() * us, result.session_cpu() * us,
+       std::move(counters)});
+  Add({name + "/" + other, iterations, result.floor_seconds() * us, result.floor_cpu() * us});
+}
+
+void Report::PrintJson(const std::string& adapter) const {
+  if (!options_.json) return;
   std::printf("{\n  \"context\": {\n");
   std::printf("    \"date\": \"%s\",\n", Date().c_str());
-  std::printf("    \"executable\": %s,\n", Quoted(executable).c_str());
-  std::printf("    \"num_cpus\": %lu,\n", Processors());
+  std::printf("    \"executable\": %s,\n", Quoted(options_.program).c_str());
+  std::printf("    \"num_cpus\": %u,\n", std::thread::hardware_concurrency());
   std::printf("    \"adapter\": %s,\n", Quoted(adapter).c_str());
   std::printf("    \"library_build_type\": \"release\"\n  },\n  \"benchmarks\": [");
   int index = 0;
-  for (const Row& row : rows) {
+  for (const Row& row : rows_) {
     std::printf("%s\n    {\n", index == 0 ? "" : ",");
     std::printf("      \"name\": %s,\n", Quoted(row.name).c_str());
     std::printf("      \"family_index\": %d,\n", index++);
@@ -65,20 +117,6 @@ void PrintJson(const std::vector<Row>& rows, const std::string& adapter) {
     std::printf("\n    }");
   }
   std::printf("\n  ]\n}\n");
-}
-
-void PrintConsoleHeader() {
-  const std::string rule(96, '-');
-  std::printf("%s\n%-30s %15s %15s %12s UserCounters...\n%s\n", rule.c_str(), "Benchmark", "Time",
-              "CPU", "Iterations", rule.c_str());
-}
-
-void PrintConsole(const Row& row) {
-  std::printf("%-30s %12.2f us %12.2f us %12llu", row.name.c_str(), row.real_us, row.cpu_us,
-              static_cast<unsigned long long>(row.iterations));
-  for (const auto& [name, value] : row.counters) std::printf(" %s=%g", name.c_str(), value);
-  std::printf("\n");
-  std::fflush(stdout);
 }
 
 }  // namespace bench

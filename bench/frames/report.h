@@ -3,10 +3,14 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "measure.h"
 
 namespace bench {
 
@@ -20,8 +24,34 @@ struct Row {
   std::vector<std::pair<std::string, double>> counters = {};
 };
 
-void PrintJson(const std::vector<Row>& rows, const std::string& adapter);
-void PrintConsoleHeader();
-void PrintConsole(const Row& row);
+struct Options {
+  std::string program;
+  std::regex filter{".*"};
+  double seconds = 2;
+  bool json = false;
+};
+
+// False if the command line has anything but --benchmark_filter=REGEX, --benchmark_min_time=SECONDS
+// and --benchmark_format=json.
+bool ReadOptions(int argc, char** argv, Options& options);
+
+// The rows, printed as they come or as JSON at the end.
+class Report {
+ public:
+  explicit Report(const Options& options);  // which must outlive it
+
+  bool IsWanted(const std::string& name) const;
+  void Add(Row row);
+  // A row for each side, of which the second is NAME/OTHER. A run did the work per_run times.
+  void AddComparison(const std::string& name, const std::string& other, const Comparison& result,
+                     double ratio, size_t per_run = 1,
+                     std::vector<std::pair<std::string, double>> counters = {});
+  // Prints nothing unless JSON was asked for.
+  void PrintJson(const std::string& adapter) const;
+
+ private:
+  const Options& options_;
+  std::vector<Row> rows_;
+};
 
 }  // namespace bench

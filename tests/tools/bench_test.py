@@ -68,6 +68,18 @@ class Measure(unittest.TestCase):
         _, rows = runs.measure(bench, ".*", 2)
         self.assertEqual(list(bounds.check_times(rows)), [])
 
+    def test_conversions_have_a_table_and_a_bound_of_their_own(self):
+        rows = {"poll/buffer": dict(ratio("poll/buffer", 1.0), real_time=2, cpu_time=1, tries=1),
+                "poll/buffer/floor": {"real_time": 2, "cpu_time": 1}}
+        name = "convert/y4m/64x64/point"
+        for value, misses in ((0.50, 0), (0.51, 1)):
+            rows |= {name: dict(ratio(name, value), real_time=9, cpu_time=2, tries=1),
+                     f"{name}/swscale": {"real_time": 9, "cpu_time": 4}}
+            (row,) = bounds.ratio_table(rows, "swscale")
+            self.assertEqual(row, (name, 2, 4, value, 0.5, "missed" if misses else "met"))
+            self.assertEqual(len(list(bounds.check_times(rows))), misses)
+        self.assertEqual([row[0] for row in bounds.ratio_table(rows)], ["poll/buffer"])
+
     def test_growth_keeps_the_shortest_times(self):
         floor = self.growth("/floor", 1, 1, 1, 1, 1)
         bench = Runs(self.growth("", 1, 1, 1, 1, 1.16) + floor,
