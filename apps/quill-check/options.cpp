@@ -3,18 +3,18 @@
 
 #include "quill-check/options.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <utility>
 
+#include "common/command_line.h"
 #include "common/text.h"
-#include "common/version.h"
 #include "quill-check/check.h"
 
 namespace quill_apps {
 
 namespace {
+
+constexpr char kProgram[] = "quill-check";
 
 constexpr char kHelp[] = R"(Usage: quill-check [OPTION...]
 
@@ -43,7 +43,7 @@ std::string ListText() {
 }
 
 CheckParseResult Failure(const std::string& text) {
-  return {std::nullopt, text + " (quill-check --help lists the options)", true};
+  return {std::nullopt, WithHelp(text, kProgram), true};
 }
 
 bool IsCheck(int number) {
@@ -57,8 +57,6 @@ bool IsCheck(int number) {
 CheckParseResult ParseCheckOptions(std::vector<std::string> arguments) {
   CheckOptions options;
   CLI::App app;
-  app.set_help_flag("--help");
-  app.set_version_flag("--version", std::string("quill-check ") + Version());
   app.add_option("--out", options.out);
   app.add_option("--only", options.only)->delimiter(',');
   const CLI::Option* list = app.add_flag("--list");
@@ -66,17 +64,8 @@ CheckParseResult ParseCheckOptions(std::vector<std::string> arguments) {
   app.add_option("--worker", options.worker)->delimiter(',');
   app.add_option("--slot", options.slot);
   app.add_option("--exit-task", options.exit_task);
-  try {
-    std::reverse(arguments.begin(), arguments.end());
-    app.parse(std::move(arguments));
-  } catch (const CLI::CallForHelp&) {
-    return {std::nullopt, kHelp, false};
-  } catch (const CLI::CallForVersion& version) {
-    return {std::nullopt, version.what(), false};
-  } catch (const CLI::ExtrasError&) {
-    return Failure("unknown: " + CLI::detail::join(app.remaining(), " "));
-  } catch (const CLI::ParseError& error) {
-    return Failure(error.what());
+  if (const std::optional<ParseStop> stop = Parse(app, std::move(arguments), kProgram, kHelp)) {
+    return {std::nullopt, stop->text, stop->is_error};
   }
   if (list->count() > 0) return {std::nullopt, ListText(), false};
   if (options.out.empty()) return Failure("--out needs a folder");

@@ -3,9 +3,10 @@
 
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
+
+#include "common/parsed.h"
 
 namespace quill_apps {
 
@@ -20,12 +21,7 @@ struct CheckOptions {
   std::string exit_task;
 };
 
-// The options, or what to print instead of running: the help or the version, or an error.
-struct CheckParseResult {
-  std::optional<CheckOptions> options;
-  std::string text;
-  bool is_error = false;
-};
+using CheckParseResult = Parsed<CheckOptions>;
 
 // arguments: without the program's name.
 CheckParseResult ParseCheckOptions(std::vector<std::string> arguments);

@@ -3,18 +3,20 @@
 
 #include <windows.h>
 
-#include <objbase.h>
 #include <timeapi.h>
 
 #include <atomic>
-#include <exception>
 #include <memory>
 #include <new>
 #include <optional>
-#include <span>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "common/log_sink.h"
 #include "common/png_encoder.h"
+#include "common/program.h"
+#include "common/targets.h"
 #include "common/text.h"
 #include "quill-grab/console/progress.h"
 #include "quill-grab/output/json/json_lines.h"
@@ -24,7 +26,6 @@
 #include "quill-grab/output/report/report.h"
 #include "quill-grab/output/video/video_stream.h"
 #include "quill-grab/session/grabber.h"
-#include "quill-grab/target/targets.h"
 
 namespace {
 
@@ -41,51 +42,6 @@ BOOL WINAPI OnConsoleSignal(DWORD signal) {
   if (signal == CTRL_C_EVENT || signal == CTRL_BREAK_EVENT) return !is_second;
   WaitForSingleObject(run_is_over, INFINITE);
   return TRUE;
-}
-
-// The multithreaded apartment, which the library needs, too: a thread that has started a session
-// must not be in a single-threaded one.
-class ComApartment {
- public:
-  ComApartment() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {
-    if (FAILED(result_)) {
-      throw ToolError(ExitCode::kUnsupported,
-                      "COM is not available: " + DescribeError(static_cast<DWORD>(result_)));
-    }
-  }
-  ~ComApartment() { CoUninitialize(); }
-  ComApartment(const ComApartment&) = delete;
-  ComApartment& operator=(const ComApartment&) = delete;
-
- private:
-  HRESULT result_;
-};
-
-// Routes the library's log to the console while in scope.
-class LogRoute {
- public:
-  LogRoute(const Library& library, Console& console, bool verbose) : library_(library) {
-    SetLogSink(&console, verbose);
-    library.wgc_register_logger(OnLogLine);
-  }
-  ~LogRoute() {
-    library_.wgc_register_logger(nullptr);
-    SetLogSink(nullptr, false);
-  }
-  LogRoute(const LogRoute&) = delete;
-  LogRoute& operator=(const LogRoute&) = delete;
-
- private:
-  const Library& library_;
-};
-
-Library LoadSupportedLibrary() {
-  const Library library = LoadLibraryFunctions(L"libquill-wgc.dll");
-  if (!library.is_wgc_session_supported()) {
-    throw ToolError(ExitCode::kUnsupported,
-                    "this Windows cannot capture: Windows 10 version 1903 or later is needed");
-  }
-  return library;
 }
 
 std::unique_ptr<PngSeries> MakeSeries(const Options& options, const OutputFolder& folder,
@@ -160,16 +116,6 @@ Target ChooseTarget(const Options& options, Clock& clock, Console& console) {
   return WaitForTarget(options, clock, interrupted);
 }
 
-CaptureSession StartCapture(const Library& library, const Target& target, const Options& options) {
-  try {
-    return CaptureSession(library, target.window, target.monitor, SwitchesOf(options));
-  } catch (const ToolError& error) {
-    throw ToolError(error.code(),
-                    std::string(error.what()) +
-                        ": try another target of quill-grab --list, or see the log with --verbose");
-  }
-}
-
 ExitCode Capture(const Options& options, Console& console) {
   Clock clock;
   PrepareConsole(options, console);
@@ -182,7 +128,7 @@ ExitCode Capture(const Options& options, Console& console) {
   const Grabber::Outputs outputs = MakeOutputs(options, folder, encoder, console);
   if (!target.notice.empty()) console.PrintLine("Notice: " + target.notice);
   const LogRoute route(library, console, options.verbose);
-  CaptureSession session = StartCapture(library, target, options);
+  CaptureSession session = StartCapture(library, target, SwitchesOf(options));
   if (session.cursor_was_refused()) {
     console.PrintLine(
         "Notice: this Windows cannot switch the cursor on or off, so it may be missing.");
@@ -198,10 +144,8 @@ ExitCode Capture(const Options& options, Console& console) {
   return Finish(outputs, outcome, result, console);
 }
 
-ExitCode Run(std::span<wchar_t*> arguments, Console& console) {
-  std::vector<std::string> words;
-  for (const wchar_t* argument : arguments) words.push_back(ToUtf8(argument));
-  const ParseResult parsed = ParseOptions(std::move(words));
+ExitCode Run(std::vector<std::string> arguments, Console& console) {
+  const ParseResult parsed = ParseOptions(std::move(arguments));
   if (parsed.is_error) throw ToolError(ExitCode::kUsage, parsed.text);
   if (!parsed.options) {
     console.PrintLine(parsed.text);
@@ -214,22 +158,6 @@ ExitCode Run(std::span<wchar_t*> arguments, Console& console) {
   return Capture(*parsed.options, console);
 }
 
-ExitCode RunAndReport(std::span<wchar_t*> arguments) {
-  Console console("quill-grab");
-  try {
-    return Run(arguments, console);
-  } catch (const ToolError& error) {
-    console.PrintError(error.what());
-    return error.code();
-  } catch (const std::bad_alloc&) {
-    console.PrintError("out of memory: close other programs or capture a smaller window");
-    return ExitCode::kCaptureFailed;
-  } catch (const std::exception& error) {
-    console.PrintError(std::string("unexpected failure: ") + error.what());
-    return ExitCode::kCaptureFailed;
-  }
-}
-
 }  // namespace
 
 // wmain receives titles in any script intact.
@@ -238,7 +166,8 @@ int wmain(int argc, wchar_t** argv) {
   SetConsoleCtrlHandler(OnConsoleSignal, TRUE);
   // Without this, sleeps are up to 16 ms too long, which is a frame at 60 a second.
   timeBeginPeriod(1);
-  const ExitCode code = RunAndReport({argv + 1, static_cast<size_t>(argc - 1)});
+  Console console("quill-grab");
+  const ExitCode code = ReportErrors(console, [&] { return Run(Arguments(argc, argv), console); });
   SetEvent(run_is_over);
   return static_cast<int>(code);
 }

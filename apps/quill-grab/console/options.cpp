@@ -3,8 +3,6 @@
 
 #include "quill-grab/console/options.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -14,24 +12,22 @@
 #include <sstream>
 #include <utility>
 
+#include "common/command_line.h"
 #include "common/text.h"
-#include "common/version.h"
 #include "quill-grab/output/byte_sink.h"
 
 namespace quill_apps {
 
 namespace {
 
-// --help before and after the lines of the streams.
+constexpr char kProgram[] = "quill-grab";
+
+// --help before and after the lines of the target and of the streams.
 constexpr char kHelpBegin[] = R"(Usage: quill-grab --list
        quill-grab TARGET [OUTPUT...] [OPTION...]
 
-Target:
-  --title TEXT       the window whose title contains TEXT
-  --class NAME       the window whose class is NAME
-  --window N         the window with this handle, as --list shows it
-  --monitor N        the monitor with this number, as --list shows it
-  --wait T           wait up to T seconds for the window to appear
+)";
+constexpr char kHelpOutput[] = R"(  --wait T           wait up to T seconds for the window to appear
 
 Output:
   --out FOLDER       new frames as PNG files, and summary.txt (default)
@@ -72,6 +68,7 @@ Exit codes: 0 done, 1 usage, 2 no such target, 3 unsupported or no library,
 
 std::string Help() {
   std::string help = kHelpBegin;
+  help.append(kTargetHelp).append(kHelpOutput);
   for (const StreamFormat& format : StreamFormats()) {
     help += Format("  %-19s%s\n", (std::string(format.option) + " FILE").c_str(), format.help);
   }
@@ -89,18 +86,11 @@ std::string StreamOptionNames() {
   return names;
 }
 
-void AddTargetOptions(CLI::App& app, Options& options) {
+void AddTargets(CLI::App& app, Options& options) {
   app.add_flag("--list", options.list);
-  auto* title = app.add_option("--title", options.title);
-  auto* class_name = app.add_option("--class", options.class_name);
-  auto* window = app.add_option("--window", options.window);
-  auto* monitor = app.add_option("--monitor", options.monitor);
-  window->excludes(title)->excludes(class_name)->excludes(monitor);
-  monitor->excludes(title)->excludes(class_name);
-  app.add_option("--wait", options.wait_seconds)
-      ->check(CLI::Range(0.1, 86400.0))
-      ->excludes(window)
-      ->excludes(monitor);
+  AddTargetOptions(app, options);
+  ForSearchOnly(app, app.add_option("--wait", options.wait_seconds))
+      ->check(CLI::Range(0.1, 86400.0));
 }
 
 // "640x480"
@@ -194,8 +184,7 @@ std::string InvalidFile(const Options& options) {
 // Values that the parser accepts but that make no sense: an empty --title matches every window, and
 // NaN is in every range.
 std::string InvalidValue(const Options& options) {
-  if (options.title == "") return "--title needs some text";
-  if (options.class_name == "") return "--class needs a name";
+  if (const std::string invalid = InvalidTarget(options); !invalid.empty()) return invalid;
   if (options.out == "") return "--out needs a folder";
   if (std::isnan(options.fps)) return "--fps needs a number";
   if (std::isnan(options.seconds)) return "--seconds needs a number";
@@ -204,10 +193,7 @@ std::string InvalidValue(const Options& options) {
 }
 
 std::string InvalidCombination(const Options& options, const CLI::App& app) {
-  const bool has_target = options.title || options.class_name || options.window || options.monitor;
-  if (!options.list && !has_target) {
-    return "no target: use --title, --class, --window or --monitor; --list shows them";
-  }
+  if (!options.list && !HasTarget(options)) return kNoTarget;
   const auto is_given = [&](const char* name) { return app.count(name) > 0; };
   if (options.screenshot) {
     std::vector<const char*> others = {"--out", "--report", "--watch", "--frames", "--all"};
@@ -246,10 +232,6 @@ double DefaultSeconds(const Options& options) {
   return kSeconds + static_cast<double>(options.frames) / options.fps;
 }
 
-ParseResult Failure(const std::string& text) {
-  return {std::nullopt, text + " (quill-grab --help lists the options)", true};
-}
-
 }  // namespace
 
 bool Options::UsesStandardOutput() const {
@@ -265,27 +247,16 @@ Switches SwitchesOf(const Options& options) {
 ParseResult ParseOptions(std::vector<std::string> arguments) {
   Options options;
   CLI::App app;
-  app.set_help_flag("--help");
-  app.set_version_flag("--version", std::string("quill-grab ") + Version());
-  AddTargetOptions(app, options);
+  AddTargets(app, options);
   AddOutputOptions(app, options);
   AddRunOptions(app, options);
   AddSwitches(app, options);
-  try {
-    std::reverse(arguments.begin(), arguments.end());
-    app.parse(std::move(arguments));
-  } catch (const CLI::CallForHelp&) {
-    return {std::nullopt, Help(), false};
-  } catch (const CLI::CallForVersion& version) {
-    return {std::nullopt, version.what(), false};
-  } catch (const CLI::ExtrasError&) {
-    return Failure("unknown: " + CLI::detail::join(app.remaining(), " "));
-  } catch (const CLI::ParseError& error) {
-    return Failure(error.what());
+  if (const std::optional<ParseStop> stop = Parse(app, std::move(arguments), kProgram, Help())) {
+    return {std::nullopt, stop->text, stop->is_error};
   }
   if (!HasOutput(options) && !options.out) options.out = "quill-grab-frames";
   for (const std::string& invalid : {InvalidValue(options), InvalidCombination(options, app)}) {
-    if (!invalid.empty()) return Failure(invalid);
+    if (!invalid.empty()) return {std::nullopt, WithHelp(invalid, kProgram), true};
   }
   options.fps = std::round(options.fps * 1000.0) / 1000.0;
   if (options.seconds == 0.0) options.seconds = DefaultSeconds(options);

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "common/capture_session.h"
+#include "common/parsed.h"
+#include "common/targets.h"
 #include "quill-grab/output/video/stream_format.h"
 
 namespace quill_apps {
@@ -27,13 +29,8 @@ struct StreamRequest {
 };
 
 // The command line. Texts are UTF-8.
-struct Options {
+struct Options : TargetOptions {
   bool list = false;
-  std::optional<std::string> title;
-  std::optional<std::string> class_name;
-  std::optional<uint64_t> window;
-  std::optional<unsigned> monitor;
-  double wait_seconds = 0.0;
 
   std::optional<std::string> out;  // filled in by ParseOptions when there is no other output
   std::optional<std::string> screenshot;
@@ -62,12 +59,7 @@ struct Options {
 
 Switches SwitchesOf(const Options& options);
 
-// The options, or what to print instead of running: the help or the version, or an error.
-struct ParseResult {
-  std::optional<Options> options;
-  std::string text;
-  bool is_error = false;
-};
+using ParseResult = Parsed<Options>;
 
 // arguments: without the program's name.
 ParseResult ParseOptions(std::vector<std::string> arguments);

@@ -3,8 +3,6 @@
 
 #include "quill-grab/output/scaler.h"
 
-#include <algorithm>
-
 #include "common/error.h"
 #include "common/png_encoder.h"
 
@@ -14,21 +12,7 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-// length * part / whole, rounded, and at least 1.
-uint32_t Scaled(uint32_t length, uint32_t part, uint32_t whole) {
-  return static_cast<uint32_t>(
-      std::max<uint64_t>((uint64_t{length} * part + whole / 2) / whole, 1));
-}
-
 }  // namespace
-
-FrameSize ShrunkToFit(const FrameSize& picture, const FrameSize& bounds) {
-  if (picture.width <= bounds.width && picture.height <= bounds.height) return picture;
-  const bool is_wider =
-      uint64_t{picture.width} * bounds.height >= uint64_t{picture.height} * bounds.width;
-  return is_wider ? FrameSize{bounds.width, Scaled(picture.height, bounds.width, picture.width)}
-                  : FrameSize{Scaled(picture.width, bounds.height, picture.height), bounds.height};
-}
 
 Scaler::Scaler(const char* remedy) : remedy_(remedy), factory_(MakeImagingFactory()) {}
 

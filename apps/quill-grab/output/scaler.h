@@ -15,10 +15,6 @@
 
 namespace quill_apps {
 
-// The picture's own size where it fits into bounds, else that size shrunk until it fits, with its
-// aspect ratio kept.
-FrameSize ShrunkToFit(const FrameSize& picture, const FrameSize& bounds);
-
 // Shrinks pictures. The thread must have initialised COM.
 class Scaler {
  public:

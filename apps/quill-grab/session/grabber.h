@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "common/capture_session.h"
+#include "common/clock.h"
 #include "quill-grab/console/options.h"
 #include "quill-grab/console/progress.h"
 #include "quill-grab/output/output.h"
-#include "quill-grab/session/clock.h"
 #include "quill-grab/session/run_end.h"
 #include "quill-grab/session/schedule.h"
 #include "quill-grab/session/summary.h"

@@ -149,7 +149,7 @@ TEST_F(ProgramTest, OutputsMayHaveLongPaths) {
 }
 
 TEST_F(ProgramTest, MissingTargetErrorNamesTheList) {
-  ExpectError(Grab(L"--monitor 77" + OutOption()), 2, "quill-grab --list");
+  ExpectError(Grab(L"--monitor 77" + OutOption()), 2, "--list");
   EXPECT_FALSE(std::filesystem::exists(out_));
 }
 

@@ -1,7 +1,7 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/target/targets.h"
+#include "common/targets.h"
 
 #include <memory>
 
@@ -16,8 +16,8 @@ WindowInfo Window(uintptr_t handle, const char* title, const char* class_name) {
   return {reinterpret_cast<HWND>(handle), title, class_name, 640, 480, false, handle == 1};
 }
 
-Options Titled(const char* title) {
-  Options options;
+TargetOptions Titled(const char* title) {
+  TargetOptions options;
   options.title = title;
   return options;
 }
@@ -41,7 +41,7 @@ TEST(MatchWindowsTest, WindowsAreChosenByTitleAndClassIgnoringCase) {
       {"mine", "Notepad", {4}},
   };
   for (const auto& [title, class_name, expected] : cases) {
-    Options options;
+    TargetOptions options;
     if (title != nullptr) options.title = title;
     if (class_name != nullptr) options.class_name = class_name;
     std::vector<uintptr_t> found;
@@ -57,7 +57,7 @@ PatternWindow WindowTitled(const wchar_t* title) {
 }
 
 TEST(ListWindowsTest, VisibleWindowIsListedWithTitleClassAndSize) {
-  const Options options = Titled("quill-grab list \u00df");
+  const TargetOptions options = Titled("quill-grab list \u00df");
   PatternWindow window = WindowTitled(L"quill-grab list \u00df");
   const std::vector<WindowInfo> found = MatchWindows(ListWindows(), options);
   ASSERT_EQ(found.size(), 1u);
@@ -72,7 +72,7 @@ TEST(ListWindowsTest, VisibleWindowIsListedWithTitleClassAndSize) {
 
 TEST(ListWindowsTest, ControlCharactersOfATitleBecomeSpaces) {
   const PatternWindow window = WindowTitled(L"quill-grab\r\nbreak \x1b[31m \x7f \x9b end \u00df");
-  Options options;
+  TargetOptions options;
   options.window = reinterpret_cast<uintptr_t>(window.handle());
   const std::string description = FindTarget(options).description;
   EXPECT_TRUE(description.ends_with("\"quill-grab  break  [31m     end \u00df\"")) << description;
@@ -92,7 +92,7 @@ TEST(ListMonitorsTest, PrimaryMonitorIsFirst) {
   EXPECT_TRUE(monitors[0].primary);
   EXPECT_EQ(monitors[0].area.right - monitors[0].area.left, GetSystemMetrics(SM_CXSCREEN));
   EXPECT_EQ(monitors[0].area.bottom - monitors[0].area.top, GetSystemMetrics(SM_CYSCREEN));
-  Options options;
+  TargetOptions options;
   options.monitor = 0;
   EXPECT_EQ(FindTarget(options).monitor, monitors[0].handle);
 }
@@ -109,14 +109,14 @@ TEST(FindTargetTest, TopmostOfSeveralWindowsIsTakenWithANotice) {
 }
 
 TEST(FindTargetTest, ErrorOfAMissingTargetNamesTheList) {
-  Options by_handle;
+  TargetOptions by_handle;
   by_handle.window = 0x7ffffff1;
-  Options by_monitor;
+  TargetOptions by_monitor;
   by_monitor.monitor = 99;
-  for (const Options& options : {Titled("no window has this title"), by_handle, by_monitor}) {
+  for (const TargetOptions& options : {Titled("no window has this title"), by_handle, by_monitor}) {
     const ToolError error = ErrorOf([&] { FindTarget(options); });
     EXPECT_EQ(error.code(), ExitCode::kTargetNotFound);
-    EXPECT_TRUE(Contains(error.what(), "quill-grab --list"));
+    EXPECT_TRUE(Contains(error.what(), "--list"));
   }
 }
 
@@ -138,7 +138,7 @@ TEST(WaitForTargetTest, WindowThatAppearsDuringTheWaitIsFound) {
   clock.on_sleep = [&](int sleeps) {
     if (sleeps == 3) window = std::make_unique<PatternWindow>(MakePattern(50, 40));
   };
-  Options options;
+  TargetOptions options;
   options.class_name = "QuillPatternWindow";
   options.wait_seconds = 20.0;
   const Target target = WaitForTarget(options, clock, false);
@@ -148,7 +148,7 @@ TEST(WaitForTargetTest, WindowThatAppearsDuringTheWaitIsFound) {
 }
 
 TEST(WaitForTargetTest, WaitEndsWithTheTimeOrAnInterruption) {
-  Options options = Titled("no window has this title");
+  TargetOptions options = Titled("no window has this title");
   options.wait_seconds = 0.3;
   SleepClock clock;
   ToolError error = ErrorOf([&] { WaitForTarget(options, clock, false); });

@@ -9,6 +9,7 @@
 
 #include "apps/quill-grab/grab_error.h"
 #include "apps/quill-grab/grab_test.h"
+#include "common/fit.h"
 #include "quill-grab/output/video/canvas.h"
 #include "quill-grab/output/video/stream_format.h"
 #include "quill-grab/output/video/video_stream.h"

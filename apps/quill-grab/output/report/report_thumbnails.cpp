@@ -7,6 +7,8 @@
 #include <cmath>
 #include <limits>
 
+#include "common/fit.h"
+
 namespace quill_apps {
 
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "common/pixels.h"
-#include "diff/diff_rects.h"
+#include "common/tile_comparison.h"
 
 namespace quill_apps {
 
@@ -21,8 +21,7 @@ struct HeatMap {
   std::vector<uint32_t> changes;  // row by row; at most compared
 };
 
-// Compares each frame with the one before it, tile by tile. Alpha does not count, as in the
-// library's own comparison. A frame of another size than the one before is compared with nothing.
+// Counts what TileComparison finds.
 class TileHeat {
  public:
   // When there are more sizes, as while a window is being resized, the map with the fewest frames
@@ -37,10 +36,8 @@ class TileHeat {
 
  private:
   HeatMap& MapOf(const FrameSize& size);
-  void Compare(const PixelView& frame, HeatMap& map);
 
-  FrameSize previous_size_{};
-  std::vector<uint8_t> previous_;
+  TileComparison comparison_;
   std::vector<HeatMap> maps_;  // in the order of appearance
   uint64_t discarded_maps_ = 0;
 };

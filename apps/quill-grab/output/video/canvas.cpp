@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "common/fit.h"
+
 namespace quill_apps {
 
 namespace {

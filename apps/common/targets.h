@@ -6,14 +6,26 @@
 #include <windows.h>
 
 #include <atomic>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "common/clock.h"
 #include "common/monitors.h"
-#include "quill-grab/console/options.h"
-#include "quill-grab/session/clock.h"
 
 namespace quill_apps {
+
+// What the command line says of the target. Texts are UTF-8.
+struct TargetOptions {
+  std::optional<std::string> title;
+  std::optional<std::string> class_name;
+  std::optional<uint64_t> window;
+  std::optional<unsigned> monitor;
+  double wait_seconds = 0.0;
+
+  bool IsSearch() const { return title || class_name; }
+};
 
 struct WindowInfo {
   HWND handle;
@@ -31,6 +43,7 @@ struct WindowInfo {
 struct Target {
   HWND window = nullptr;
   HMONITOR monitor = nullptr;
+  std::string name;  // a window's title or "monitor 0"
   std::string description;
   std::string notice;  // something the user should know about the choice, or empty
 };
@@ -45,13 +58,16 @@ std::string FormatLists(const std::vector<WindowInfo>& windows,
 // The windows that options.title and options.class_name select, ignoring case, in the order of the
 // list; never the terminal that the program runs in.
 std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
-                                     const Options& options);
+                                     const TargetOptions& options);
+
+Target TargetOf(const WindowInfo& window);
 
 // Finds the target that the options select. Throws ToolError.
-Target FindTarget(const Options& options);
+Target FindTarget(const TargetOptions& options);
 
 // First waits until the window appears, for at most options.wait_seconds or until interrupted is
 // true. Throws ToolError.
-Target WaitForTarget(const Options& options, Clock& clock, const std::atomic<bool>& interrupted);
+Target WaitForTarget(const TargetOptions& options, Clock& clock,
+                     const std::atomic<bool>& interrupted);
 
 }  // namespace quill_apps

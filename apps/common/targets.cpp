@@ -1,12 +1,11 @@
 // Copyright (c) 2026 the libquill-wgc authors
 // SPDX-License-Identifier: MIT
 
-#include "quill-grab/target/targets.h"
+#include "common/targets.h"
 
 #include <dwmapi.h>
 
 #include <algorithm>
-#include <optional>
 
 #include "common/error.h"
 #include "common/text.h"
@@ -102,18 +101,11 @@ std::string DescribeWindow(const WindowInfo& window) {
                 window.class_name.c_str(), window.title.c_str());
 }
 
-Target TargetOf(const WindowInfo& window) {
-  Target target;
-  target.window = window.handle;
-  target.description = DescribeWindow(window);
-  return target;
-}
-
 Target FindByHandle(uint64_t number) {
   const HWND window = reinterpret_cast<HWND>(static_cast<uintptr_t>(number));
   if (!IsWindow(window)) {
     throw ToolError(ExitCode::kTargetNotFound,
-                    Format("there is no window 0x%llx: run quill-grab --list for the handles",
+                    Format("there is no window 0x%llx: --list shows the handles",
                            static_cast<unsigned long long>(number)));
   }
   return TargetOf(Describe(window));
@@ -123,15 +115,16 @@ Target FindMonitor(unsigned index) {
   const std::vector<MonitorInfo> monitors = ListMonitors();
   if (index >= monitors.size()) {
     throw ToolError(ExitCode::kTargetNotFound,
-                    Format("there is no monitor %u: run quill-grab --list for the numbers", index));
+                    Format("there is no monitor %u: --list shows the numbers", index));
   }
   Target target;
   target.monitor = monitors[index].handle;
+  target.name = Format("monitor %u", index);
   target.description = DescribeMonitor(index, monitors[index]);
   return target;
 }
 
-std::string DescribeSearch(const Options& options) {
+std::string DescribeSearch(const TargetOptions& options) {
   std::string text;
   if (options.title) text += " with \"" + *options.title + "\" in its title";
   if (options.class_name) {
@@ -140,11 +133,11 @@ std::string DescribeSearch(const Options& options) {
   return text;
 }
 
-Target FindBySearch(const Options& options) {
+Target FindBySearch(const TargetOptions& options) {
   const std::vector<WindowInfo> matches = MatchWindows(ListWindows(), options);
   if (matches.empty()) {
     throw ToolError(ExitCode::kTargetNotFound, "there is no window" + DescribeSearch(options) +
-                                                   ": run quill-grab --list to see what is there");
+                                                   ": --list shows what is there");
   }
   Target target = TargetOf(matches.front());
   if (matches.size() > 1) {
@@ -188,7 +181,7 @@ std::string FormatLists(const std::vector<WindowInfo>& windows,
 }
 
 std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
-                                     const Options& options) {
+                                     const TargetOptions& options) {
   std::vector<WindowInfo> matches;
   std::copy_if(
       windows.begin(), windows.end(), std::back_inserter(matches), [&](const WindowInfo& window) {
@@ -199,21 +192,29 @@ std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
   return matches;
 }
 
-Target FindTarget(const Options& options) {
+Target TargetOf(const WindowInfo& window) {
+  Target target;
+  target.window = window.handle;
+  target.name = window.title;
+  target.description = DescribeWindow(window);
+  return target;
+}
+
+Target FindTarget(const TargetOptions& options) {
   if (options.window) return FindByHandle(*options.window);
   if (options.monitor) return FindMonitor(*options.monitor);
   return FindBySearch(options);
 }
 
-Target WaitForTarget(const Options& options, Clock& clock, const std::atomic<bool>& interrupted) {
+Target WaitForTarget(const TargetOptions& options, Clock& clock,
+                     const std::atomic<bool>& interrupted) {
   constexpr double kSliceSeconds = 0.05;
   const double end = clock.Now() + options.wait_seconds;
-  const bool by_search = options.title || options.class_name;
   const auto is_missing = [&] { return MatchWindows(ListWindows(), options).empty(); };
-  while (by_search && !interrupted && clock.Now() < end && is_missing()) {
+  while (options.IsSearch() && !interrupted && clock.Now() < end && is_missing()) {
     clock.Sleep(kSliceSeconds);
   }
-  if (by_search && interrupted && is_missing()) {
+  if (options.IsSearch() && interrupted && is_missing()) {
     throw ToolError(ExitCode::kTargetNotFound,
                     "interrupted before a window" + DescribeSearch(options) + " appeared");
   }
