@@ -22,7 +22,6 @@
 
 namespace {
 
-constexpr char kProfile[] = "cs_5_0";
 constexpr char kEntryPoint[] = "main";
 constexpr UINT kFlags =
     D3DCOMPILE_ENABLE_STRICTNESS | D3DCOMPILE_OPTIMIZATION_LEVEL3 | D3DCOMPILE_WARNINGS_ARE_ERRORS;
@@ -108,12 +107,33 @@ std::string Take(ID3DBlob* blob) {
   return bytes;
 }
 
+// The end of a file's name tells the kind of its program: FrameDiffRectsCS.hlsl is a compute
+// program.
+std::string ProfileOf(const Shader& shader) {
+  const std::string name = shader.file.stem().string();
+  if (name.ends_with("CS")) return "cs_5_0";
+  if (name.ends_with("VS")) return "vs_4_0";
+  if (name.ends_with("PS")) return "ps_4_0";
+  throw std::runtime_error(shader.file.string() + ": its name ends with none of CS, VS and PS");
+}
+
+// The profiles of all, each once, in the order of the shaders.
+std::string ProfilesOf(const std::vector<Shader>& shaders) {
+  std::string profiles;
+  for (const Shader& shader : shaders) {
+    const std::string profile = ProfileOf(shader);
+    if (profiles.find(profile) != std::string::npos) continue;
+    profiles += (profiles.empty() ? "" : ", ") + profile;
+  }
+  return profiles;
+}
+
 std::string Compile(pD3DCompile compile, const Shader& shader) {
   ID3DBlob* code = nullptr;
   ID3DBlob* messages = nullptr;
-  const HRESULT hr =
-      compile(shader.source.data(), shader.source.size(), shader.file.filename().string().c_str(),
-              nullptr, nullptr, kEntryPoint, kProfile, kFlags, 0, &code, &messages);
+  const HRESULT hr = compile(shader.source.data(), shader.source.size(),
+                             shader.file.filename().string().c_str(), nullptr, nullptr, kEntryPoint,
+                             ProfileOf(shader).c_str(), kFlags, 0, &code, &messages);
   std::string bytecode = Take(code);
   const std::string text = Take(messages);
   if (FAILED(hr)) {
@@ -142,7 +162,7 @@ std::string HeaderText(const std::filesystem::path& dll, const std::vector<Shade
       "// Bytecode of the HLSL programs beside this header, written by tools/compile_shaders.\n"
       "//\n"
       "// Compiler: " +
-      dll.filename().string() + " " + FileVersion(dll) + "\n// Profile: " + kProfile +
+      dll.filename().string() + " " + FileVersion(dll) + "\n// Profile: " + ProfilesOf(shaders) +
       "\n// Entry point: " + kEntryPoint + "\n// Flags: " + kFlagsText +
       "\n// SHA-256 of the sources:\n";
   for (const Shader& shader : shaders) {

@@ -1,0 +1,146 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include <windows.h>
+
+#include <atomic>
+#include <exception>
+#include <limits>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "common/clock.h"
+#include "common/console.h"
+#include "common/program.h"
+#include "common/targets.h"
+#include "quill-view/figures.h"
+#include "quill-view/options.h"
+#include "quill-view/view_window.h"
+#include "quill-view/viewer.h"
+
+namespace {
+
+using namespace quill_apps;
+
+std::atomic<bool> interrupted{false};
+std::atomic<HWND> view_window{nullptr};
+
+// Ctrl-C and the like close the view.
+BOOL WINAPI OnConsoleSignal(DWORD) {
+  interrupted = true;
+  if (const HWND window = view_window) PostMessageW(window, WM_CLOSE, 0, 0);
+  return TRUE;
+}
+
+// Makes the window known to OnConsoleSignal while in scope.
+class InterruptibleWindow {
+ public:
+  explicit InterruptibleWindow(ViewWindow& window) {
+    view_window = window.handle();
+    if (interrupted) window.Close();
+  }
+  ~InterruptibleWindow() { view_window = nullptr; }
+  InterruptibleWindow(const InterruptibleWindow&) = delete;
+  InterruptibleWindow& operator=(const InterruptibleWindow&) = delete;
+};
+
+Target ChooseTarget(const ViewOptions& options, Clock& clock, Console& console) {
+  if (!options.wait) return FindTarget(options);
+  TargetOptions search = options;
+  search.wait_seconds = std::numeric_limits<double>::infinity();
+  if (MatchWindows(ListWindows(), search).empty()) console.PrintLine("Waiting for the window");
+  return WaitForTarget(search, clock, interrupted);
+}
+
+// A window's visible area, or the monitor's. Frames will tell exactly.
+FrameSize LikelySize(const Target& target) {
+  constexpr FrameSize kUnknown{640, 360};
+  RECT area{};
+  if (target.window != nullptr) {
+    if (IsIconic(target.window) || !GetWindowRect(target.window, &area)) return kUnknown;
+  } else {
+    MONITORINFO info{};
+    info.cbSize = sizeof info;
+    GetMonitorInfoW(target.monitor, &info);
+    area = info.rcMonitor;
+  }
+  if (IsRectEmpty(&area)) return kUnknown;
+  return {static_cast<uint32_t>(area.right - area.left),
+          static_cast<uint32_t>(area.bottom - area.top)};
+}
+
+// Shows the target on a thread of its own, because a thread starts one session in its life, and
+// handles the window's messages meanwhile. Returns the next target, if there is one.
+std::optional<Target> ShowTarget(const Library& library, const Target& target,
+                                 const ViewOptions& options, ViewWindow& window, Figures& figures) {
+  const HANDLE ended = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  std::optional<Target> next;
+  std::exception_ptr error;
+  std::thread thread([&] {
+    try {
+      next = Viewer(library, target, options, window, figures).Run();
+    } catch (...) {
+      error = std::current_exception();
+    }
+    SetEvent(ended);
+  });
+  window.HandleMessagesUntil(ended);
+  thread.join();
+  CloseHandle(ended);
+  if (error) std::rethrow_exception(error);
+  return next;
+}
+
+ExitCode View(const ViewOptions& options, Console& console) {
+  Clock clock;
+  Target target = ChooseTarget(options, clock, console);
+  const Library library = LoadSupportedLibrary();
+  // Outlives all sessions, whose threads leave COM to it.
+  const ComApartment apartment;
+  const LogRoute route(library, console, options.verbose);
+  if (!target.notice.empty()) console.PrintLine("Notice: " + target.notice);
+
+  ViewWindow window(target.name + " - quill-view", options.tiles, options.on_top);
+  const InterruptibleWindow interruptible(window);
+  window.Fit(LikelySize(target));
+  window.Show();
+  if (options.seconds > 0.0) window.CloseAfter(options.seconds);
+  const double start = clock.Now();
+  Figures figures;
+  for (;;) {
+    console.PrintLine("Viewing " + target.description);
+    std::optional<Target> next = ShowTarget(library, target, options, window, figures);
+    if (!next) break;
+    target = std::move(*next);
+    window.SetTitle(target.name + " - quill-view");
+  }
+  console.PrintLine(figures.Summary(clock.Now() - start));
+  return ExitCode::kOk;
+}
+
+ExitCode Run(std::vector<std::string> arguments, Console& console) {
+  const ViewParseResult parsed = ParseViewOptions(std::move(arguments));
+  if (parsed.is_error) throw ToolError(ExitCode::kUsage, parsed.text);
+  if (!parsed.options) {
+    console.PrintLine(parsed.text);
+    return ExitCode::kOk;
+  }
+  if (parsed.options->list) {
+    console.PrintLine(FormatLists(ListWindows(), ListMonitors()));
+    return ExitCode::kOk;
+  }
+  return View(*parsed.options, console);
+}
+
+}  // namespace
+
+// wmain receives titles in any script intact.
+int wmain(int argc, wchar_t** argv) {
+  SetConsoleCtrlHandler(OnConsoleSignal, TRUE);
+  Console console("quill-view");
+  return static_cast<int>(
+      ReportErrors(console, [&] { return Run(Arguments(argc, argv), console); }));
+}

@@ -1,0 +1,168 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#include "quill-view/screen.h"
+
+#include "common/error.h"
+#include "quill-view/shaders/LayerShaders.h"
+
+namespace quill_apps {
+
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+constexpr ResultCheck kCheck{ExitCode::kCaptureFailed, "the view could not be drawn",
+                             "start it again"};
+constexpr DXGI_FORMAT kFormat = DXGI_FORMAT_B8G8R8A8_UNORM;
+constexpr UINT kBuffers = 2;
+
+// The buffer b0 of LayerVS.
+struct LayerConstants {
+  float left, top, right, bottom;
+};
+static_assert(sizeof(LayerConstants) % 16 == 0);
+
+}  // namespace
+
+Layer::Layer(ID3D11Device* device) : device_(device) {
+  device->GetImmediateContext(&context_);
+}
+
+void Layer::Copy(ID3D11Texture2D* texture) {
+  D3D11_TEXTURE2D_DESC source;
+  texture->GetDesc(&source);
+  EnsureTexture({source.Width, source.Height});
+  context_->CopyResource(texture_.Get(), texture);
+}
+
+void Layer::Upload(const PixelView& view) {
+  EnsureTexture(view.size());
+  context_->UpdateSubresource(texture_.Get(), 0, nullptr, view.pixels,
+                              static_cast<UINT>(view.row_pitch), 0);
+}
+
+void Layer::EnsureTexture(const FrameSize& size) {
+  if (size == size_) return;
+  size_ = {};
+  const CD3D11_TEXTURE2D_DESC description(kFormat, size.width, size.height, 1, 1);
+  kCheck(device_->CreateTexture2D(&description, nullptr, texture_.ReleaseAndGetAddressOf()),
+         "CreateTexture2D");
+  kCheck(device_->CreateShaderResourceView(texture_.Get(), nullptr, view_.ReleaseAndGetAddressOf()),
+         "CreateShaderResourceView");
+  size_ = size;
+}
+
+Screen::Screen(ID3D11Device* device, HWND window) : device_(device) {
+  device->GetImmediateContext(&context_);
+  MakeSwapChain(device, window);
+  MakePipeline(device);
+}
+
+// Until its device has let go of everything, the swap chain would keep the window from another one.
+Screen::~Screen() {
+  context_->ClearState();
+  swap_chain_.Reset();
+  context_->Flush();
+}
+
+void Screen::MakeSwapChain(ID3D11Device* device, HWND window) {
+  ComPtr<IDXGIDevice1> dxgi_device;
+  kCheck(device->QueryInterface(IID_PPV_ARGS(&dxgi_device)), "QueryInterface");
+  // A picture that waits behind others would be late by as many refreshes.
+  dxgi_device->SetMaximumFrameLatency(1);
+  ComPtr<IDXGIAdapter> adapter;
+  kCheck(dxgi_device->GetAdapter(&adapter), "GetAdapter");
+  ComPtr<IDXGIFactory2> factory;
+  kCheck(adapter->GetParent(IID_PPV_ARGS(&factory)), "GetParent");
+
+  DXGI_SWAP_CHAIN_DESC1 description{};
+  client_ = {1, 1};
+  description.Width = client_.width;
+  description.Height = client_.height;
+  description.Format = kFormat;
+  description.SampleDesc.Count = 1;
+  description.BufferUsage = DXGI_USAGE_RENDER_TARGET_OUTPUT;
+  description.BufferCount = kBuffers;
+  description.Scaling = DXGI_SCALING_NONE;
+  description.SwapEffect = DXGI_SWAP_EFFECT_FLIP_DISCARD;
+  kCheck(
+      factory->CreateSwapChainForHwnd(device, window, &description, nullptr, nullptr, &swap_chain_),
+      "CreateSwapChainForHwnd");
+  // Alt+Enter would change the mode of the display.
+  factory->MakeWindowAssociation(window, DXGI_MWA_NO_ALT_ENTER);
+}
+
+void Screen::MakePipeline(ID3D11Device* device) {
+  kCheck(device->CreateVertexShader(szLayerVS, sizeof szLayerVS, nullptr, &vertex_shader_),
+         "CreateVertexShader");
+  kCheck(device->CreatePixelShader(szLayerPS, sizeof szLayerPS, nullptr, &pixel_shader_),
+         "CreatePixelShader");
+  const CD3D11_BUFFER_DESC constants(sizeof(LayerConstants), D3D11_BIND_CONSTANT_BUFFER);
+  kCheck(device->CreateBuffer(&constants, nullptr, &constants_), "CreateBuffer");
+
+  CD3D11_SAMPLER_DESC sampler(D3D11_DEFAULT);  // linear, clamped
+  kCheck(device->CreateSamplerState(&sampler, &linear_), "CreateSamplerState");
+  sampler.Filter = D3D11_FILTER_MIN_MAG_MIP_POINT;
+  kCheck(device->CreateSamplerState(&sampler, &nearest_), "CreateSamplerState");
+
+  CD3D11_BLEND_DESC blend(D3D11_DEFAULT);
+  blend.RenderTarget[0].BlendEnable = TRUE;
+  blend.RenderTarget[0].DestBlend = D3D11_BLEND_INV_SRC_ALPHA;
+  kCheck(device->CreateBlendState(&blend, &blend_), "CreateBlendState");
+}
+
+// Sets all state, because the library may have used the context since the last time.
+void Screen::Begin(const FrameSize& client) {
+  context_->ClearState();
+  if (client != client_) {
+    kCheck(swap_chain_->ResizeBuffers(kBuffers, client.width, client.height, kFormat, 0),
+           "ResizeBuffers");
+    client_ = client;
+  }
+  ComPtr<ID3D11Texture2D> back_buffer;
+  kCheck(swap_chain_->GetBuffer(0, IID_PPV_ARGS(&back_buffer)), "GetBuffer");
+  ComPtr<ID3D11RenderTargetView> target;
+  kCheck(device_->CreateRenderTargetView(back_buffer.Get(), nullptr, &target),
+         "CreateRenderTargetView");
+  constexpr float kBlack[] = {0.0f, 0.0f, 0.0f, 1.0f};
+  context_->ClearRenderTargetView(target.Get(), kBlack);
+  context_->OMSetRenderTargets(1, target.GetAddressOf(), nullptr);
+  const D3D11_VIEWPORT viewport{
+      0.0f, 0.0f, static_cast<float>(client.width), static_cast<float>(client.height), 0.0f, 1.0f};
+  context_->RSSetViewports(1, &viewport);
+  context_->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_TRIANGLESTRIP);
+  context_->VSSetShader(vertex_shader_.Get(), nullptr, 0);
+  context_->VSSetConstantBuffers(0, 1, constants_.GetAddressOf());
+  context_->PSSetShader(pixel_shader_.Get(), nullptr, 0);
+}
+
+void Screen::Draw(const Layer& layer, const Area& area, Filter filter) {
+  DrawQuad(layer, area, (filter == Filter::kLinear ? linear_ : nearest_).Get(), nullptr);
+}
+
+void Screen::Blend(const Layer& layer, const Area& area) {
+  DrawQuad(layer, area, nearest_.Get(), blend_.Get());
+}
+
+void Screen::DrawQuad(const Layer& layer, const Area& area, ID3D11SamplerState* sampler,
+                      ID3D11BlendState* blend) {
+  const float x = 2.0f / static_cast<float>(client_.width);
+  const float y = -2.0f / static_cast<float>(client_.height);
+  const LayerConstants constants{area.left * x - 1.0f, area.top * y + 1.0f, area.right * x - 1.0f,
+                                 area.bottom * y + 1.0f};
+  context_->UpdateSubresource(constants_.Get(), 0, nullptr, &constants, 0, 0);
+  ID3D11ShaderResourceView* const view = layer.view();
+  context_->PSSetShaderResources(0, 1, &view);
+  context_->PSSetSamplers(0, 1, &sampler);
+  context_->OMSetBlendState(blend, nullptr, D3D11_DEFAULT_SAMPLE_MASK);
+  context_->Draw(4, 0);
+}
+
+void Screen::Present() {
+  // Back buffers that stay bound could not be resized.
+  context_->OMSetRenderTargets(0, nullptr, nullptr);
+  kCheck(swap_chain_->Present(1, 0), "Present");
+}
+
+}  // namespace quill_apps

@@ -1,0 +1,83 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <windows.h>
+
+#include <d3d11.h>
+#include <dxgi1_2.h>
+#include <wrl/client.h>
+
+#include "common/pixels.h"
+#include "quill-view/layout.h"
+
+namespace quill_apps {
+
+// A texture to draw. All of it throws ToolError and belongs on the thread that uses the device's
+// immediate context.
+class Layer {
+ public:
+  explicit Layer(ID3D11Device* device);
+
+  // Copies a BGRA texture of the same device, on the GPU.
+  void Copy(ID3D11Texture2D* texture);
+  void Upload(const PixelView& view);
+
+  // 0 x 0 at first.
+  const FrameSize& size() const { return size_; }
+  ID3D11ShaderResourceView* view() const { return view_.Get(); }
+
+ private:
+  void EnsureTexture(const FrameSize& size);
+
+  Microsoft::WRL::ComPtr<ID3D11Device> device_;
+  Microsoft::WRL::ComPtr<ID3D11DeviceContext> context_;
+  Microsoft::WRL::ComPtr<ID3D11Texture2D> texture_;
+  Microsoft::WRL::ComPtr<ID3D11ShaderResourceView> view_;
+  FrameSize size_{};
+};
+
+enum class Filter {
+  kNearest,  // exact where a pixel of the layer covers a whole number of pixels
+  kLinear,
+};
+
+// Draws layers into a window's client area, through a swap chain of the flip model. A window has
+// one of them at a time. As for Layer.
+class Screen {
+ public:
+  Screen(ID3D11Device* device, HWND window);
+  // Leaves the window to the next one.
+  ~Screen();
+  Screen(const Screen&) = delete;
+  Screen& operator=(const Screen&) = delete;
+
+  // Begins a picture, all black, of a client area of that size, which is not empty.
+  void Begin(const FrameSize& client);
+  // Covers what is there.
+  void Draw(const Layer& layer, const Area& area, Filter filter);
+  // Mixes the layer with what is there by the layer's alpha, by which its colours are multiplied.
+  void Blend(const Layer& layer, const Area& area);
+  // Shows the picture. May wait for the display.
+  void Present();
+
+ private:
+  void MakeSwapChain(ID3D11Device* device, HWND window);
+  void MakePipeline(ID3D11Device* device);
+  void DrawQuad(const Layer& layer, const Area& area, ID3D11SamplerState* sampler,
+                ID3D11BlendState* blend);
+
+  FrameSize client_{};  // of the swap chain's buffers
+  Microsoft::WRL::ComPtr<ID3D11Device> device_;
+  Microsoft::WRL::ComPtr<ID3D11DeviceContext> context_;
+  Microsoft::WRL::ComPtr<IDXGISwapChain1> swap_chain_;
+  Microsoft::WRL::ComPtr<ID3D11VertexShader> vertex_shader_;
+  Microsoft::WRL::ComPtr<ID3D11PixelShader> pixel_shader_;
+  Microsoft::WRL::ComPtr<ID3D11Buffer> constants_;
+  Microsoft::WRL::ComPtr<ID3D11SamplerState> nearest_;
+  Microsoft::WRL::ComPtr<ID3D11SamplerState> linear_;
+  Microsoft::WRL::ComPtr<ID3D11BlendState> blend_;
+};
+
+}  // namespace quill_apps
