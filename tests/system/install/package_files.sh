@@ -43,7 +43,7 @@ FILES
   cd "$root"
   from_sources . include/libquill_wgc.h
   from_sources $doc {CHANGELOG,CONTRIBUTING,README,SECURITY,wine/README}.md LICENSE docs/*.md \
-    docs/images/* examples/*.{c,cpp,py} examples/csharp/*
+    docs/images/* $(git ls-files examples ':!*/CMakeLists.txt')
 }
 
 wanted=$(expected | sed 's|^\./||' | LC_ALL=C sort)
