@@ -16,6 +16,7 @@ import unittest
 LIBRARY, EXAMPLES, SCRATCH = map(pathlib.Path, sys.argv[1:])
 SOURCES = EXAMPLES / "csharp"
 FOLDER = SCRATCH / "csharp"
+BROKEN = FOLDER / "broken"  # Capture.exe without its library
 DLL = "libquill-wgc.dll"
 WIDTH, HEIGHT = 97, 65  # of what fake_find_window finds
 
@@ -25,29 +26,29 @@ def compile_program(name, *sources):
                     f"-out:{FOLDER / name}.exe", SOURCES / "QuillWgc.cs", *sources], check=True)
 
 
-def start(name, *arguments):
+def start(name, *arguments, folder=FOLDER):
     # -k: a program that has crashed may hang in Mono's report of it.
-    return subprocess.Popen(["timeout", "-k", "1", "60", "mono", FOLDER / f"{name}.exe", *arguments],
+    return subprocess.Popen(["timeout", "-k", "1", "60", "mono", folder / f"{name}.exe", *arguments],
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, cwd=SCRATCH)
 
 
 def setUpModule():
+    global waiting
     shutil.rmtree(FOLDER, ignore_errors=True)
     FOLDER.mkdir()
     compile_program("Capture", SOURCES / "Capture.cs")
-    compile_program("SessionTest", pathlib.Path(__file__).with_name("SessionTest.cs"))
     (FOLDER / "Capture.exe.config").write_text(f"""<configuration>
       <dllmap dll="user32.dll">
         <dllentry name="FindWindowW" dll="{LIBRARY}" target="fake_find_window"/>
       </dllmap>
     </configuration>""")
+    shutil.copytree(FOLDER, BROKEN)
+    (FOLDER / DLL).symlink_to(LIBRARY)
+    waiting = start("Capture", "Minimised", "frame.bmp")
+    compile_program("SessionTest", pathlib.Path(__file__).with_name("SessionTest.cs"))
 
 
 class CSharp(unittest.TestCase):
-    def setUp(self):
-        (FOLDER / DLL).symlink_to(LIBRARY)
-        self.addCleanup((FOLDER / DLL).unlink)
-
     def assert_says(self, program, *parts):
         out, err = program.communicate()
         self.assertEqual((program.returncode, out), (1, ""))
@@ -57,6 +58,9 @@ class CSharp(unittest.TestCase):
 
     def assert_fails(self, arguments, message):
         self.assert_says(start("Capture", *arguments), f": {message}\n")
+
+    def assert_lacks(self, name):
+        self.assert_says(start("Capture", "Pattern", "frame.bmp", folder=BROKEN), name)
 
     def test_binding(self):
         program = start("SessionTest")
@@ -82,7 +86,6 @@ class CSharp(unittest.TestCase):
                          header + bytes(i % 251 for i in range(WIDTH * HEIGHT * 4)))
 
     def test_program_says_what_is_wrong(self):
-        waiting = start("Capture", "Minimised", "frame.bmp")
         self.assert_fails([], "usage: capture TITLE FILE.bmp")
         self.assert_fails(["no such title", "frame.bmp"], "no window has that title")
         self.assert_fails(["Closing", "frame.bmp"], "the window was closed")
@@ -90,16 +93,17 @@ class CSharp(unittest.TestCase):
                           "capture could not start: Failed to create d3d11 device,hr:80004005")
         nowhere = str(FOLDER / "no such folder" / "frame.bmp")
         self.assert_says(start("Capture", "Pattern", nowhere), nowhere)
-        self.assert_says(waiting, ": no frame in 5 seconds: is the window minimised?\n")
 
-    def test_library_that_is_missing_or_lacks_an_export_is_named(self):
-        (FOLDER / DLL).unlink()
-        self.assert_says(start("Capture", "Pattern", "frame.bmp"), DLL)
-        (FOLDER / DLL).write_bytes(b"not a library")
-        self.assert_says(start("Capture", "Pattern", "frame.bmp"), DLL)
-        (FOLDER / DLL).unlink()
-        subprocess.run(["cc", "-shared", "-o", FOLDER / DLL, "-x", "c", "/dev/null"], check=True)
-        self.assert_says(start("Capture", "Pattern", "frame.bmp"), "wgc_register_logger")
+    def test_program_names_a_library_that_is_missing_or_lacks_a_function(self):
+        self.assert_lacks(DLL)
+        (BROKEN / DLL).write_bytes(b"not a library")
+        self.assert_lacks(DLL)
+        (BROKEN / DLL).unlink()
+        subprocess.run(["cc", "-shared", "-o", BROKEN / DLL, "-x", "c", "/dev/null"], check=True)
+        self.assert_lacks("wgc_register_logger")
+
+    def test_program_waits_for_a_frame(self):
+        self.assert_says(waiting, ": no frame in 5 seconds: is the window minimised?\n")
 
 
 if __name__ == "__main__":
