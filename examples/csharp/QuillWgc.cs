@@ -41,8 +41,8 @@ public static class Native {
 
 public class CaptureException : Exception { public CaptureException(string what) : base(what) {} }
 
-// Captures a window or monitor until it is disposed of. All calls belong on one thread, so an `await`
-// must not come between them; the next session belongs on a new thread.
+// Captures a window or monitor until it is disposed of. All calls belong on one thread, without an
+// `await` between them, and the next session belongs on a new thread.
 public sealed class Session : SafeHandleZeroOrMinusOneIsInvalid {
   // The library has only its address, which does not keep the collector from freeing it.
   static readonly LogCallback KeepLine = Keep;
@@ -83,7 +83,7 @@ public sealed class Session : SafeHandleZeroOrMinusOneIsInvalid {
     if (disposing) Own();
     base.Dispose(disposing);
   }
-  // The collector's thread must not end the session: one that is forgotten stays.
+  // Finalizers run on another thread, where the session must not end: then it stays.
   protected override bool ReleaseHandle() {
     if (Thread.CurrentThread == thread) Native.wgc_session_destroy(handle);
     return Thread.CurrentThread == thread;
