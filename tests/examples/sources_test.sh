@@ -20,6 +20,6 @@ clang --target=x86_64-w64-mingw32 -std=c11 -fsyntax-only -Wall -Wextra -Wpedanti
 /usr/bin/python3 -m mypy --strict --platform win32 --python-version 3.8 --cache-dir /dev/null \
   --no-error-summary examples/quill_wgc.py
 
-/usr/bin/rustfmt --edition 2021 --check examples/rust/*.rs
-unformatted=$(/usr/bin/gofmt -l examples/go)
+/usr/bin/rustfmt --edition 2021 --check examples/rust/*.rs tests/examples/rust/*.rs
+unformatted=$(/usr/bin/gofmt -l examples/go tests/examples/go)
 [ -z "$unformatted" ] || { echo "gofmt would change $unformatted" >&2; exit 1; }

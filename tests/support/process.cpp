@@ -67,9 +67,9 @@ struct SystemHandle {
   ULONG access;
 };
 
-int CountHandles() {
+int CountHandlesOf(HANDLE process) {
   DWORD count = 0;
-  EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &count));
+  EXPECT_TRUE(GetProcessHandleCount(process, &count));
   if (count != 0) return static_cast<int>(count);
   // Wine always says 0.
   constexpr auto kHandles = static_cast<SYSTEM_INFORMATION_CLASS>(16);
@@ -77,9 +77,10 @@ int CountHandles() {
   EXPECT_EQ(
       NtQuerySystemInformation(kHandles, list.data(), static_cast<ULONG>(list.size()), nullptr), 0);
   const auto* const handles = reinterpret_cast<const SystemHandle*>(&list[sizeof(void*)]);
-  return static_cast<int>(std::count_if(
-      handles, handles + *reinterpret_cast<const ULONG*>(list.data()),
-      [](const SystemHandle& handle) { return handle.owner == GetCurrentProcessId(); }));
+  const DWORD owner = GetProcessId(process);
+  return static_cast<int>(
+      std::count_if(handles, handles + *reinterpret_cast<const ULONG*>(list.data()),
+                    [owner](const SystemHandle& handle) { return handle.owner == owner; }));
 }
 
 int CountThreads() {
@@ -112,6 +113,7 @@ Process::Process(const std::filesystem::path& program, const std::wstring& argum
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = streams.in;
   startup.hStdOutput = streams.out != nullptr ? streams.out : out;
   startup.hStdError = streams.err != nullptr ? streams.err : err;
   std::wstring command = L"\"" + program.wstring() + L"\" " + arguments;
@@ -131,6 +133,10 @@ Process::~Process() {
 
 bool Process::IsRunningAfter(DWORD milliseconds) const {
   return WaitForSingleObject(process_.hProcess, milliseconds) == WAIT_TIMEOUT;
+}
+
+int Process::CountHandles() const {
+  return CountHandlesOf(process_.hProcess);
 }
 
 testing::AssertionResult Process::Prints(const std::string& text) const {
@@ -180,5 +186,5 @@ ProcessResult Process::Wait() {
 }
 
 ProcessFigures MeasureProcess() {
-  return {CountHandles(), CountThreads(), PrivateBytes()};
+  return {CountHandlesOf(GetCurrentProcess()), CountThreads(), PrivateBytes()};
 }

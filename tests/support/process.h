@@ -19,10 +19,11 @@ struct ProcessResult {
   std::string err;    // standard error as text, without carriage returns
 };
 
-// Inheritable handles for output streams that do not go into files.
+// Inheritable handles for output streams that do not go into files, and for what the program reads.
 struct ProcessStreams {
   HANDLE out = nullptr;
   HANDLE err = nullptr;
+  HANDLE in = nullptr;
 };
 
 // A running program whose output streams go into temporary files.
@@ -38,6 +39,8 @@ class Process {
   Process& operator=(const Process&) = delete;
 
   DWORD id() const { return process_.dwProcessId; }
+
+  int CountHandles() const;
 
   bool IsRunningAfter(DWORD milliseconds) const;
 
