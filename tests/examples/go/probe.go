@@ -110,7 +110,7 @@ func main() {
 	}
 	go dead()
 	fmt.Println("dead window:", <-errors)
-	for session := 1; session <= 18; session++ {
+	for session := 1; session <= 13; session++ {
 		go dead()
 		<-errors
 		if session == 3 {
