@@ -8,6 +8,7 @@ for file in examples/{minimal.c,texture.cpp,two_windows.cpp,quill_wgc.py}; do
   lines=$(wc -l <"$file")
   [ "$lines" -lt 120 ] || { echo "$file has $lines lines: 119 at most" >&2; exit 1; }
 done
+# Binding and host together.
 for language in csharp go javascript rust; do
   lines=$(find "examples/$language" -name '*.cs' -o -name '*.go' -o -name '*.js' -o -name '*.rs' |
     xargs cat | wc -l)
