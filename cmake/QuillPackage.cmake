@@ -2,7 +2,7 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS quill-wgc RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
-foreach(program quill-grab quill-check)
+foreach(program quill-grab quill-check quill-view)
   if(TARGET ${program})
     install(TARGETS ${program} RUNTIME DESTINATION bin)
   endif()

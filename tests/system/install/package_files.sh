@@ -26,6 +26,7 @@ expected() {
 bin/libquill-wgc.dll
 bin/quill-check.exe
 bin/quill-grab.exe
+bin/quill-view.exe
 lib/cmake/quill-wgc/quill-wgc-config-version.cmake
 lib/cmake/quill-wgc/quill-wgc-config.cmake
 lib/libquill-wgc.dll.a

@@ -1,0 +1,426 @@
+// Copyright (c) 2026 the libquill-wgc authors
+// SPDX-License-Identifier: MIT
+
+// quill-view.exe as its users see it: what is on the screen.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "common/capture_session.h"
+#include "common/program.h"
+#include "common/tile_comparison.h"
+#include "quill-view/tiles.h"
+#include "support/desktop.h"
+#include "support/own_thread.h"
+#include "support/pattern_window.h"
+#include "support/process.h"
+#include "support/reference_diff.h"
+#include "support/shown_picture.h"
+
+namespace quill_apps {
+namespace {
+
+// Where the view never covers them.
+constexpr POINT kTargetPlace{900, 80};
+
+// Until the condition is true; false when it is not within 20 seconds.
+bool WaitUntil(const std::function<bool()>& condition) {
+  for (int i = 0; i < 1000; ++i) {
+    if (condition()) return true;
+    Sleep(20);
+  }
+  return false;
+}
+
+Picture ReadScreen(const RECT& area) {
+  Picture picture(area.right - area.left, area.bottom - area.top);
+  const HDC screen = GetDC(nullptr);
+  const HDC memory = CreateCompatibleDC(screen);
+  const BITMAPINFO info = InfoOf(picture);
+  void* pixels = nullptr;
+  const HBITMAP bitmap = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &pixels, nullptr, 0);
+  const HGDIOBJ previous = SelectObject(memory, bitmap);
+  BitBlt(memory, 0, 0, picture.width, picture.height, screen, area.left, area.top, SRCCOPY);
+  GdiFlush();
+  picture = Picture(picture.width, picture.height, pixels, size_t{picture.width} * 4);
+  SelectObject(memory, previous);
+  DeleteObject(bitmap);
+  DeleteDC(memory);
+  ReleaseDC(nullptr, screen);
+  return picture;
+}
+
+// A pattern window, "Quill pattern".
+class Target : public PatternWindow {
+ public:
+  explicit Target(Picture picture)
+      : PatternWindow(std::move(picture), {.position = kTargetPlace}) {}
+};
+
+// A running quill-view.
+class View {
+ public:
+  // before_window: what has to happen before the view opens its window.
+  explicit View(
+      const std::wstring& arguments = L"--title \"Quill pattern\"",
+      const std::function<void(const Process&)>& before_window = [](const Process&) {})
+      : process_("quill-view.exe", arguments) {
+    before_window(process_);
+    window_ = process_.AwaitWindow();
+    EXPECT_NE(window_, nullptr);
+  }
+
+  ~View() { PostMessageW(window_, WM_CLOSE, 0, 0); }
+  View(const View&) = delete;
+  View& operator=(const View&) = delete;
+
+  HWND window() const { return window_; }
+  const Process& process() const { return process_; }
+
+  void Type(wchar_t character) const { PostMessageW(window_, WM_CHAR, character, 1); }
+  void Press(WPARAM key) const { PostMessageW(window_, WM_KEYDOWN, key, 1); }
+
+  SIZE ClientSize() const {
+    RECT client;
+    GetClientRect(window_, &client);
+    return {client.right, client.bottom};
+  }
+
+  void Resize(LONG width, LONG height) const {
+    const SIZE now = ClientSize();
+    RECT frame;
+    GetWindowRect(window_, &frame);
+    SetWindowPos(window_, nullptr, 0, 0, frame.right - frame.left + width - now.cx,
+                 frame.bottom - frame.top + height - now.cy, SWP_NOMOVE | SWP_NOZORDER);
+  }
+
+  // The client area on the screen.
+  Picture Read() const {
+    RECT client;
+    GetClientRect(window_, &client);
+    MapWindowPoints(window_, nullptr, reinterpret_cast<POINT*>(&client), 2);
+    return ReadScreen(client);
+  }
+
+  // Waits until the client area shows this and black around it.
+  testing::AssertionResult ShowsSoon(const Picture& picture, uint32_t left = 0,
+                                     uint32_t top = 0) const {
+    auto result = testing::AssertionFailure();
+    WaitUntil([&] {
+      const Picture seen = Read();
+      result = ShowsAt(seen, left, top, picture);
+      if (!result) return false;
+      for (uint32_t y = 0; y < seen.height; ++y) {
+        for (uint32_t x = 0; x < seen.width; ++x) {
+          const bool is_inside =
+              x - left < picture.width && y - top < picture.height && x >= left && y >= top;
+          if (is_inside || SameColour(seen.At(x, y), 0)) continue;
+          result = testing::AssertionFailure() << "(" << x << ", " << y << ") is not black";
+          return false;
+        }
+      }
+      return true;
+    });
+    return result;
+  }
+
+  bool HasTitleSoon(const std::wstring& title) const {
+    return WaitUntil([&] {
+      wchar_t text[200] = L"";
+      GetWindowTextW(window_, text, 200);
+      return text == title;
+    });
+  }
+
+  ProcessResult Close() {
+    PostMessageW(window_, WM_CLOSE, 0, 0);
+    return Wait();
+  }
+  ProcessResult Wait() { return process_.Wait(); }
+
+ private:
+  Process process_;
+  HWND window_ = nullptr;
+};
+
+TEST(QuillViewTest, ShowsTheWindowsPicturePixelByPixelAndItsChanges) {
+  const Picture first = MakePattern(301, 203);
+  Target target(first);
+  View view;
+  EXPECT_TRUE(view.ShowsSoon(first));
+  EXPECT_TRUE(view.HasTitleSoon(L"Quill pattern - quill-view"));
+  const Picture second = MakePattern(301, 203, 1);
+  target.Show(second);
+  EXPECT_TRUE(view.ShowsSoon(second));
+  const ProcessResult result = view.Close();
+  EXPECT_EQ(result.exit_code, 0u);
+  EXPECT_EQ(result.err, "");
+  EXPECT_NE(result.out.find("Shown: "), std::string::npos) << result.out;
+}
+
+TEST(QuillViewTest, PictureIsLetterboxedWhenViewOrTargetChangesItsSize) {
+  const Picture picture = MakePattern(300, 200);
+  Target target(picture);
+  View view;
+  ASSERT_TRUE(view.ShowsSoon(picture));
+  view.Resize(500, 200);
+  EXPECT_TRUE(view.ShowsSoon(picture, 100, 0));
+  view.Resize(300, 280);
+  EXPECT_TRUE(view.ShowsSoon(picture, 0, 40));
+
+  // Twice as large: a corner's pixel lies alone in the corner, because nothing is beyond it.
+  view.Resize(600, 400);
+  EXPECT_TRUE(WaitUntil([&] {
+    const Picture seen = view.Read();
+    return seen.width == 600 && seen.height == 400 && SameColour(seen.At(0, 0), picture.At(0, 0)) &&
+           SameColour(seen.At(599, 0), picture.At(299, 0)) &&
+           SameColour(seen.At(0, 399), picture.At(0, 199)) &&
+           SameColour(seen.At(599, 399), picture.At(299, 199));
+  }));
+
+  const Picture smaller = MakePattern(150, 180, 2);
+  view.Resize(250, 180);
+  target.Show(smaller);
+  EXPECT_TRUE(view.ShowsSoon(smaller, 50, 0));
+  view.Type(L'1');
+  EXPECT_TRUE(WaitUntil([&] { return view.ClientSize().cx == 150; }));
+  EXPECT_TRUE(view.ShowsSoon(smaller));
+}
+
+TEST(QuillViewTest, KeysShowFiguresAndHelpAndKeepTheViewOnTop) {
+  const Picture picture = MakePattern(301, 203);
+  const Target target(picture);
+  View view;
+  ASSERT_TRUE(view.ShowsSoon(picture));
+  const auto shows_label = [&] {
+    const Picture seen = view.Read();
+    // The label's background is black that lets less than a third through.
+    return (seen.At(1, 1) & 0xFF) <= (picture.At(1, 1) & 0xFF) / 3 + 1 &&
+           !ShowsAt(seen, 0, 0, picture);
+  };
+  view.Press(VK_F1);
+  EXPECT_TRUE(WaitUntil(shows_label));
+  view.Press(VK_F1);
+  EXPECT_TRUE(view.ShowsSoon(picture));
+  view.Type(L'h');
+  EXPECT_TRUE(WaitUntil(shows_label));
+  view.Type(L'h');
+  EXPECT_TRUE(view.ShowsSoon(picture));
+
+  const auto is_on_top = [&] {
+    return (GetWindowLongW(view.window(), GWL_EXSTYLE) & WS_EX_TOPMOST) != 0;
+  };
+  EXPECT_FALSE(is_on_top());
+  view.Type(L't');
+  EXPECT_TRUE(WaitUntil(is_on_top));
+  view.Press(VK_ESCAPE);
+  EXPECT_FALSE(view.process().IsRunningAfter(10000));
+}
+
+TEST(QuillViewTest, TargetThatIsMinimisedRestoredAndClosedIsSaidSo) {
+  const Picture picture = MakePattern(301, 203);
+  Target target(picture);
+  View view;
+  ASSERT_TRUE(view.ShowsSoon(picture));
+  target.Minimize();
+  // A label over the last picture.
+  const auto shows_message = [&] {
+    const Picture seen = view.Read();
+    return seen.width == 301 && !ShowsAt(seen, 0, 0, picture) &&
+           SameColour(seen.At(300, 202), picture.At(300, 202));
+  };
+  EXPECT_TRUE(WaitUntil(shows_message));
+  target.SetState(SW_RESTORE);
+  EXPECT_TRUE(view.ShowsSoon(picture));
+  target.Destroy();
+  EXPECT_TRUE(view.HasTitleSoon(L"Quill pattern was closed - quill-view"));
+  EXPECT_TRUE(WaitUntil(shows_message));
+  EXPECT_TRUE(view.process().IsRunningAfter(300));
+  EXPECT_EQ(view.Close().exit_code, 0u);
+}
+
+TEST(QuillViewTest, WaitsForTheWindowAndForTheNextOneAfterIt) {
+  const Picture first = MakePattern(200, 150);
+  const Picture second = MakePattern(240, 120, 1);
+  std::optional<Target> target;
+  View view(L"--title \"Quill pattern\" --wait --on-top", [&](const Process& process) {
+    EXPECT_TRUE(process.Prints("Waiting for the window"));
+    target.emplace(first);
+  });
+  EXPECT_TRUE(view.ShowsSoon(first));
+  EXPECT_NE(GetWindowLongW(view.window(), GWL_EXSTYLE) & WS_EX_TOPMOST, 0);
+  target.reset();
+  EXPECT_TRUE(view.HasTitleSoon(L"Quill pattern was closed - quill-view"));
+  target.emplace(second);
+  EXPECT_TRUE(view.HasTitleSoon(L"Quill pattern - quill-view"));
+  EXPECT_TRUE(WaitUntil([&] {
+    view.Type(L'1');  // has no effect before the first frame of that size
+    return view.ClientSize().cx == 240;
+  }));
+  EXPECT_TRUE(view.ShowsSoon(second));
+  EXPECT_EQ(view.Close().exit_code, 0u);
+}
+
+TEST(QuillViewTest, MinimisedViewTakesNoProcessorTimeAndThenShowsTheNewestPicture) {
+  Target target(MakePattern(301, 203));
+  View view;
+  ASSERT_TRUE(view.ShowsSoon(MakePattern(301, 203)));
+  DWORD id = 0;
+  GetWindowThreadProcessId(view.window(), &id);
+  const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, id);
+  const auto processor_ms = [&] {
+    FILETIME unused, kernel, user;
+    EXPECT_TRUE(GetProcessTimes(process, &unused, &unused, &kernel, &user));
+    return (kernel.dwLowDateTime + user.dwLowDateTime) / 10000;
+  };
+  ShowWindow(view.window(), SW_SHOWMINNOACTIVE);
+  Sleep(300);
+  const DWORD before = processor_ms();
+  for (uint32_t seed = 1; seed <= 20; ++seed) {
+    target.Show(MakePattern(301, 203, seed));
+    Sleep(40);
+  }
+  EXPECT_LT(processor_ms() - before, 200u);
+  ShowWindow(view.window(), SW_RESTORE);
+  EXPECT_TRUE(view.ShowsSoon(MakePattern(301, 203, 20)));
+  CloseHandle(process);
+  view.Close();
+}
+
+TEST(QuillViewTest, TilesThatChangedAreLitAndTheChartShowsTheirShare) {
+  constexpr uint32_t kColumns = 10;
+  constexpr uint32_t kRows = 8;
+  const Picture before = MakePattern(kColumns * 32, kRows * 32);
+  Target target(before);
+  View view(L"--title \"Quill pattern\" --tiles");
+  // Nothing to compare with: no tile is lit.
+  ASSERT_TRUE(WaitUntil([&] {
+    const Picture seen = view.Read();
+    return seen.height == before.height + 64 && ShowsAt(seen, 0, 0, before);
+  }));
+
+  // 16 of the 80 tiles, one pixel each.
+  Picture after = before;
+  std::vector<bool> is_changed(size_t{kColumns} * kRows, false);
+  for (uint32_t i = 0; i < 16; ++i) {
+    const uint32_t column = i * 5 % (kColumns - 1);
+    const uint32_t row = i % (kRows - 1);
+    after.At(column * 32 + i, row * 32 + 31 - i) ^= 0x808080;
+    is_changed[row * kColumns + column] = true;
+  }
+  ASSERT_EQ(std::count(is_changed.begin(), is_changed.end(), true), 16);
+  target.Show(after);
+
+  const auto mixed_with_tint = [](uint32_t colour, int shift) {
+    const int tint = static_cast<int>(kChangedTile >> shift & 0xFF);
+    const int alpha = static_cast<int>(kChangedTile >> 24);
+    return tint + static_cast<int>(colour >> shift & 0xFF) * (255 - alpha) / 255;
+  };
+  const auto is_lit = [&](uint32_t seen, uint32_t x, uint32_t y) {
+    for (const int shift : {0, 8, 16}) {
+      const int difference =
+          static_cast<int>(seen >> shift & 0xFF) - mixed_with_tint(after.At(x, y), shift);
+      if (std::abs(difference) > 2) return false;
+    }
+    return true;
+  };
+  std::string wrong;
+  WaitUntil([&] {
+    wrong.clear();
+    const Picture seen = view.Read();
+    for (uint32_t y = 0; y < after.height; ++y) {
+      for (uint32_t x = 0; x < after.width; ++x) {
+        const bool expected = is_changed[y / 32 * kColumns + x / 32];
+        const bool is_right =
+            expected ? is_lit(seen.At(x, y), x, y) : SameColour(seen.At(x, y), after.At(x, y));
+        if (is_right) continue;
+        wrong = "(" + std::to_string(x) + ", " + std::to_string(y) + ")";
+        return false;
+      }
+    }
+    return true;
+  });
+  EXPECT_EQ(wrong, "");
+
+  // A fifth of the chart's 64 rows, rounded, and before it the frame that was not compared.
+  const Picture seen = view.Read();
+  for (uint32_t y = 0; y < 64; ++y) {
+    const uint32_t newest = y < 64 - 13 ? StripChart::kBackground : StripChart::kBar;
+    EXPECT_TRUE(SameColour(seen.At(319, after.height + y), newest)) << y;
+    EXPECT_TRUE(SameColour(seen.At(317, after.height + y), StripChart::kNotCompared)) << y;
+    EXPECT_TRUE(SameColour(seen.At(315, after.height + y), StripChart::kBackground)) << y;
+  }
+  EXPECT_EQ(view.Close().exit_code, 0u);
+}
+
+// What quill-view lights, against the library's own measure.
+TEST_ON_OWN_THREAD(QuillViewTilesTest, AreaOfTheLitTilesIsTheUpdateRatio) {
+  const ComApartment apartment;
+  const Library library = LoadSupportedLibrary();
+  constexpr FrameSize kSize{333, 260};  // with partial tiles at both edges
+  Picture picture = MakePattern(kSize.width, kSize.height);
+  Target target(picture);
+  CaptureSession session(library, target.handle(), nullptr, {.detect = true});
+  TileComparison comparison;
+  uint32_t compared = 0;
+  WaitUntil([&] {
+    const std::optional<CapturedFrame> frame = session.Poll();
+    if (!frame || frame->ratio == 0.0f || frame->size != kSize) return false;
+    const std::vector<bool>& changed = comparison.Add(session.Read(*frame).view());
+    const Bitmap tiles = DrawTiles(changed, kSize);
+    const auto lit = std::count(tiles.pixels.begin(), tiles.pixels.end(), kChangedTile);
+    if (frame->ratio < 1.0f) {
+      ++compared;
+      EXPECT_EQ(frame->ratio,
+                reference::Ratio(static_cast<uint32_t>(lit) * 32 * 32, kSize.width, kSize.height));
+      EXPECT_GT(lit, 0);
+    }
+    if (compared == 5) return true;
+    // Next: more tiles than before, and the edges, which do not count.
+    for (uint32_t i = 0; i <= 3 * compared; ++i) {
+      picture.At((i * 77 + compared) % kSize.width, (i * 45) % kSize.height) ^= 0x10101;
+    }
+    picture.At(kSize.width - 1, 3) ^= 0x70707;
+    picture.At(3, kSize.height - 1) ^= 0x70707;
+    target.Show(picture);
+    return false;
+  });
+  EXPECT_EQ(compared, 5u);
+}
+
+TEST(QuillViewTest, ViewThatIsInItsOwnPictureEndsOnTime) {
+  View view(L"--monitor 0 --seconds 2");
+  const ULONGLONG shown = GetTickCount64();
+  const ProcessResult result = view.Wait();
+  EXPECT_LT(GetTickCount64() - shown, 7000u);
+  EXPECT_EQ(result.exit_code, 0u);
+  // Each frame changes the picture that is captured next.
+  const size_t begin = result.out.find("Shown: ");
+  ASSERT_NE(begin, std::string::npos) << result.out;
+  EXPECT_GE(std::atoi(result.out.c_str() + begin + 7), 5) << result.out;
+}
+
+TEST(QuillViewTest, WrongCommandLineAndMissingTargetAreOneLineOnStandardError) {
+  struct {
+    const wchar_t* arguments;
+    DWORD exit_code;
+    const char* part;
+  } const cases[] = {{L"", 1, "no target"},
+                     {L"--title \"no window has this title\"", 2, "there is no window"},
+                     {L"--monitor 99", 2, "there is no monitor 99"}};
+  for (const auto& [arguments, exit_code, part] : cases) {
+    const ProcessResult result = Process("quill-view.exe", arguments).Wait();
+    EXPECT_EQ(result.exit_code, exit_code);
+    EXPECT_TRUE(result.err.starts_with("quill-view: ")) << result.err;
+    EXPECT_NE(result.err.find(part), std::string::npos) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  }
+}
+
+}  // namespace
+}  // namespace quill_apps
