@@ -49,11 +49,12 @@ export class Session {
   #handle;
   #pixels = Buffer.alloc(0);
 
-  constructor(wgc, {window = null, monitor = null}) {
+  constructor(wgc, {window, monitor}) {
     // In a single-threaded apartment the library would end the process.
     if (joinApartment(null, 0) < 0) throw new Error('the thread is a single-threaded apartment');
     this.wgc = wgc;
-    this.#handle = monitor ? wgc.wgc_session_create2(monitor) : wgc.wgc_session_create(window);
+    const {wgc_session_create: ofWindow, wgc_session_create2: ofMonitor} = wgc;
+    this.#handle = monitor === undefined ? ofWindow(window) : ofMonitor(monitor);
     if (this.#handle === null) throw new Error('no session could be created');
     try {
       this.#check('capture could not start', wgc.wgc_session_start);
@@ -86,14 +87,13 @@ export class Session {
   // The latest frame, null before the first. pixels, four bytes each, blue first, is memory of the
   // session that holds the frame until the next frame() or close(): copy what has to live longer.
   frame() {
-    const [frame, width, height, cursor] = [[null], [0], [0], [false]];
-    const {wgc_get_recent_frame: poll} = this.wgc;
-    if (!poll(this.handle, frame, null, width, height, cursor)) return null;
-    const [address, length] = [koffi.address(frame[0]), width[0] * height[0] * 4];
+    const [at, width, height, cursor] = [[null], [0], [0], [false]];
+    if (!this.wgc.wgc_get_recent_frame(this.handle, at, null, width, height, cursor)) return null;
+    const [address, length] = [koffi.address(at[0]), width[0] * height[0] * 4];
     if (process.versions.electron) {  // allows no views of foreign memory
-      this.#pixels = Buffer.from(koffi.decode(frame[0], 'uint8_t', length).buffer);
+      this.#pixels = Buffer.from(koffi.decode(at[0], 'uint8_t', length).buffer);
     } else if (address !== koffi.address(this.#pixels) || length !== this.#pixels.length) {
-      this.#pixels = Buffer.from(koffi.view(frame[0], length));
+      this.#pixels = Buffer.from(koffi.view(at[0], length));
     }
     return {width: width[0], height: height[0], pixels: this.#pixels};
   }

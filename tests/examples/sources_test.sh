@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # sources_test.sh ROOT: each example program is short enough to be read in one go, and what the
-# other tests leave out passes clang, mypy, rustfmt and gofmt.
+# other tests leave out passes clang, mypy, rustfmt, gofmt and Node.js.
 set -euo pipefail
 cd "$1"
 
@@ -24,3 +24,5 @@ clang --target=x86_64-w64-mingw32 -std=c11 -fsyntax-only -Wall -Wextra -Wpedanti
 /usr/bin/rustfmt --edition 2021 --check examples/rust/*.rs tests/examples/rust/*.rs
 unformatted=$(/usr/bin/gofmt -l examples/go tests/examples/go)
 [ -z "$unformatted" ] || { echo "gofmt would change $unformatted" >&2; exit 1; }
+
+for file in examples/javascript/*.js; do node --check "$file"; done
