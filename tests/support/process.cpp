@@ -141,16 +141,16 @@ int Process::CountHandles() const {
 
 testing::AssertionResult Process::Prints(const std::string& text) const {
   const ULONGLONG end = GetTickCount64() + kOutputMs;
-  std::string printed;
-  while ((printed = WithoutCarriageReturns(ReadBytes(out_))).find(text) == std::string::npos) {
-    if (GetTickCount64() > end) {
+  for (bool is_running = true;;) {
+    const std::string printed = WithoutCarriageReturns(ReadBytes(out_));
+    if (printed.find(text) != std::string::npos) return testing::AssertionSuccess();
+    if (!is_running || GetTickCount64() > end) {
       return testing::AssertionFailure() << "\"" << text << "\" is not in:\n"
                                          << printed << "Standard error:\n"
                                          << ReadBytes(err_);
     }
-    Sleep(20);
+    is_running = IsRunningAfter(20);
   }
-  return testing::AssertionSuccess();
 }
 
 HWND Process::AwaitWindow() const {

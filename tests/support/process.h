@@ -44,7 +44,7 @@ class Process {
 
   bool IsRunningAfter(DWORD milliseconds) const;
 
-  // Waits half a minute at most until standard output, as text, holds this.
+  // Waits until standard output, as text, holds this: half a minute at most, not beyond the end.
   testing::AssertionResult Prints(const std::string& text) const;
 
   // Waits for the program's first visible top-level window; null when none appears in time.
