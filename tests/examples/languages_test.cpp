@@ -42,6 +42,7 @@ struct Host {
 };
 
 const std::vector<Host> kHosts = {
+#if QUILL_RUST
     {
         "Rust",
         L"",
@@ -50,6 +51,7 @@ const std::vector<Host> kHosts = {
         "libquill-wgc.dll: REASON (os error 126)",
         "wgc_set_capture_to_texture: REASON (os error 127)",
     },
+#endif
     {
         "Go",
         L"",
