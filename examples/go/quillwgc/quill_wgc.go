@@ -6,6 +6,7 @@ package quillwgc
 
 import (
 	"errors"
+	"fmt"
 	"os"
 	"runtime"
 	"strings"
@@ -15,8 +16,7 @@ import (
 )
 
 var (
-	// Functions has those of the DLL. IsTrue reads the results of one that returns a bool, of which C
-	// sets only the lowest byte; math.Float32frombits(uint32(r2)) reads those that return a float.
+	// Functions has those of the DLL. A float is in the second result: math.Float32frombits(uint32(r2)).
 	Functions = map[string]*syscall.LazyProc{}
 	logger    = syscall.NewCallbackCDecl(keepProblem)
 	problems  sync.Map // each thread's last warning or error: a failing call logs on its own thread
@@ -26,16 +26,9 @@ var (
 func keepProblem(level int32, text *byte, length uintptr) uintptr {
 	if level > 1 {
 		thread, _, _ := threadID.Call()
-		problems.Store(thread, ": "+strings.TrimRight(string(unsafe.Slice(text, length)), "\x00"))
+		problems.Store(thread, strings.TrimRight(string(unsafe.Slice(text, length)), "\x00"))
 	}
 	return 0
-}
-
-func failure(what string) error {
-	thread, _, _ := threadID.Call()
-	problem, _ := problems.LoadAndDelete(thread)
-	reason, _ := problem.(string)
-	return errors.New(what + reason)
 }
 
 // Load loads the DLL. It must have succeeded before anything else is called.
@@ -57,6 +50,7 @@ func Load() error {
 	return nil
 }
 
+// IsTrue reads the results of a function that returns a bool: C sets only the lowest byte.
 func IsTrue(result, _ uintptr, _ error) bool { return result&0xff != 0 }
 
 type Session uintptr // a running capture, for the goroutine that opened it
@@ -69,11 +63,13 @@ func open(create string, target uintptr) (Session, error) {
 	runtime.LockOSThread() // for good: a thread can start one capture
 	session, _, _ := Functions[create].Call(target)
 	if session == 0 {
-		return 0, failure("no session could be created")
+		return 0, errors.New("no session could be created")
 	}
 	if !IsTrue(Functions["wgc_session_start"].Call(session)) {
 		defer Session(session).Close()
-		return 0, failure("capture could not start")
+		thread, _, _ := threadID.Call()
+		problem, _ := problems.LoadAndDelete(thread)
+		return 0, fmt.Errorf("capture could not start: %v", problem)
 	}
 	return Session(session), nil
 }
