@@ -74,8 +74,8 @@ export class Session {
     return this.#handle;
   }
 
-  // Makes a call that logs why it fails. Other calls log nothing: a line from a thread of Windows'
-  // waits until this thread's event loop runs, while close() may wait for that thread.
+  // Makes a call that logs why it fails. Lines of other threads wait for this thread's event loop.
+  // So no other call logs, and only one thread at a time may make such a call or close a session.
   #check(what, call, ...switches) {
     problem = '';
     this.wgc.wgc_register_logger(keepProblem);
