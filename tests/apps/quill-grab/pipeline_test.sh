@@ -101,7 +101,7 @@ check "quill-grab sees that ffmpeg has gone" equals "9 0" \
   "$(on_windows "${grab%/*}/anonymous_pipe.exe" "quill-grab --class WineMine --y4m -" \
     "ffmpeg -i - -frames:v 5 leaves.mp4" 2>leaves.err)"
 
-# As documented, although Wine's cmd puts a file between the two.
+# As documented, although Wine 8's cmd puts a file between the two.
 command='quill-grab --title WineMine --y4m - --fps 50 --frames 10 | ffmpeg -i - -c:v libx264 -qp 10 cmd.mp4'
 on_windows cmd /c "$command" 2>cmd.err
 check_mp4 cmd
