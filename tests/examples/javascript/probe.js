@@ -72,7 +72,7 @@ async function probeSession(window) {
   wgc.wgc_free_recent_frame(session.handle, texture[0]);
   console.log(`cursor true ${cursor[0]}, border true, texture ${release(texture[0]) > 0}`);
 
-  session.close();
+  session[Symbol.dispose]();
   session.close();
   assert.throws(() => session.frame(), {message: 'the session is closed'});
 }
