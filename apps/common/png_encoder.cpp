@@ -64,16 +64,11 @@ std::vector<uint8_t> Contents(IStream* stream) {
 
 }  // namespace
 
-ComPtr<IWICImagingFactory> MakeImagingFactory() {
-  constexpr ResultCheck kCheck{ExitCode::kOutputFailed, "pictures cannot be encoded or scaled", ""};
-  ComPtr<IWICImagingFactory> factory;
+PngEncoder::PngEncoder() {
   kCheck(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
-                          IID_PPV_ARGS(&factory)),
+                          IID_PPV_ARGS(&factory_)),
          "Windows Imaging Component");
-  return factory;
 }
-
-PngEncoder::PngEncoder() : factory_(MakeImagingFactory()) {}
 
 std::vector<uint8_t> PngEncoder::Encode(const PixelView& view) const {
   ComPtr<IStream> stream;

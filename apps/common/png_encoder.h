@@ -14,9 +14,6 @@
 
 namespace quill_apps {
 
-// The Windows Imaging Component. The thread must have initialised COM. Throws ToolError.
-Microsoft::WRL::ComPtr<IWICImagingFactory> MakeImagingFactory();
-
 // Encodes pictures as PNG through the Windows Imaging Component. The thread must have initialised
 // COM.
 class PngEncoder {

@@ -144,7 +144,7 @@ TEST(GapListTest, LongestGapsAreKeptInTheOrderOfTime) {
 }
 
 // The left half of the frames has one colour, the right half another; alpha is 0.
-class ThumbnailPickerTest : public ComTest {
+class ThumbnailPickerTest : public testing::Test {
  protected:
   static void Offer(ThumbnailPicker& picker, double seconds, float ratio, FrameSize size = {4, 4}) {
     std::vector<uint32_t> pixels(size_t{size.width} * size.height, 0x00204080);

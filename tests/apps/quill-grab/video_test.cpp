@@ -186,7 +186,7 @@ std::vector<uint32_t> Pixels(const FrameSize& size, const PixelAt& pixel) {
   return pixels;
 }
 
-class CanvasTest : public ComTest {
+class CanvasTest : public testing::Test {
  protected:
   // What a canvas makes of a picture, after one that has left white everywhere.
   static std::vector<uint32_t> Composed(const FrameSize& size, OnResize rule,
@@ -220,7 +220,9 @@ TEST_F(CanvasTest, PixelsAreKeptInTheMiddleOrFromTheTopLeftCornerOfBlack) {
                      {OnResize::kLetterbox, {8, 6}, {7, 5}, 0, 0},
                      {OnResize::kCrop, {20, 10}, {20, 10}, 0, 0},
                      {OnResize::kCrop, {20, 10}, {30, 6}, 0, 0},
-                     {OnResize::kCrop, {20, 10}, {9, 40}, 0, 0}};
+                     {OnResize::kCrop, {20, 10}, {9, 40}, 0, 0},
+                     // where the picture before was
+                     {OnResize::kCrop, {20, 10}, {30, 40}, 0, 0}};
   for (const auto& each : cases) {
     const auto expected = [&](uint32_t x, uint32_t y) {
       const bool inside = x >= each.left && x < each.left + each.picture.width && y >= each.top &&
@@ -245,7 +247,7 @@ TEST_F(CanvasTest, LetterboxShrinksLargePictures) {
 
 constexpr FrameSize kSize{4, 2};
 
-class VideoStreamTest : public ComTest {
+class VideoStreamTest : public testing::Test {
  protected:
   // A frame whose bytes all have one value.
   struct Frame {

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "common/fit.h"
+#include "quill-grab/output/shrink.h"
 
 namespace quill_apps {
 
@@ -25,18 +26,23 @@ double DistanceToNearest(const Thumbnail& candidate, const std::vector<const Thu
   return nearest;
 }
 
-}  // namespace
+Thumbnail MakeThumbnail(double seconds, float ratio, const PixelView& frame) {
+  constexpr FrameSize kBounds{ThumbnailPicker::kMaxSide, ThumbnailPicker::kMaxSide};
+  Thumbnail thumbnail{seconds, ratio, frame.size(), ShrunkToFit(frame.size(), kBounds), {}};
+  Shrink(frame, thumbnail.size, thumbnail.pixels);
+  return thumbnail;
+}
 
-ThumbnailPicker::ThumbnailPicker() : scaler_("leave out --report") {}
+}  // namespace
 
 void ThumbnailPicker::Offer(double seconds, float ratio, const PixelView& frame) {
   while (seconds >= span_seconds_ * kSpans) HalveSpans();
   const bool same_span = !best_.empty() && std::floor(best_.back().seconds / span_seconds_) ==
                                                std::floor(seconds / span_seconds_);
   if (!same_span) {
-    best_.push_back(Shrink(seconds, ratio, frame));
+    best_.push_back(MakeThumbnail(seconds, ratio, frame));
   } else if (ratio > best_.back().ratio) {
-    best_.back() = Shrink(seconds, ratio, frame);
+    best_.back() = MakeThumbnail(seconds, ratio, frame);
   }
 }
 
@@ -75,13 +81,6 @@ std::vector<Thumbnail> ThumbnailPicker::Picked() const {
   result.reserve(picked.size());
   for (const Thumbnail* thumbnail : picked) result.push_back(*thumbnail);
   return result;
-}
-
-Thumbnail ThumbnailPicker::Shrink(double seconds, float ratio, const PixelView& frame) const {
-  Thumbnail thumbnail{
-      seconds, ratio, frame.size(), ShrunkToFit(frame.size(), {kMaxSide, kMaxSide}), {}};
-  scaler_.Shrink(frame, thumbnail.size, thumbnail.pixels);
-  return thumbnail;
 }
 
 }  // namespace quill_apps

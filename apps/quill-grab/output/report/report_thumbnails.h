@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "common/pixels.h"
-#include "quill-grab/output/scaler.h"
 
 namespace quill_apps {
 
@@ -26,15 +25,12 @@ struct Thumbnail {
 
 // Keeps the frames of greatest change: of each of several equally long spans of the run, the first
 // frame with the largest ratio. The number of spans stays bounded, because their length doubles.
-// The thread must have initialised COM.
 class ThumbnailPicker {
  public:
   static constexpr size_t kPicked = 8;
   static constexpr uint32_t kMaxSide = 320;
 
-  ThumbnailPicker();  // throws ToolError
-
-  void Offer(double seconds, float ratio, const PixelView& frame);  // throws ToolError
+  void Offer(double seconds, float ratio, const PixelView& frame);
 
   // At most kPicked in the order of time: those with the largest ratios in whole per cent, and of
   // equal ones those that are farthest from the others.
@@ -44,9 +40,7 @@ class ThumbnailPicker {
   static constexpr size_t kSpans = 32;
 
   void HalveSpans();
-  Thumbnail Shrink(double seconds, float ratio, const PixelView& frame) const;
 
-  Scaler scaler_;
   double span_seconds_ = 0.5;
   std::vector<Thumbnail> best_;  // of each span that had a frame, in the order of time
 };

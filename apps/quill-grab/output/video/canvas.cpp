@@ -4,53 +4,46 @@
 #include "quill-grab/output/video/canvas.h"
 
 #include <algorithm>
+#include <cstring>
+
+#include "quill-grab/output/shrink.h"
 
 #include "common/fit.h"
 
 namespace quill_apps {
 
-namespace {
+Canvas::Canvas(const FrameSize& size, OnResize rule) : size_(size), rule_(rule) {}
 
-void SetOpaque(std::vector<uint8_t>& bgra) {
-  for (size_t alpha = 3; alpha < bgra.size(); alpha += kPixelBytes) bgra[alpha] = 255;
+// Where the picture is once it has been cut off or shrunk to fit.
+Canvas::Place Canvas::PlaceOf(const FrameSize& picture) const {
+  if (rule_ == OnResize::kCrop) {
+    return {0, 0, {std::min(picture.width, size_.width), std::min(picture.height, size_.height)}};
+  }
+  const FrameSize size = ShrunkToFit(picture, size_);
+  return {(size_.width - size.width) / 2, (size_.height - size.height) / 2, size};
 }
-
-}  // namespace
-
-Canvas::Canvas(const FrameSize& size, OnResize rule)
-    : size_(size), rule_(rule), scaler_("use --on-resize crop or stop") {}
 
 PixelView Canvas::Compose(const PixelView& picture) {
   if (picture.size() == size_) return picture;
-  const size_t row_pitch = size_.width * kPixelBytes;
-  pixels_.assign(row_pitch * size_.height, 0);
-  SetOpaque(pixels_);
-  if (rule_ == OnResize::kCrop) {
-    Place(picture, 0, 0);
-  } else {
-    const FrameSize placed = ShrunkToFit(picture.size(), size_);
-    const uint32_t left = (size_.width - placed.width) / 2;
-    const uint32_t top = (size_.height - placed.height) / 2;
-    if (placed == picture.size()) {
-      Place(picture, left, top);
-    } else {
-      scaler_.Shrink(picture, placed, shrunk_);
-      SetOpaque(shrunk_);
-      Place({shrunk_.data(), placed.width, placed.height, placed.width * kPixelBytes}, left, top);
-    }
+  const Place place = PlaceOf(picture.size());
+  PixelView seen = picture;
+  const bool is_shrunk = rule_ != OnResize::kCrop && place.size != picture.size();
+  if (is_shrunk) {
+    Shrink(picture, place.size, shrunk_);
+    for (size_t alpha = 3; alpha < shrunk_.size(); alpha += kPixelBytes) shrunk_[alpha] = 255;
+    seen = {shrunk_.data(), place.size.width, place.size.height, place.size.width * kPixelBytes};
   }
-  return {pixels_.data(), size_.width, size_.height, row_pitch};
-}
-
-// Cuts off what lies beyond the canvas.
-void Canvas::Place(const PixelView& picture, uint32_t left, uint32_t top) {
-  const uint32_t columns = std::min(picture.width, size_.width - left);
-  const uint32_t rows = std::min(picture.height, size_.height - top);
-  for (uint32_t row = 0; row < rows; ++row) {
-    const uint8_t* from = picture.pixels + row * picture.row_pitch;
-    uint8_t* to = pixels_.data() + (size_t{top + row} * size_.width + left) * kPixelBytes;
-    std::copy_n(from, columns * kPixelBytes, to);
+  if (filled_ != place) {
+    constexpr uint32_t kBlack = 0xFF000000;
+    pixels_.assign(size_t{size_.width} * size_.height, kBlack);
+    filled_ = place;
   }
+  for (uint32_t row = 0; row < place.size.height; ++row) {
+    std::memcpy(&pixels_[size_t{place.top + row} * size_.width + place.left],
+                seen.pixels + row * seen.row_pitch, place.size.width * kPixelBytes);
+  }
+  return {reinterpret_cast<const uint8_t*>(pixels_.data()), size_.width, size_.height,
+          size_.width * kPixelBytes};
 }
 
 }  // namespace quill_apps
