@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """Measures what a session costs its host, next to the same work written out by hand, and quill-grab's
-conversion of frames next to swscale's.
+work on the frames of streams next to swscale's.
 
-Builds the benches, times frames under Wine and conversions on Linux, counts instructions under
-Callgrind, leaves the results in build/bench and prints a summary. Fails when a figure exceeds its bound;
+Builds the benches, runs those of frames under Wine and those of streams on Linux, counts instructions
+under Callgrind, leaves the results in build/bench and prints a summary. Fails when a figure exceeds its bound;
 a time must exceed its bound three times in a row, because other programs share the machine. --write also
 puts the figures and the chart into docs/performance.md.
 """

@@ -1,6 +1,6 @@
 """What a session may cost, and which figures exceed it."""
 
-RATIO_BOUNDS = {"poll": 1.10, "frame": 1.05, "convert": 0.50}
+RATIO_BOUNDS = {"poll": 1.10, "frame": 1.05, "convert": 0.50, "shrink": 0.50}
 # What a ratio is of: the time that passed, or the processor's.
 CLOCKS = {"floor": "real_time", "swscale": "cpu_time"}
 TRIES = 3

@@ -21,7 +21,7 @@ def build(folder):
         ["cmake", "--build", folder, "--target", "quill_bench", "quill-wgc", "wine_standin"],
         ["cmake", "--preset", "native", "-B", native, "-D", "CMAKE_BUILD_TYPE=Release",
          "-D", "CMAKE_CXX_FLAGS=-g", "-D", "QUILL_WGC_SANITIZE="],
-        ["cmake", "--build", native, "--target", "frame_instructions", "conversion_bench"],
+        ["cmake", "--build", native, "--target", "frame_instructions", "streams_bench"],
     ]
     for step in steps:
         done = subprocess.run(step, cwd=ROOT, text=True, stdout=subprocess.PIPE,
@@ -48,7 +48,7 @@ def run_all(folder, native, wanted, seconds):
     environment = dict(os.environ, QUILL_WGC_STANDIN=str(folder / "wine"))
     result = run_bench(["scripts/wine-run", folder / "bin" / "quill_bench.exe"], wanted, seconds,
                        environment)
-    result["benchmarks"] += run_bench([native / "conversion_bench"], wanted, seconds)["benchmarks"]
+    result["benchmarks"] += run_bench([native / "streams_bench"], wanted, seconds)["benchmarks"]
     return result
 
 
