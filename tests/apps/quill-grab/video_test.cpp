@@ -262,11 +262,11 @@ class VideoStreamTest : public testing::Test {
                        console_);
   }
 
-  static void Give(VideoStream& stream, const Frame& frame) {
+  static void Give(VideoStream& stream, const Frame& frame, bool is_new = true) {
     const auto& [value, missed, size] = frame;
     const std::vector<uint8_t> bytes(size_t{size.width} * size.height * 4, value);
     const PixelView view{bytes.data(), size.width, size.height, size_t{size.width} * 4};
-    FrameRecord record{0.0, size, 0.0f, true, missed, ""};
+    FrameRecord record{0.0, size, 0.0f, is_new, missed, ""};
     stream.Take(record, &view);
   }
 
@@ -295,6 +295,26 @@ TEST_F(VideoStreamTest, FrameOfEveryPollIsWrittenAndTheOneBeforeAgainForMissedPo
   for (const Frame& frame : {Frame{2}, Frame{2}, Frame{3, 2}}) Give(stream, frame);
   EXPECT_EQ(RawFrames(), (std::vector<int>{1, 2, 2, 2, 2, 3}));
   EXPECT_EQ(stream.Completion(), 6.0 / 16.0);
+}
+
+TEST_F(VideoStreamTest, FrameThatIsNotNewIsWrittenAgainAsItWas) {
+  VideoStream stream = Stream();
+  Give(stream, {1});
+  FrameRecord record{0.0, kSize, 0.0f, false, 0, ""};
+  EXPECT_FALSE(stream.NeedsPixels(record));
+  stream.Take(record, nullptr);
+  Give(stream, {2});
+  EXPECT_EQ(RawFrames(), (std::vector<int>{1, 1, 2}));
+}
+
+TEST_F(VideoStreamTest, EachFrameOfTexturesWithDetectionIsReadBecauseItMayDiffer) {
+  options_.texture = true;
+  options_.detect = true;
+  VideoStream stream = Stream();
+  Give(stream, {1});
+  EXPECT_TRUE(stream.NeedsPixels({0.0, kSize, 0.0f, false, 0, ""}));
+  Give(stream, {2}, false);
+  EXPECT_EQ(RawFrames(), (std::vector<int>{1, 2}));
 }
 
 TEST_F(VideoStreamTest, FramesBeyondASecondOfMissedPollsAreOmitted) {

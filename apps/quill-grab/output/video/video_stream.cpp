@@ -18,6 +18,7 @@ VideoStream::VideoStream(const StreamFormat& format, const Options& options,
       fps_(options.fps),
       limit_(options.frames),
       rule_(options.on_resize),
+      only_new_frames_differ_(!options.texture || !options.detect),
       sink_(std::move(sink)),
       console_(console),
       size_(options.size) {}
@@ -33,7 +34,7 @@ void VideoStream::Take(FrameRecord& record, const PixelView* pixels) {
   }
   if (!is_first) RepeatFrame(record.missed);
   if (IsFull()) return;
-  format_.fill_frame(canvas_->Compose(*pixels), frame_);
+  if (NeedsPixels(record)) format_.fill_frame(canvas_->Compose(*pixels), frame_);
   WriteFrame();
 }
 

@@ -24,7 +24,11 @@ class VideoStream : public Output {
   VideoStream(const StreamFormat& format, const Options& options, std::unique_ptr<ByteSink> sink,
               Console& console);
 
-  bool NeedsPixels(const FrameRecord&) const override { return true; }
+  // A frame that is not new has the pixels of the one before, except in texture output with change
+  // detection, which compares with something else.
+  bool NeedsPixels(const FrameRecord& record) const override {
+    return record.is_new || !only_new_frames_differ_;
+  }
   void Take(FrameRecord& record, const PixelView* pixels) override;
   double Completion() const override;
   void Finish(const RunResult& result) override;
@@ -39,6 +43,7 @@ class VideoStream : public Output {
   const double fps_;
   const uint64_t limit_;  // 0: none
   const OnResize rule_;
+  const bool only_new_frames_differ_;
   std::unique_ptr<ByteSink> sink_;
   Console& console_;
 
