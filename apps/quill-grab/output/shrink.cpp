@@ -102,7 +102,7 @@ void SumRows(const PixelView& picture, size_t first, std::span<const uint32_t> w
     for (__m128i& each : sum) {
       each = _mm_srli_epi32(_mm_add_epi32(each, _mm_set1_epi32(1 << (kDropped - 1))), kDropped);
     }
-    __m128i* to = reinterpret_cast<__m128i*>(sums);
+    auto* to = reinterpret_cast<__m128i*>(sums);
     _mm_storeu_si128(to, _mm_packs_epi32(sum[0], sum[1]));
     _mm_storeu_si128(to + 1, _mm_packs_epi32(sum[2], sum[3]));
   }
