@@ -110,10 +110,10 @@ func main() {
 	}
 	go dead()
 	fmt.Println("dead window:", <-errors)
-	for session := 1; session <= 13; session++ {
+	for session := 1; session <= 9; session++ {
 		go dead()
 		<-errors
-		if session == 3 {
+		if session == 1 {
 			pause("dead windows")
 		}
 	}

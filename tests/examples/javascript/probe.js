@@ -92,9 +92,9 @@ async function main(title) {
   await probeSession(findWindow(null, title));
 
   console.log(`dead window: ${await errorOnThread()}`);
-  for (let session = 1; session <= 13; ++session) {
+  for (let session = 1; session <= 9; ++session) {
     await errorOnThread();
-    if (session === 3) pause('dead windows');
+    if (session === 1) pause('dead windows');
   }
   pause('more dead windows');
   const refusal = await errorOnThread(kSingleThreaded);
