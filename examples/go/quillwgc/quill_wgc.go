@@ -5,9 +5,11 @@
 package quillwgc
 
 import (
+	"bytes"
 	"errors"
 	"fmt"
 	"os"
+	"path/filepath"
 	"runtime"
 	"strings"
 	"sync"
@@ -26,7 +28,8 @@ var (
 func keepProblem(level int32, text *byte, length uintptr) uintptr {
 	if level > 1 {
 		thread, _, _ := threadID.Call()
-		problems.Store(thread, strings.TrimRight(string(unsafe.Slice(text, length)), "\x00"))
+		line, _, _ := bytes.Cut(unsafe.Slice(text, length), []byte{0}) // a long line ends before length
+		problems.Store(thread, string(line))
 	}
 	return 0
 }
@@ -34,7 +37,7 @@ func keepProblem(level int32, text *byte, length uintptr) uintptr {
 // Load loads the DLL. It must have succeeded before anything else is called.
 func Load() error {
 	program, _ := os.Executable()
-	dll := syscall.NewLazyDLL(program[:strings.LastIndexByte(program, '\\')+1] + "libquill-wgc.dll")
+	dll := syscall.NewLazyDLL(filepath.Join(filepath.Dir(program), "libquill-wgc.dll"))
 	for _, name := range strings.Fields(`is_wgc_session_supported wgc_register_logger
 		wgc_session_create wgc_session_create2 wgc_session_start wgc_session_destroy
 		wgc_get_recent_frame wgc_free_recent_frame wgc_get_update_ratio wgc_get_status wgc_get_device
