@@ -18,12 +18,6 @@ async function firstFrame(session) {
                                     'the window was closed');
 }
 
-function saveBmp(file, {width, height, pixels}) {
-  const header = Int32Array.of(
-      54 + pixels.length, 0, 54, 40, width, -height, 1 | 32 << 16, 0, 0, 0, 0, 0, 0);
-  fs.writeFileSync(file, Buffer.concat([Buffer.from('BM'), Buffer.from(header.buffer), pixels]));
-}
-
 try {
   const [title, file, ...rest] = process.argv.slice(2);
   if (file === undefined || rest.length > 0) throw new Error('usage: capture TITLE FILE.bmp');
@@ -32,7 +26,10 @@ try {
   if (window === null) throw new Error('no window has that title');
   const session = new Session(load(), {window});
   try {
-    saveBmp(file, await firstFrame(session));
+    const {width, height, pixels} = await firstFrame(session);
+    const header = Int32Array.of(
+        54 + pixels.length, 0, 54, 40, width, -height, 1 | 32 << 16, 0, 0, 0, 0, 0, 0);
+    fs.writeFileSync(file, Buffer.concat([Buffer.from('BM'), Buffer.from(header.buffer), pixels]));
   } finally {
     session.close();
   }

@@ -8,7 +8,6 @@ import {fileURLToPath} from 'node:url';
 import koffi from 'koffi';
 
 for (const name of ['HWND', 'HMONITOR']) koffi.pointer(name, koffi.opaque());
-koffi.opaque('ID3D11Device');
 koffi.proto('void WgcLogCallback(int level, const char* text, size_t length)');
 const PROTOTYPES = [
   'bool is_wgc_session_supported()',
@@ -22,7 +21,7 @@ const PROTOTYPES = [
   'void wgc_free_recent_frame(void* session, void* frame)',
   'float wgc_get_update_ratio(void* session)',
   'bool wgc_get_status(void* session)',
-  'ID3D11Device* wgc_get_device(void* session)',
+  'void* wgc_get_device(void* session)',
   'bool wgc_enable_cursor(void* session, bool enable)',
   'bool wgc_show_border(void* session, bool show)',
   'void wgc_set_dirty_rect(void* session, bool enable)',
@@ -33,7 +32,8 @@ const joinApartment = koffi.load('ole32').func('int CoInitializeEx(void* none, u
 // The library's functions by name. The DLL is expected beside this file.
 export function load(file = fileURLToPath(new URL('libquill-wgc.dll', import.meta.url))) {
   try {
-    const functions = PROTOTYPES.map((prototype) => koffi.load(file).func(prototype));
+    const library = koffi.load(file);
+    const functions = PROTOTYPES.map((prototype) => library.func(prototype));
     return Object.fromEntries(functions.map((call) => [call.info.name, call]));
   } catch (error) {
     throw new Error(`${file}: ${error.message}`, {cause: error});
@@ -53,8 +53,8 @@ export class Session {
     // In a single-threaded apartment the library would end the process.
     if (joinApartment(null, 0) < 0) throw new Error('the thread is a single-threaded apartment');
     this.wgc = wgc;
-    const {wgc_session_create: ofWindow, wgc_session_create2: ofMonitor} = wgc;
-    this.#handle = monitor === undefined ? ofWindow(window) : ofMonitor(monitor);
+    this.#handle = monitor === undefined ? wgc.wgc_session_create(window) :
+                                           wgc.wgc_session_create2(monitor);
     if (this.#handle === null) throw new Error('no session could be created');
     try {
       this.#check('capture could not start', wgc.wgc_session_start);
@@ -79,9 +79,12 @@ export class Session {
   #check(what, call, ...switches) {
     problem = '';
     this.wgc.wgc_register_logger(keepProblem);
-    const done = call(this.handle, ...switches);
-    this.wgc.wgc_register_logger(null);
-    if (!done) throw new Error(what + problem);
+    try {
+      if (call(this.handle, ...switches)) return;
+    } finally {
+      this.wgc.wgc_register_logger(null);
+    }
+    throw new Error(what + problem);
   }
 
   // The latest frame, null before the first. pixels, four bytes each, blue first, is memory of the

@@ -46,6 +46,15 @@ function checkCopies(session, {pixels}) {
   delete process.versions.electron;
 }
 
+// A call that throws leaves no callback, for which lines of other threads would wait.
+function checkLogIsOffAfter(session, call) {
+  const callbacks = [];
+  session.wgc = {...wgc, wgc_register_logger: (callback) => callbacks.push(callback)};
+  assert.throws(call);
+  assert.equal(callbacks.at(-1), null);
+  session.wgc = wgc;
+}
+
 async function probeSession(window) {
   const session = new Session(wgc, {window});
   session.detectChanges(true);
@@ -72,8 +81,10 @@ async function probeSession(window) {
   wgc.wgc_free_recent_frame(session.handle, texture[0]);
   console.log(`cursor true ${cursor[0]}, border true, texture ${release(texture[0]) > 0}`);
 
+  checkLogIsOffAfter(session, () => session.drawCursor('not a switch'));
   session[Symbol.dispose]();
   session.close();
+  checkLogIsOffAfter(session, () => session.drawCursor(true));
   assert.throws(() => session.frame(), {message: 'the session is closed'});
 }
 
