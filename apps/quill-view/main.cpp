@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <exception>
 #include <limits>
@@ -55,21 +56,25 @@ Target ChooseTarget(const ViewOptions& options, Clock& clock, Console& console) 
   return WaitForTarget(search, clock, interrupted);
 }
 
-// A window's visible area, or the monitor's. Frames will tell exactly.
-FrameSize LikelySize(const Target& target) {
-  constexpr FrameSize kUnknown{640, 360};
-  RECT area{};
-  if (target.window != nullptr) {
-    if (IsIconic(target.window) || !GetWindowRect(target.window, &area)) return kUnknown;
-  } else {
+// Where a window that is not minimised stands, or the monitor.
+RECT PlaceOf(const Target& target) {
+  RECT place{0, 0, 640, 360};
+  if (target.window == nullptr) {
     MONITORINFO info{};
     info.cbSize = sizeof info;
-    GetMonitorInfoW(target.monitor, &info);
-    area = info.rcMonitor;
+    if (GetMonitorInfoW(target.monitor, &info)) place = info.rcMonitor;
+  } else if (!IsIconic(target.window)) {
+    GetWindowRect(target.window, &place);
   }
-  if (IsRectEmpty(&area)) return kUnknown;
-  return {static_cast<uint32_t>(area.right - area.left),
-          static_cast<uint32_t>(area.bottom - area.top)};
+  return place;
+}
+
+// The first frame will tell the size exactly.
+void Place(ViewWindow& window, const Target& target) {
+  const RECT place = PlaceOf(target);
+  window.Fit({static_cast<uint32_t>(std::max(place.right - place.left, 1L)),
+              static_cast<uint32_t>(std::max(place.bottom - place.top, 1L))});
+  if (target.window != nullptr) window.MoveBeside(place);
 }
 
 // Shows the target on a thread of its own, because a thread starts one session in its life, and
@@ -105,7 +110,7 @@ ExitCode View(const ViewOptions& options, Console& console) {
 
   ViewWindow window(target.name + " - quill-view", options.tiles, options.on_top);
   const InterruptibleWindow interruptible(window);
-  window.Fit(LikelySize(target));
+  Place(window, target);
   window.Show();
   if (options.seconds > 0.0) window.CloseAfter(options.seconds);
   const double start = clock.Now();

@@ -29,28 +29,41 @@ Layer::Layer(ID3D11Device* device) : device_(device) {
   device->GetImmediateContext(&context_);
 }
 
-void Layer::Copy(ID3D11Texture2D* texture) {
-  D3D11_TEXTURE2D_DESC source;
-  texture->GetDesc(&source);
-  EnsureTexture({source.Width, source.Height});
-  context_->CopyResource(texture_.Get(), texture);
+void Layer::Set(ID3D11Texture2D* texture) {
+  D3D11_TEXTURE2D_DESC description;
+  texture->GetDesc(&description);
+  source_ = texture;
+  size_ = {description.Width, description.Height};
+  own_is_current_ = false;
 }
 
 void Layer::Upload(const PixelView& view) {
-  EnsureTexture(view.size());
-  context_->UpdateSubresource(texture_.Get(), 0, nullptr, view.pixels,
+  size_ = view.size();
+  EnsureOwnTexture();
+  context_->UpdateSubresource(own_.Get(), 0, nullptr, view.pixels,
                               static_cast<UINT>(view.row_pitch), 0);
+  source_ = own_;
+  own_is_current_ = true;
 }
 
-void Layer::EnsureTexture(const FrameSize& size) {
-  if (size == size_) return;
-  size_ = {};
-  const CD3D11_TEXTURE2D_DESC description(kFormat, size.width, size.height, 1, 1);
-  kCheck(device_->CreateTexture2D(&description, nullptr, texture_.ReleaseAndGetAddressOf()),
+ID3D11ShaderResourceView* Layer::view() {
+  if (!own_is_current_) {
+    EnsureOwnTexture();
+    context_->CopyResource(own_.Get(), source_.Get());
+    own_is_current_ = true;
+  }
+  return view_.Get();
+}
+
+void Layer::EnsureOwnTexture() {
+  if (own_size_ == size_) return;
+  own_size_ = {};
+  const CD3D11_TEXTURE2D_DESC description(kFormat, size_.width, size_.height, 1, 1);
+  kCheck(device_->CreateTexture2D(&description, nullptr, own_.ReleaseAndGetAddressOf()),
          "CreateTexture2D");
-  kCheck(device_->CreateShaderResourceView(texture_.Get(), nullptr, view_.ReleaseAndGetAddressOf()),
+  kCheck(device_->CreateShaderResourceView(own_.Get(), nullptr, view_.ReleaseAndGetAddressOf()),
          "CreateShaderResourceView");
-  size_ = size;
+  own_size_ = size_;
 }
 
 Screen::Screen(ID3D11Device* device, HWND window) : device_(device) {
@@ -62,6 +75,7 @@ Screen::Screen(ID3D11Device* device, HWND window) : device_(device) {
 // Until its device has let go of everything, the swap chain would keep the window from another one.
 Screen::~Screen() {
   context_->ClearState();
+  back_buffer_.Reset();
   swap_chain_.Reset();
   context_->Flush();
 }
@@ -86,6 +100,7 @@ void Screen::MakeSwapChain(ID3D11Device* device, HWND window) {
   description.BufferCount = kBuffers;
   description.Scaling = DXGI_SCALING_NONE;
   description.SwapEffect = DXGI_SWAP_EFFECT_FLIP_DISCARD;
+  description.AlphaMode = DXGI_ALPHA_MODE_IGNORE;  // frames have any alpha
   kCheck(
       factory->CreateSwapChainForHwnd(device, window, &description, nullptr, nullptr, &swap_chain_),
       "CreateSwapChainForHwnd");
@@ -113,20 +128,22 @@ void Screen::MakePipeline(ID3D11Device* device) {
 }
 
 // Sets all state, because the library may have used the context since the last time.
-void Screen::Begin(const FrameSize& client) {
+void Screen::Begin(const FrameSize& client, bool is_covered) {
   context_->ClearState();
   if (client != client_) {
     kCheck(swap_chain_->ResizeBuffers(kBuffers, client.width, client.height, kFormat, 0),
            "ResizeBuffers");
     client_ = client;
   }
-  ComPtr<ID3D11Texture2D> back_buffer;
-  kCheck(swap_chain_->GetBuffer(0, IID_PPV_ARGS(&back_buffer)), "GetBuffer");
+  kCheck(swap_chain_->GetBuffer(0, IID_PPV_ARGS(back_buffer_.ReleaseAndGetAddressOf())),
+         "GetBuffer");
   ComPtr<ID3D11RenderTargetView> target;
-  kCheck(device_->CreateRenderTargetView(back_buffer.Get(), nullptr, &target),
+  kCheck(device_->CreateRenderTargetView(back_buffer_.Get(), nullptr, &target),
          "CreateRenderTargetView");
-  constexpr float kBlack[] = {0.0f, 0.0f, 0.0f, 1.0f};
-  context_->ClearRenderTargetView(target.Get(), kBlack);
+  if (!is_covered) {
+    constexpr float kBlack[] = {0.0f, 0.0f, 0.0f, 1.0f};
+    context_->ClearRenderTargetView(target.Get(), kBlack);
+  }
   context_->OMSetRenderTargets(1, target.GetAddressOf(), nullptr);
   const D3D11_VIEWPORT viewport{
       0.0f, 0.0f, static_cast<float>(client.width), static_cast<float>(client.height), 0.0f, 1.0f};
@@ -137,15 +154,22 @@ void Screen::Begin(const FrameSize& client) {
   context_->PSSetShader(pixel_shader_.Get(), nullptr, 0);
 }
 
-void Screen::Draw(const Layer& layer, const Area& area, Filter filter) {
-  DrawQuad(layer, area, (filter == Filter::kLinear ? linear_ : nearest_).Get(), nullptr);
+void Screen::Draw(Layer& layer, const Area& area) {
+  const FrameSize size = layer.size();
+  if (area.right - area.left == static_cast<float>(size.width) &&
+      area.bottom - area.top == static_cast<float>(size.height)) {
+    context_->CopySubresourceRegion(back_buffer_.Get(), 0, static_cast<UINT>(area.left),
+                                    static_cast<UINT>(area.top), 0, layer.texture(), 0, nullptr);
+  } else {
+    DrawQuad(layer, area, linear_.Get(), nullptr);
+  }
 }
 
-void Screen::Blend(const Layer& layer, const Area& area) {
+void Screen::Blend(Layer& layer, const Area& area) {
   DrawQuad(layer, area, nearest_.Get(), blend_.Get());
 }
 
-void Screen::DrawQuad(const Layer& layer, const Area& area, ID3D11SamplerState* sampler,
+void Screen::DrawQuad(Layer& layer, const Area& area, ID3D11SamplerState* sampler,
                       ID3D11BlendState* blend) {
   const float x = 2.0f / static_cast<float>(client_.width);
   const float y = -2.0f / static_cast<float>(client_.height);
@@ -162,6 +186,7 @@ void Screen::DrawQuad(const Layer& layer, const Area& area, ID3D11SamplerState* 
 void Screen::Present() {
   // Back buffers that stay bound could not be resized.
   context_->OMSetRenderTargets(0, nullptr, nullptr);
+  back_buffer_.Reset();
   kCheck(swap_chain_->Present(1, 0), "Present");
 }
 

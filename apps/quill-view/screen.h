@@ -14,33 +14,35 @@
 
 namespace quill_apps {
 
-// A texture to draw. All of it throws ToolError and belongs on the thread that uses the device's
+// A picture to draw. All of it throws ToolError and belongs on the thread that uses the device's
 // immediate context.
 class Layer {
  public:
   explicit Layer(ID3D11Device* device);
 
-  // Copies a BGRA texture of the same device, on the GPU.
-  void Copy(ID3D11Texture2D* texture);
+  // Takes a BGRA texture of the same device that need not be a shader resource. When its content
+  // changes, call this again.
+  void Set(ID3D11Texture2D* texture);
   void Upload(const PixelView& view);
 
   // 0 x 0 at first.
   const FrameSize& size() const { return size_; }
-  ID3D11ShaderResourceView* view() const { return view_.Get(); }
+  ID3D11Texture2D* texture() const { return source_.Get(); }
+  // Of a copy, if the texture that was set has none.
+  ID3D11ShaderResourceView* view();
 
  private:
-  void EnsureTexture(const FrameSize& size);
+  // A texture of the layer's own that can be sampled.
+  void EnsureOwnTexture();
 
   Microsoft::WRL::ComPtr<ID3D11Device> device_;
   Microsoft::WRL::ComPtr<ID3D11DeviceContext> context_;
-  Microsoft::WRL::ComPtr<ID3D11Texture2D> texture_;
-  Microsoft::WRL::ComPtr<ID3D11ShaderResourceView> view_;
+  Microsoft::WRL::ComPtr<ID3D11Texture2D> source_;  // own_ or the texture that was set
+  Microsoft::WRL::ComPtr<ID3D11Texture2D> own_;
+  Microsoft::WRL::ComPtr<ID3D11ShaderResourceView> view_;  // of own_
   FrameSize size_{};
-};
-
-enum class Filter {
-  kNearest,  // exact where a pixel of the layer covers a whole number of pixels
-  kLinear,
+  FrameSize own_size_{};
+  bool own_is_current_ = false;
 };
 
 // Draws layers into a window's client area, through a swap chain of the flip model. A window has
@@ -53,25 +55,27 @@ class Screen {
   Screen(const Screen&) = delete;
   Screen& operator=(const Screen&) = delete;
 
-  // Begins a picture, all black, of a client area of that size, which is not empty.
-  void Begin(const FrameSize& client);
-  // Covers what is there.
-  void Draw(const Layer& layer, const Area& area, Filter filter);
+  // Begins a picture of a client area of that size, which is not empty. is_covered: what is drawn
+  // first covers all of it; otherwise it is black at first.
+  void Begin(const FrameSize& client, bool is_covered);
+  // Draws the layer over what is there: pixel by pixel into an area of its size, otherwise scaled.
+  void Draw(Layer& layer, const Area& area);
   // Mixes the layer with what is there by the layer's alpha, by which its colours are multiplied.
-  void Blend(const Layer& layer, const Area& area);
+  void Blend(Layer& layer, const Area& area);
   // Shows the picture. May wait for the display.
   void Present();
 
  private:
   void MakeSwapChain(ID3D11Device* device, HWND window);
   void MakePipeline(ID3D11Device* device);
-  void DrawQuad(const Layer& layer, const Area& area, ID3D11SamplerState* sampler,
+  void DrawQuad(Layer& layer, const Area& area, ID3D11SamplerState* sampler,
                 ID3D11BlendState* blend);
 
   FrameSize client_{};  // of the swap chain's buffers
   Microsoft::WRL::ComPtr<ID3D11Device> device_;
   Microsoft::WRL::ComPtr<ID3D11DeviceContext> context_;
   Microsoft::WRL::ComPtr<IDXGISwapChain1> swap_chain_;
+  Microsoft::WRL::ComPtr<ID3D11Texture2D> back_buffer_;  // from Begin to Present
   Microsoft::WRL::ComPtr<ID3D11VertexShader> vertex_shader_;
   Microsoft::WRL::ComPtr<ID3D11PixelShader> pixel_shader_;
   Microsoft::WRL::ComPtr<ID3D11Buffer> constants_;

@@ -80,6 +80,23 @@ void ViewWindow::Fit(const FrameSize& picture) {
   SetWindowPos(window_, nullptr, left, top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
+void ViewWindow::MoveBeside(const RECT& rectangle) {
+  RECT place;
+  GetWindowRect(window_, &place);
+  const RECT work = WorkArea(window_);
+  const LONG width = place.right - place.left;
+  if (rectangle.right + width <= work.right) {
+    place.left = rectangle.right;
+  } else if (rectangle.left - width >= work.left) {
+    place.left = rectangle.left - width;
+  } else {
+    return;
+  }
+  place.top = std::max(std::min(rectangle.top, work.bottom - (place.bottom - place.top)), work.top);
+  SetWindowPos(window_, nullptr, place.left, place.top, 0, 0,
+               SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
 void ViewWindow::Show() {
   ShowWindow(window_, SW_SHOW);
 }

@@ -29,6 +29,8 @@ class ViewWindow {
   // Makes the client area large enough for the picture, or for the largest size on the screen that
   // has its aspect ratio.
   void Fit(const FrameSize& picture);
+  // Moves the window to a side of the rectangle where it does not cover it, if there is room.
+  void MoveBeside(const RECT& rectangle);
   void Show();
   void CloseAfter(double seconds);
   // Handles messages until the event is set.

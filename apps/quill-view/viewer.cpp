@@ -101,7 +101,7 @@ bool Viewer::TakeFrame() {
   if (options_.tiles) {
     TakeTiles(*frame);
   } else {
-    picture_.Copy(static_cast<ID3D11Texture2D*>(frame->data.get()));
+    picture_.Set(static_cast<ID3D11Texture2D*>(frame->data.get()));
   }
   window_.SetPicture(frame->size);
   return true;
@@ -168,13 +168,11 @@ std::string Viewer::FiguresText() {
 
 void Viewer::Draw() {
   const FrameSize client = window_.client();
-  screen_.Begin(client);
-  if (picture_.size() != FrameSize{}) {
-    const Layout layout = LayOut(client, picture_.size(), options_.tiles);
-    screen_.Draw(picture_, layout.picture,
-                 layout.picture_size == picture_.size() ? Filter::kNearest : Filter::kLinear);
-    if (options_.tiles) DrawTilesAndChart(layout);
-  }
+  const bool has_picture = picture_.size() != FrameSize{};
+  const Layout layout = has_picture ? LayOut(client, picture_.size(), options_.tiles) : Layout{};
+  screen_.Begin(client, layout.picture_size == client);
+  if (has_picture) screen_.Draw(picture_, layout.picture);
+  if (has_picture && options_.tiles) DrawTilesAndChart(layout);
   std::string corner = window_.shows_figures() ? FiguresText() : "";
   if (window_.shows_help()) corner += (corner.empty() ? "" : "\n\n") + std::string(kKeyHelp);
   corner_.Set(corner, window_.dpi());
@@ -201,7 +199,7 @@ void Viewer::DrawTilesAndChart(const Layout& layout) {
                          picture.top + tile_height * static_cast<float>(tiles.height)});
   if (layout.chart_size == FrameSize{}) return;
   chart_.Upload(ratios_.Draw(layout.chart_size).view());
-  screen_.Draw(chart_, layout.chart, Filter::kNearest);
+  screen_.Draw(chart_, layout.chart);
 }
 
 }  // namespace quill_apps

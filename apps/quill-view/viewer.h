@@ -30,7 +30,7 @@ class Label {
   void Set(const std::string& text, UINT dpi);
   const std::string& text() const { return text_; }
   bool is_shown() const { return !text_.empty(); }
-  const Layer& layer() const { return layer_; }
+  Layer& layer() { return layer_; }
 
  private:
   Layer layer_;
