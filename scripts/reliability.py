@@ -24,7 +24,7 @@ REPORT = re.compile(r"ERROR: (?:Address|Leak)Sanitizer|WARNING: ThreadSanitizer|
 
 # The folders of the areas of tools/mutate.
 MUTATED = {"src": "src/", "projection": "projection/", "quill-grab": "apps/quill-grab/",
-           "wine": "wine/"}
+           "quill-view": "apps/quill-view/", "wine": "wine/"}
 
 
 def log_of(name):

@@ -90,9 +90,9 @@ double Milliseconds(const std::function<void()>& function) {
       .count();
 }
 
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
+// What other programs take from the machine only makes times longer.
+double Least(const std::vector<double>& values) {
+  return *std::min_element(values.begin(), values.end());
 }
 
 // In turns, so that a load of the machine hits all of them.
@@ -125,8 +125,8 @@ void Measure(ID3D11Device* device, ID3D11DeviceContext* context, const FrameSize
       exact.push_back(Milliseconds([&] { show_view(size); }));
       scaled.push_back(Milliseconds([&] { show_view({size.width, size.height * 2}); }));
     }
-    std::printf("| %u × %u | %.2f | %.2f | %.2f | %.2f |\n", size.width, size.height, Median(bare),
-                Median(exact), Median(scaled), Median(exact) / Median(bare));
+    std::printf("| %u × %u | %.2f | %.2f | %.2f | %.2f |\n", size.width, size.height, Least(bare),
+                Least(exact), Least(scaled), Least(exact) / Least(bare));
   }
   DestroyWindow(view_window);
   DestroyWindow(bare_window);

@@ -175,13 +175,18 @@ TEST(QuillViewTest, PictureIsLetterboxedWhenViewOrTargetChangesItsSize) {
 
   // Twice as large: a corner's pixel lies alone in the corner, because nothing is beyond it.
   view.Resize(600, 400);
-  EXPECT_TRUE(WaitUntil([&] {
+  const auto shows_corners_of = [&](const Picture& expected) {
     const Picture seen = view.Read();
-    return seen.width == 600 && seen.height == 400 && SameColour(seen.At(0, 0), picture.At(0, 0)) &&
-           SameColour(seen.At(599, 0), picture.At(299, 0)) &&
-           SameColour(seen.At(0, 399), picture.At(0, 199)) &&
-           SameColour(seen.At(599, 399), picture.At(299, 199));
-  }));
+    return seen.width == 600 && seen.height == 400 &&
+           SameColour(seen.At(0, 0), expected.At(0, 0)) &&
+           SameColour(seen.At(599, 0), expected.At(299, 0)) &&
+           SameColour(seen.At(0, 399), expected.At(0, 199)) &&
+           SameColour(seen.At(599, 399), expected.At(299, 199));
+  };
+  EXPECT_TRUE(WaitUntil([&] { return shows_corners_of(picture); }));
+  const Picture next = MakePattern(300, 200, 1);
+  target.Show(next);
+  EXPECT_TRUE(WaitUntil([&] { return shows_corners_of(next); }));
 
   const Picture smaller = MakePattern(150, 180, 2);
   view.Resize(250, 180);
