@@ -193,11 +193,16 @@ def readings(files):
     sources = [name for name in files if name.endswith(".cpp") and not name.startswith(LEFT_OUT)]
     library = windows_library()
     yield from tidy("native", [], {"src": [name for name in sources if name.startswith("src/")]})
-    # apps/ and wine/ are read by folder; elsewhere files of one folder define the same names.
+    # Each folder of apps/, and those below it, and each of wine/ are read as one; elsewhere files of one
+    # folder define the same names.
     groups = {}
     for name in sources:
         if name.startswith(("apps/", "examples/", "tools/", "wine/")):
-            group = os.path.dirname(name) if name.startswith(("apps/", "wine/")) else name
+            group = name
+            if name.startswith("apps/"):
+                group = "/".join(name.split("/")[:2])
+            elif name.startswith("wine/"):
+                group = os.path.dirname(name)
             groups.setdefault(group.replace("/", "_"), []).append(name)
     yield from tidy("mingw", [*library, *VISUAL_STUDIO], groups)
 

@@ -12,7 +12,7 @@ namespace quill_apps {
 
 namespace {
 
-constexpr char kRemedy[] = "choose another folder with --out";
+constexpr char kFolderRemedy[] = "choose another folder with --out";
 
 // std::filesystem would do, but with GCC its errors are not the system's own.
 DWORD MakeFolders(const std::filesystem::path& path) {
@@ -39,9 +39,9 @@ bool IsFrameFile(const std::filesystem::path& path) {
 OutputFolder::OutputFolder(const std::string& path) : folder_(ToWide(path)) {
   folder_.make_preferred();
   if (const DWORD error = MakeFolders(folder_); error != ERROR_SUCCESS) {
-    FailToWrite(ToUtf8(folder_.wstring()), error, kRemedy);
+    FailToWrite(ToUtf8(folder_.wstring()), error, kFolderRemedy);
   }
-  CheckWritable(folder_ / L"quill-grab-trial", kRemedy);
+  CheckWritable(folder_ / L"quill-grab-trial", kFolderRemedy);
 }
 
 size_t OutputFolder::CountFrameFiles() const {
@@ -55,7 +55,7 @@ size_t OutputFolder::CountFrameFiles() const {
 }
 
 void OutputFolder::Write(const std::string& name, std::span<const uint8_t> bytes) const {
-  WriteWholeFile(folder_ / ToWide(name), bytes, kRemedy);
+  WriteWholeFile(folder_ / ToWide(name), bytes, kFolderRemedy);
 }
 
 std::string FrameFileName(uint64_t number) {

@@ -64,7 +64,7 @@ class Cover {
   std::vector<uint32_t> weights_;
 };
 
-__m128i Weights(uint32_t pair) {
+__m128i Repeated(uint32_t pair) {
   return _mm_set1_epi32(static_cast<int32_t>(pair));
 }
 
@@ -95,7 +95,7 @@ void SumRows(const PixelView& picture, size_t first, std::span<const uint32_t> w
       const __m128i pixels[4] = {_mm_unpacklo_epi8(left, zero), _mm_unpackhi_epi8(left, zero),
                                  _mm_unpacklo_epi8(right, zero), _mm_unpackhi_epi8(right, zero)};
       for (size_t pixel = 0; pixel < 4; ++pixel) {
-        sum[pixel] = _mm_add_epi32(sum[pixel], _mm_madd_epi16(pixels[pixel], Weights(weights[i])));
+        sum[pixel] = _mm_add_epi32(sum[pixel], _mm_madd_epi16(pixels[pixel], Repeated(weights[i])));
       }
     }
     constexpr int kDropped = kWeightBits - kRowBits;
@@ -115,7 +115,7 @@ void PutPixel(const int16_t* sums, std::span<const uint32_t> weights, uint8_t* p
   for (const uint32_t pair : weights) {
     const __m128i two = _mm_loadu_si128(reinterpret_cast<const __m128i*>(sums));
     const __m128i channels = _mm_unpacklo_epi16(two, _mm_srli_si128(two, 8));
-    sum = _mm_add_epi32(sum, _mm_madd_epi16(channels, Weights(pair)));
+    sum = _mm_add_epi32(sum, _mm_madd_epi16(channels, Repeated(pair)));
     sums += 8;
   }
   const __m128i words = _mm_packs_epi32(_mm_srli_epi32(sum, kBits), sum);

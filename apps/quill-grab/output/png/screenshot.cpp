@@ -10,18 +10,18 @@ namespace quill_apps {
 
 namespace {
 
-constexpr char kRemedy[] = "choose another file with --screenshot";
+constexpr char kScreenshotRemedy[] = "choose another file with --screenshot";
 
 }  // namespace
 
 Screenshot::Screenshot(const std::string& path, const PngEncoder& encoder)
     : path_(path), encoder_(encoder) {
-  CheckWritable(ToWide(path_), kRemedy);
+  CheckWritable(ToWide(path_), kScreenshotRemedy);
 }
 
 void Screenshot::Take(FrameRecord& record, const PixelView* pixels) {
   if (is_written_) return;
-  WriteWholeFile(ToWide(path_), encoder_.Encode(*pixels), kRemedy);
+  WriteWholeFile(ToWide(path_), encoder_.Encode(*pixels), kScreenshotRemedy);
   record.file = path_;
   is_written_ = true;
 }

@@ -26,7 +26,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr char kRemedy[] = "choose another file with --report";
+constexpr char kReportRemedy[] = "choose another file with --report";
 constexpr double kRatioBinSeconds = 1.0 / 64;  // separates up to 64 polls a second at first
 constexpr size_t kRatioBins = 2048;
 constexpr double kRateBinSeconds = 1.0;
@@ -200,7 +200,7 @@ Report::Report(const std::string& path)
         "or install Chart.js (Debian: libjs-chart.js) and build again");
   }
   path_.make_preferred();
-  CheckWritable(path_, kRemedy);
+  CheckWritable(path_, kReportRemedy);
 }
 
 void Report::Take(FrameRecord& record, const PixelView* pixels) {
@@ -218,7 +218,8 @@ void Report::Finish(const RunResult& result) {
   gaps_.Mark(result.seconds);
   const std::string page =
       ReportPage({"Capture of " + result.target, SummaryText(result, kPlainChanges), Data(result)});
-  WriteWholeFile(path_, {reinterpret_cast<const uint8_t*>(page.data()), page.size()}, kRemedy);
+  WriteWholeFile(path_, {reinterpret_cast<const uint8_t*>(page.data()), page.size()},
+                 kReportRemedy);
 }
 
 std::string Report::Data(const RunResult& result) const {
