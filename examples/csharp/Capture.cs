@@ -29,8 +29,7 @@ static class Capture {
         file.Write((short)0x4D42);  // "BM"
         foreach (int field in new[] {54 + frame.Length, 0, 54, 40, (int)width, -(int)height,
                                      1 | 32 << 16, 0, 0, 0, 0, 0, 0}) file.Write(field);
-        file.Flush();
-        file.BaseStream.Write(frame);
+        file.Write(frame);
       }
     }
   }

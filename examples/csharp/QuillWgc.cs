@@ -39,13 +39,15 @@ public static class Native {
       Session s, [MarshalAs(U1)] bool on);
 }
 
-public class CaptureException : Exception { public CaptureException(string what) : base(what) {} }
+public class CaptureException : Exception {
+  public CaptureException(string message) : base(message) {}
+}
 
 // Captures a window or monitor until it is disposed of. All calls belong on one thread, without an
 // `await` between them, and the next session belongs on a new thread.
 public sealed class Session : SafeHandleZeroOrMinusOneIsInvalid {
-  // The library has only its address, which does not keep the collector from freeing it.
-  static readonly LogCallback KeepLine = Keep;
+  // In a static field, because the library's pointer does not keep the collector from freeing it.
+  static readonly LogCallback Callback = OnLogLine;
   [ThreadStatic] static string problem;  // a failing call logs on its own thread
   readonly Thread thread = Thread.CurrentThread;
 
@@ -55,46 +57,47 @@ public sealed class Session : SafeHandleZeroOrMinusOneIsInvalid {
   public Session(IntPtr target, bool isMonitor = false) : base(true) {
     // The library's own answer would be an exception that ends the process.
     Check(thread.GetApartmentState() != ApartmentState.STA, "this thread is [STAThread]");
-    Native.wgc_register_logger(KeepLine);
+    Native.wgc_register_logger(Callback);
     SetHandle(isMonitor ? Native.wgc_session_create2(target) : Native.wgc_session_create(target));
     Check(!IsInvalid, "no session could be created");
     if (Native.wgc_session_start(this)) return;
     Dispose();
-    Check(false, "capture could not start" + problem);
+    throw new CaptureException("capture could not start" + problem);
   }
 
-  // The latest frame, empty before the first: rows from top to bottom, four bytes a pixel, blue first.
+  // The latest frame, empty before the first: rows from the top, four bytes a pixel, blue first.
   // The memory is the session's and holds this frame until the next call or the session's end.
-  public unsafe ReadOnlySpan<byte> Frame(out uint width, out uint height) =>
-      Native.wgc_get_recent_frame(Own(), out var frame, IntPtr.Zero, out width, out height, out _)
-          ? new ReadOnlySpan<byte>(frame.ToPointer(), checked((int)(width * height * 4)))
-          : default(ReadOnlySpan<byte>);
+  public unsafe ReadOnlySpan<byte> Frame(out uint width, out uint height) {
+    if (!Native.wgc_get_recent_frame(CheckThread(), out var frame, IntPtr.Zero, out width,
+                                     out height, out _)) return default;
+    return new ReadOnlySpan<byte>(frame.ToPointer(), checked((int)(width * height * 4)));
+  }
 
   // The share of the picture that the last frame changed; 0 until the next frame.
-  public float UpdateRatio() => Native.wgc_get_update_ratio(Own());
+  public float UpdateRatio() => Native.wgc_get_update_ratio(CheckThread());
   public bool IsRunning => Native.wgc_get_status(this);  // any thread
   public void DetectChanges(bool on) => Native.wgc_set_dirty_rect(this, on);  // any thread
   public void DrawCursor(bool on) =>
-      Check(Native.wgc_enable_cursor(Own(), on), "the cursor cannot be drawn" + problem);
+      Check(Native.wgc_enable_cursor(CheckThread(), on), "the cursor cannot be drawn" + problem);
   public void ShowBorder(bool on) =>
-      Check(Native.wgc_show_border(Own(), on), "the border cannot be hidden" + problem);
+      Check(Native.wgc_show_border(CheckThread(), on), "the border cannot be hidden" + problem);
 
   protected override void Dispose(bool disposing) {
-    if (disposing) Own();
+    if (disposing) CheckThread();
     base.Dispose(disposing);
   }
-  // Finalizers run on another thread, where the session must not end: then it stays.
+  // Finalizers run on another thread, where a session must not end: it lives on with the process.
   protected override bool ReleaseHandle() {
     if (Thread.CurrentThread == thread) Native.wgc_session_destroy(handle);
     return Thread.CurrentThread == thread;
   }
 
-  Session Own() => Thread.CurrentThread == thread
+  Session CheckThread() => Thread.CurrentThread == thread
       ? this : throw new CaptureException("the session belongs to another thread");
-  static void Keep(int level, string line, UIntPtr length) {
+  static void OnLogLine(int level, string line, UIntPtr length) {
     if (level > 1) problem = ": " + line;
     Logged?.Invoke(level, line);
   }
-  static void Check(bool done, string what) { if (!done) throw new CaptureException(what); }
+  static void Check(bool done, string message) { if (!done) throw new CaptureException(message); }
 }
 }
