@@ -56,7 +56,7 @@ extern "C" fn keep_problem(level: i32, text: *const c_char, _length: usize) {
 }
 
 pub fn check(done: bool, what: &str) -> Result<()> {
-    done.then(|| ()).ok_or_else(|| what.into())
+    done.then_some(()).ok_or_else(|| what.into())
 }
 
 fn found(name: &str, address: Handle) -> Result<Handle> {
