@@ -181,6 +181,8 @@ def go(source):
 
     found = dict.fromkeys(re.search(r"strings\.Fields\(`(.*?)`\)", source, re.DOTALL)[1].split())
     nested = r"((?:[^()]|\((?:[^()]|\([^()]*\))*\))*)"
+    if "return result&0xff != 0 }" not in source:
+        raise ValueError("quill_wgc.go takes more than a byte for a bool")
     calls = re.findall(rf'(IsTrue\(|, _, _ := |)Functions\[(\w+|"\w+")\]\.Call\({nested}\)', source)
     if len(calls) != source.count("].Call("):
         raise ValueError("quill_wgc.go calls functions in another form")
@@ -250,6 +252,7 @@ BINDINGS = {
         ('["wgc_session_destroy"].Call(uintptr(s))', '["wgc_session_destroy"].Call()'),
         ("width, height uint32)", "width, height uint16)"),
         ("var cursor bool", "var cursor int32"),
+        ("result&0xff != 0", "result != 0"),
         ("text *byte, length uintptr", "text *byte, length uint32"),
     ]),
 }
