@@ -58,7 +58,7 @@ std::string Help() {
 }
 
 std::string InvalidOptions(const ViewOptions& options) {
-  if (const std::string invalid = InvalidTarget(options); !invalid.empty()) return invalid;
+  if (std::string invalid = InvalidTarget(options); !invalid.empty()) return invalid;
   if (std::isnan(options.seconds)) return "--seconds needs a number";  // it is in every range
   if (!options.list && !HasTarget(options)) return kNoTarget;
   return "";

@@ -84,7 +84,7 @@ std::optional<Target> Viewer::Run() {
 // Frames come as messages of this thread. A view that nobody sees takes no more of them than keep
 // the queue short.
 void Viewer::WaitForSomething() const {
-  constexpr DWORD kIdleMs = static_cast<DWORD>(kCheckSeconds * 1e3);
+  constexpr auto kIdleMs = static_cast<DWORD>(kCheckSeconds * 1e3);
   const HANDLE changed = window_.changed();
   if (window_.client() == FrameSize{}) {
     WaitForSingleObject(changed, kIdleMs);
@@ -161,7 +161,8 @@ std::string Viewer::FiguresText() {
   const FrameSize size = picture_.size();
   std::string text = Format("%u x %u\n", size.width, size.height) + figures_.Text(clock_.Now());
   if (options_.tiles) {
-    text += Format("\nupdate ratio %.4f, %zu tiles of 32 x 32", ratio_, changed_tiles_);
+    text += Format("\nupdate ratio %.4f, %zu tiles of %u x %u", ratio_, changed_tiles_, kTileSize,
+                   kTileSize);
   }
   return text;
 }

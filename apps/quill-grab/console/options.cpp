@@ -184,7 +184,7 @@ std::string InvalidFile(const Options& options) {
 // Values that the parser accepts but that make no sense: an empty --title matches every window, and
 // NaN is in every range.
 std::string InvalidValue(const Options& options) {
-  if (const std::string invalid = InvalidTarget(options); !invalid.empty()) return invalid;
+  if (std::string invalid = InvalidTarget(options); !invalid.empty()) return invalid;
   if (options.out == "") return "--out needs a folder";
   if (std::isnan(options.fps)) return "--fps needs a number";
   if (std::isnan(options.seconds)) return "--seconds needs a number";
