@@ -16,7 +16,7 @@ namespace {
 
 constexpr wchar_t kClassName[] = L"QuillViewWindow";
 constexpr UINT kUpdateTitle = WM_APP + 1;
-constexpr UINT kFitPicture = WM_APP + 2;
+constexpr UINT kFitFirstPicture = WM_APP + 2;
 constexpr UINT_PTR kCloseTimer = 1;
 constexpr DWORD kStyle = WS_OVERLAPPEDWINDOW;
 
@@ -25,11 +25,11 @@ FrameSize SizeOf(const RECT& area) {
           static_cast<uint32_t>(std::max(area.bottom - area.top, 0L))};
 }
 
-// The part of the window's monitor that task bars leave.
-RECT WorkArea(HWND window) {
+// The part of the monitor that task bars leave.
+RECT WorkArea(HMONITOR monitor) {
   MONITORINFO info{};
   info.cbSize = sizeof info;
-  GetMonitorInfoW(MonitorFromWindow(window, MONITOR_DEFAULTTONEAREST), &info);
+  GetMonitorInfoW(monitor, &info);
   return info.rcWork;
 }
 
@@ -63,27 +63,28 @@ void ViewWindow::Fit(const FrameSize& picture) {
   RECT frame{};
   AdjustWindowRectExForDpi(&frame, kStyle, FALSE, 0, dpi_);
   const FrameSize frame_size = SizeOf(frame);
-  const RECT work = WorkArea(window_);
+  const RECT work = WorkArea(MonitorFromWindow(window_, MONITOR_DEFAULTTONEAREST));
   const FrameSize work_size = SizeOf(work);
   const uint32_t chart = has_chart_ ? kChartHeight : 0;
   const FrameSize room{
       std::max(work_size.width, frame_size.width + 1) - frame_size.width,
       std::max(work_size.height, frame_size.height + chart + 1) - frame_size.height - chart};
-  const FrameSize client = ClientFor(ShrunkToFit(picture, room), has_chart_);
-  const int width = static_cast<int>(client.width + frame_size.width);
-  const int height = static_cast<int>(client.height + frame_size.height);
+  const FrameSize wanted = ClientFor(ShrunkToFit(picture, room), has_chart_);
+  const int width = static_cast<int>(wanted.width + frame_size.width);
+  const int height = static_cast<int>(wanted.height + frame_size.height);
   if (IsZoomed(window_)) ShowWindow(window_, SW_RESTORE);
   RECT place;
   GetWindowRect(window_, &place);
   const LONG left = std::max(std::min(place.left, work.right - width), work.left);
   const LONG top = std::max(std::min(place.top, work.bottom - height), work.top);
   SetWindowPos(window_, nullptr, left, top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
+  fitted_client_ = client();
 }
 
 void ViewWindow::MoveBeside(const RECT& rectangle) {
   RECT place;
   GetWindowRect(window_, &place);
-  const RECT work = WorkArea(window_);
+  const RECT work = WorkArea(MonitorFromRect(&rectangle, MONITOR_DEFAULTTONEAREST));
   const LONG width = place.right - place.left;
   if (rectangle.right + width <= work.right) {
     place.left = rectangle.right;
@@ -131,7 +132,7 @@ void ViewWindow::SetTitle(const std::string& title) {
 
 void ViewWindow::SetPicture(const FrameSize& picture) {
   const std::lock_guard lock(mutex_);
-  if (picture_ == FrameSize{}) PostMessageW(window_, kFitPicture, 0, 0);
+  if (picture_ == FrameSize{}) PostMessageW(window_, kFitFirstPicture, 0, 0);
   picture_ = picture;
 }
 
@@ -188,13 +189,9 @@ LRESULT ViewWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       SetWindowTextW(window_, title_.c_str());
       return 0;
     }
-    case kFitPicture: {
-      std::unique_lock lock(mutex_);
-      const FrameSize picture = picture_;
-      lock.unlock();
-      if (picture != FrameSize{}) Fit(picture);
+    case kFitFirstPicture:
+      if (client() == fitted_client_) FitToPicture();
       return 0;
-    }
     case WM_TIMER:
     case WM_CLOSE:
       KillTimer(window_, kCloseTimer);
@@ -215,7 +212,7 @@ void ViewWindow::HandleCharacter(wchar_t character) {
       NoteChange();
       break;
     case L'1':
-      SendMessageW(window_, kFitPicture, 0, 0);
+      FitToPicture();
       break;
     case L't':
     case L'T':
@@ -224,6 +221,13 @@ void ViewWindow::HandleCharacter(wchar_t character) {
     default:
       break;
   }
+}
+
+void ViewWindow::FitToPicture() {
+  std::unique_lock lock(mutex_);
+  const FrameSize picture = picture_;
+  lock.unlock();
+  if (picture != FrameSize{}) Fit(picture);
 }
 
 void ViewWindow::SetOnTop(bool on_top) {

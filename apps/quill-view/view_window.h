@@ -52,7 +52,8 @@ class ViewWindow {
   HANDLE changed() const { return changed_; }
 
   void SetTitle(const std::string& title);
-  // What the key 1 fits the window to. The first call does it at once.
+  // What the key 1 fits the window to. The first call does it, too, unless the user has changed the
+  // size by then.
   void SetPicture(const FrameSize& picture);
   void Close();
 
@@ -60,6 +61,7 @@ class ViewWindow {
   static LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam);
   void HandleCharacter(wchar_t character);
+  void FitToPicture();
   void SetOnTop(bool on_top);
   void NoteChange();
 
@@ -67,6 +69,7 @@ class ViewWindow {
   const HANDLE changed_;
   HWND window_ = nullptr;
   bool is_on_top_ = false;
+  FrameSize fitted_client_{};  // after the last Fit
 
   std::atomic<uint64_t> client_{0};  // width in the low half, height in the high
   std::atomic<UINT> dpi_{96};
