@@ -260,8 +260,9 @@ class Probe {
  public:
   explicit Probe(const Host& host) {
     HANDLE in = nullptr;
-    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
-    EXPECT_TRUE(CreatePipe(&in, &input_, &inheritable, 0));
+    EXPECT_TRUE(CreatePipe(&in, &input_, nullptr, 0));
+    // Not input_: the other probes would hold it, and this one's input would not end.
+    EXPECT_TRUE(SetHandleInformation(in, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT));
     process_ = Start(host, host.probe, ProgramFolder(), L"\"Quill pattern\"", {.in = in});
     CloseHandle(in);
   }
