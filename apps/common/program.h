@@ -15,6 +15,7 @@
 #include "common/console.h"
 #include "common/error.h"
 #include "common/library.h"
+#include "common/parsed.h"
 #include "common/targets.h"
 
 namespace quill_apps {
@@ -46,6 +47,16 @@ Library LoadSupportedLibrary();
 
 // Throws ToolError.
 CaptureSession StartCapture(const Library& library, const Target& target, const Switches& switches);
+
+// Whether a program is to capture. If not, this has printed the help, the version or the list of
+// targets. Throws the error of a wrong command line.
+template <typename Options>
+bool ShallRun(const Parsed<Options>& parsed, Console& console) {
+  if (parsed.is_error) throw ToolError(ExitCode::kUsage, parsed.text);
+  if (parsed.options && !parsed.options->list) return true;
+  console.PrintLine(parsed.options ? FormatLists(ListWindows(), ListMonitors()) : parsed.text);
+  return false;
+}
 
 // The arguments of wmain in UTF-8, without the program's name.
 std::vector<std::string> Arguments(int argc, wchar_t** argv);

@@ -146,15 +146,7 @@ ExitCode Capture(const Options& options, Console& console) {
 
 ExitCode Run(std::vector<std::string> arguments, Console& console) {
   const ParseResult parsed = ParseOptions(std::move(arguments));
-  if (parsed.is_error) throw ToolError(ExitCode::kUsage, parsed.text);
-  if (!parsed.options) {
-    console.PrintLine(parsed.text);
-    return ExitCode::kOk;
-  }
-  if (parsed.options->list) {
-    console.PrintLine(FormatLists(ListWindows(), ListMonitors()));
-    return ExitCode::kOk;
-  }
+  if (!ShallRun(parsed, console)) return ExitCode::kOk;
   return Capture(*parsed.options, console);
 }
 

@@ -128,15 +128,7 @@ ExitCode View(const ViewOptions& options, Console& console) {
 
 ExitCode Run(std::vector<std::string> arguments, Console& console) {
   const ViewParseResult parsed = ParseViewOptions(std::move(arguments));
-  if (parsed.is_error) throw ToolError(ExitCode::kUsage, parsed.text);
-  if (!parsed.options) {
-    console.PrintLine(parsed.text);
-    return ExitCode::kOk;
-  }
-  if (parsed.options->list) {
-    console.PrintLine(FormatLists(ListWindows(), ListMonitors()));
-    return ExitCode::kOk;
-  }
+  if (!ShallRun(parsed, console)) return ExitCode::kOk;
   return View(*parsed.options, console);
 }
 

@@ -4,6 +4,7 @@
 #include "quill-view/screen.h"
 
 #include "common/error.h"
+#include "common/swap_chain.h"
 #include "quill-view/shaders/LayerShaders.h"
 
 namespace quill_apps {
@@ -14,8 +15,6 @@ using Microsoft::WRL::ComPtr;
 
 constexpr ResultCheck kCheck{ExitCode::kCaptureFailed, "the view could not be drawn",
                              "start it again"};
-constexpr DXGI_FORMAT kFormat = DXGI_FORMAT_B8G8R8A8_UNORM;
-constexpr UINT kBuffers = 2;
 
 // The buffer b0 of LayerVS.
 struct LayerConstants {
@@ -58,7 +57,7 @@ ID3D11ShaderResourceView* Layer::view() {
 void Layer::EnsureOwnTexture() {
   if (own_size_ == size_) return;
   own_size_ = {};
-  const CD3D11_TEXTURE2D_DESC description(kFormat, size_.width, size_.height, 1, 1);
+  const CD3D11_TEXTURE2D_DESC description(kSwapChainFormat, size_.width, size_.height, 1, 1);
   kCheck(device_->CreateTexture2D(&description, nullptr, own_.ReleaseAndGetAddressOf()),
          "CreateTexture2D");
   kCheck(device_->CreateShaderResourceView(own_.Get(), nullptr, view_.ReleaseAndGetAddressOf()),
@@ -66,9 +65,13 @@ void Layer::EnsureOwnTexture() {
   own_size_ = size_;
 }
 
-Screen::Screen(ID3D11Device* device, HWND window) : device_(device) {
+Screen::Screen(ID3D11Device* device, HWND window)
+    : client_{1, 1}, device_(device), swap_chain_(MakeSwapChain(device, window, client_, kCheck)) {
   device->GetImmediateContext(&context_);
-  MakeSwapChain(device, window);
+  // Alt+Enter would change the mode of the display.
+  ComPtr<IDXGIFactory> factory;
+  kCheck(swap_chain_->GetParent(IID_PPV_ARGS(&factory)), "GetParent");
+  factory->MakeWindowAssociation(window, DXGI_MWA_NO_ALT_ENTER);
   MakePipeline(device);
 }
 
@@ -78,34 +81,6 @@ Screen::~Screen() {
   back_buffer_.Reset();
   swap_chain_.Reset();
   context_->Flush();
-}
-
-void Screen::MakeSwapChain(ID3D11Device* device, HWND window) {
-  ComPtr<IDXGIDevice1> dxgi_device;
-  kCheck(device->QueryInterface(IID_PPV_ARGS(&dxgi_device)), "QueryInterface");
-  // A picture that waits behind others would be late by as many refreshes.
-  dxgi_device->SetMaximumFrameLatency(1);
-  ComPtr<IDXGIAdapter> adapter;
-  kCheck(dxgi_device->GetAdapter(&adapter), "GetAdapter");
-  ComPtr<IDXGIFactory2> factory;
-  kCheck(adapter->GetParent(IID_PPV_ARGS(&factory)), "GetParent");
-
-  DXGI_SWAP_CHAIN_DESC1 description{};
-  client_ = {1, 1};
-  description.Width = client_.width;
-  description.Height = client_.height;
-  description.Format = kFormat;
-  description.SampleDesc.Count = 1;
-  description.BufferUsage = DXGI_USAGE_RENDER_TARGET_OUTPUT;
-  description.BufferCount = kBuffers;
-  description.Scaling = DXGI_SCALING_NONE;
-  description.SwapEffect = DXGI_SWAP_EFFECT_FLIP_DISCARD;
-  description.AlphaMode = DXGI_ALPHA_MODE_IGNORE;  // frames have any alpha
-  kCheck(
-      factory->CreateSwapChainForHwnd(device, window, &description, nullptr, nullptr, &swap_chain_),
-      "CreateSwapChainForHwnd");
-  // Alt+Enter would change the mode of the display.
-  factory->MakeWindowAssociation(window, DXGI_MWA_NO_ALT_ENTER);
 }
 
 void Screen::MakePipeline(ID3D11Device* device) {
@@ -131,7 +106,8 @@ void Screen::MakePipeline(ID3D11Device* device) {
 void Screen::Begin(const FrameSize& client, bool is_covered) {
   context_->ClearState();
   if (client != client_) {
-    kCheck(swap_chain_->ResizeBuffers(kBuffers, client.width, client.height, kFormat, 0),
+    kCheck(swap_chain_->ResizeBuffers(kSwapChainBuffers, client.width, client.height,
+                                      kSwapChainFormat, 0),
            "ResizeBuffers");
     client_ = client;
   }

@@ -66,12 +66,11 @@ class Screen {
   void Present();
 
  private:
-  void MakeSwapChain(ID3D11Device* device, HWND window);
   void MakePipeline(ID3D11Device* device);
   void DrawQuad(Layer& layer, const Area& area, ID3D11SamplerState* sampler,
                 ID3D11BlendState* blend);
 
-  FrameSize client_{};  // of the swap chain's buffers
+  FrameSize client_;  // of the swap chain's buffers
   Microsoft::WRL::ComPtr<ID3D11Device> device_;
   Microsoft::WRL::ComPtr<ID3D11DeviceContext> context_;
   Microsoft::WRL::ComPtr<IDXGISwapChain1> swap_chain_;

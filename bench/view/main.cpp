@@ -7,7 +7,6 @@
 #include <windows.h>
 
 #include <d3d11.h>
-#include <dxgi1_2.h>
 #include <wrl/client.h>
 
 #include <algorithm>
@@ -18,6 +17,7 @@
 #include <vector>
 
 #include "common/error.h"
+#include "common/swap_chain.h"
 #include "quill-view/layout.h"
 #include "quill-view/screen.h"
 
@@ -50,29 +50,6 @@ ComPtr<ID3D11Texture2D> MakeFrame(ID3D11Device* device, const FrameSize& size) {
   return frame;
 }
 
-ComPtr<IDXGISwapChain1> MakeSwapChain(ID3D11Device* device, HWND window, const FrameSize& size) {
-  ComPtr<IDXGIDevice> dxgi_device;
-  kCheck(device->QueryInterface(IID_PPV_ARGS(&dxgi_device)), "QueryInterface");
-  ComPtr<IDXGIAdapter> adapter;
-  kCheck(dxgi_device->GetAdapter(&adapter), "GetAdapter");
-  ComPtr<IDXGIFactory2> factory;
-  kCheck(adapter->GetParent(IID_PPV_ARGS(&factory)), "GetParent");
-  DXGI_SWAP_CHAIN_DESC1 description{};
-  description.Width = size.width;
-  description.Height = size.height;
-  description.Format = DXGI_FORMAT_B8G8R8A8_UNORM;
-  description.SampleDesc.Count = 1;
-  description.BufferUsage = DXGI_USAGE_RENDER_TARGET_OUTPUT;
-  description.BufferCount = 2;
-  description.Scaling = DXGI_SCALING_NONE;
-  description.SwapEffect = DXGI_SWAP_EFFECT_FLIP_DISCARD;
-  ComPtr<IDXGISwapChain1> swap_chain;
-  kCheck(
-      factory->CreateSwapChainForHwnd(device, window, &description, nullptr, nullptr, &swap_chain),
-      "CreateSwapChainForHwnd");
-  return swap_chain;
-}
-
 // Waits until the GPU has done all that it was given.
 void Finish(ID3D11Device* device, ID3D11DeviceContext* context) {
   const CD3D11_QUERY_DESC description(D3D11_QUERY_EVENT);
@@ -101,7 +78,7 @@ void Measure(ID3D11Device* device, ID3D11DeviceContext* context, const FrameSize
   const HWND view_window = MakeWindow(size);
   {
     const ComPtr<ID3D11Texture2D> frame = MakeFrame(device, size);
-    const ComPtr<IDXGISwapChain1> swap_chain = MakeSwapChain(device, bare_window, size);
+    const ComPtr<IDXGISwapChain1> swap_chain = MakeSwapChain(device, bare_window, size, kCheck);
     Screen screen(device, view_window);
     Layer picture(device);
     const auto show_bare = [&] {

@@ -4,12 +4,12 @@
 #include "quill-check/scene/painter.h"
 
 #include <d3d11.h>
-#include <dxgi1_3.h>
 #include <wrl/client.h>
 
 #include <vector>
 
 #include "common/error.h"
+#include "common/swap_chain.h"
 #include "quill-check/scene/pattern.h"
 
 namespace quill_apps {
@@ -27,33 +27,14 @@ class SwapChainPainter : public Painter {
   SwapChainPainter(HWND window, FrameSize size) : size_(size) {
     ComPtr<ID3D11Device> device = MakeDevice();
     device->GetImmediateContext(&context_);
-    ComPtr<IDXGIDevice1> dxgi_device;
-    kCheck(device.As(&dxgi_device), "QueryInterface");
-    // A picture that waits behind others would be late by as many refreshes.
-    dxgi_device->SetMaximumFrameLatency(1);
-    ComPtr<IDXGIAdapter> adapter;
-    kCheck(dxgi_device->GetAdapter(&adapter), "GetAdapter");
-    ComPtr<IDXGIFactory2> factory;
-    kCheck(adapter->GetParent(IID_PPV_ARGS(&factory)), "GetParent");
-
-    DXGI_SWAP_CHAIN_DESC1 description{};
-    description.Width = size.width;
-    description.Height = size.height;
-    description.Format = kFormat;
-    description.SampleDesc.Count = 1;
-    description.BufferUsage = DXGI_USAGE_RENDER_TARGET_OUTPUT;
-    description.BufferCount = kBuffers;
-    description.Scaling = DXGI_SCALING_NONE;
-    description.SwapEffect = DXGI_SWAP_EFFECT_FLIP_DISCARD;
-    kCheck(factory->CreateSwapChainForHwnd(device.Get(), window, &description, nullptr, nullptr,
-                                           &swap_chain_),
-           "CreateSwapChainForHwnd");
+    swap_chain_ = MakeSwapChain(device.Get(), window, size, kCheck);
   }
 
   void Resize(FrameSize size) override {
     size_ = size;
-    kCheck(swap_chain_->ResizeBuffers(kBuffers, size.width, size.height, kFormat, 0),
-           "ResizeBuffers");
+    kCheck(
+        swap_chain_->ResizeBuffers(kSwapChainBuffers, size.width, size.height, kSwapChainFormat, 0),
+        "ResizeBuffers");
   }
 
   void Draw(uint32_t counter) override {
@@ -74,9 +55,6 @@ class SwapChainPainter : public Painter {
   }
 
  private:
-  static constexpr DXGI_FORMAT kFormat = DXGI_FORMAT_B8G8R8A8_UNORM;
-  static constexpr UINT kBuffers = 2;
-
   static ComPtr<ID3D11Device> MakeDevice() {
     ComPtr<ID3D11Device> device;
     HRESULT result = E_FAIL;
