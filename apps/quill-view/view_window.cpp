@@ -87,9 +87,9 @@ void ViewWindow::MoveBeside(const RECT& rectangle) {
   const RECT work = WorkArea(MonitorFromRect(&rectangle, MONITOR_DEFAULTTONEAREST));
   const LONG width = place.right - place.left;
   if (rectangle.right + width <= work.right) {
-    place.left = rectangle.right;
+    place.left = std::max(rectangle.right, work.left);
   } else if (rectangle.left - width >= work.left) {
-    place.left = rectangle.left - width;
+    place.left = std::min(rectangle.left, work.right) - width;
   } else {
     return;
   }

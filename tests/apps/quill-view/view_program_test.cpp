@@ -15,6 +15,7 @@
 #include "common/program.h"
 #include "common/tile_comparison.h"
 #include "quill-view/tiles.h"
+#include "quill-view/view_window.h"
 #include "support/desktop.h"
 #include "support/own_thread.h"
 #include "support/pattern_window.h"
@@ -413,6 +414,29 @@ TEST(QuillViewTest, ViewThatIsInItsOwnPictureShowsItselfAndCanBeClosed) {
   const ULONGLONG begin = GetTickCount64();
   EXPECT_EQ(view.Close().exit_code, 0u);
   EXPECT_LT(GetTickCount64() - begin, 5000u);
+}
+
+TEST(ViewWindowTest, WindowStandsBesideTheRectangleWholeOnItsMonitor) {
+  ViewWindow window("Quill view", false, false);
+  window.Fit({320, 200});
+  MONITORINFO info{};
+  info.cbSize = sizeof info;
+  GetMonitorInfoW(MonitorFromWindow(window.handle(), MONITOR_DEFAULTTOPRIMARY), &info);
+  const RECT work = info.rcWork;
+  const auto place_beside = [&](LONG left, LONG right) {
+    const RECT rectangle{left, work.top + 10, right, work.top + 110};
+    window.MoveBeside(rectangle);
+    RECT place;
+    GetWindowRect(window.handle(), &place);
+    EXPECT_EQ(place.top, rectangle.top);
+    return place;
+  };
+  EXPECT_EQ(place_beside(work.left + 50, work.left + 150).left, work.left + 150);
+  EXPECT_EQ(place_beside(work.right - 150, work.right - 50).right, work.right - 150);
+  // Off the screen.
+  if (GetSystemMetrics(SM_CMONITORS) > 1) return;
+  EXPECT_EQ(place_beside(work.left - 150, work.left - 50).left, work.left);
+  EXPECT_EQ(place_beside(work.right + 50, work.right + 150).right, work.right);
 }
 
 TEST(QuillViewTest, EndsByItselfAfterTheGivenTime) {
