@@ -155,8 +155,10 @@ LRESULT CALLBACK ViewWindow::WindowProcedure(HWND window, UINT message, WPARAM w
 LRESULT ViewWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
   switch (message) {
     case WM_SIZE: {
-      const bool is_minimised = wparam == SIZE_MINIMIZED;
-      client_ = is_minimised ? 0 : uint64_t{HIWORD(lparam)} << 32 | LOWORD(lparam);
+      const uint64_t width = LOWORD(lparam);
+      const uint64_t height = HIWORD(lparam);
+      const bool is_empty = wparam == SIZE_MINIMIZED || width == 0 || height == 0;
+      client_ = is_empty ? 0 : height << 32 | width;
       NoteChange();
       return 0;
     }

@@ -39,7 +39,7 @@ class ViewWindow {
   // For any thread.
 
   HWND handle() const { return window_; }
-  // In pixels; 0 x 0 while the window is minimised.
+  // In pixels; 0 x 0 when there is none of it, as while the window is minimised.
   FrameSize client() const;
   UINT dpi() const { return dpi_; }
   bool shows_figures() const { return shows_figures_; }

@@ -65,10 +65,13 @@ std::optional<Target> Viewer::Run() {
     }
     const std::string message = Message();
     must_draw = must_draw || window_.revision() != drawn_revision || message_.text() != message;
-    if (must_draw && window_.client() != FrameSize{}) {
-      drawn_revision = window_.revision();
+    // The revision first: what changes after it is drawn the next time.
+    const uint32_t revision = window_.revision();
+    const FrameSize client = window_.client();
+    if (must_draw && client != FrameSize{}) {
+      drawn_revision = revision;
       message_.Set(message, window_.dpi());
-      Draw();
+      Draw(client);
       const double handed_over = clock_.Now();
       screen_.Present();
       if (has_new_frame) {
@@ -167,8 +170,7 @@ std::string Viewer::FiguresText() {
   return text;
 }
 
-void Viewer::Draw() {
-  const FrameSize client = window_.client();
+void Viewer::Draw(const FrameSize& client) {
   const bool has_picture = picture_.size() != FrameSize{};
   const Layout layout = has_picture ? LayOut(client, picture_.size(), options_.tiles) : Layout{};
   screen_.Begin(client, layout.picture_size == client);

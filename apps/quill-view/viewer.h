@@ -61,7 +61,8 @@ class Viewer {
   std::optional<Target> FindNext() const;
   std::string Message();
   std::string FiguresText();
-  void Draw();
+  // client: not empty.
+  void Draw(const FrameSize& client);
   void DrawTilesAndChart(const Layout& layout);
 
   const Target& target_;

@@ -439,6 +439,22 @@ TEST(ViewWindowTest, WindowStandsBesideTheRectangleWholeOnItsMonitor) {
   EXPECT_EQ(place_beside(work.right + 50, work.right + 150).right, work.right);
 }
 
+// So low that only the title bar is left.
+TEST(ViewWindowTest, ClientAreaWithoutHeightHasNoWidthEither) {
+  ViewWindow window("Quill view", false, false);
+  window.Fit({320, 200});
+  EXPECT_EQ(window.client(), (FrameSize{320, 200}));
+  RECT place;
+  GetWindowRect(window.handle(), &place);
+  SetWindowPos(window.handle(), nullptr, 0, 0, place.right - place.left,
+               place.bottom - place.top - 200, SWP_NOMOVE | SWP_NOZORDER);
+  RECT client;
+  GetClientRect(window.handle(), &client);
+  ASSERT_EQ(client.right, 320);
+  ASSERT_EQ(client.bottom, 0);
+  EXPECT_EQ(window.client(), FrameSize{});
+}
+
 TEST(QuillViewTest, EndsByItselfAfterTheGivenTime) {
   const Target target(MakePattern(100, 80));
   const ProcessResult result =
