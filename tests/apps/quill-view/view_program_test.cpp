@@ -411,9 +411,7 @@ TEST(QuillViewTest, ViewThatIsInItsOwnPictureShowsItselfAndCanBeClosed) {
     last = std::move(seen);
     return ++changes == 4;
   }));
-  const ULONGLONG begin = GetTickCount64();
   EXPECT_EQ(view.Close().exit_code, 0u);
-  EXPECT_LT(GetTickCount64() - begin, 5000u);
 }
 
 TEST(ViewWindowTest, WindowStandsBesideTheRectangleWholeOnItsMonitor) {
