@@ -66,20 +66,27 @@ class Canvas {
 
 }  // namespace
 
-Bitmap DrawLabel(const std::string& text, UINT dpi) {
-  constexpr UINT kFormat = DT_LEFT | DT_NOPREFIX | DT_EXPANDTABS;
+Bitmap DrawLabel(const std::string& text, UINT dpi, uint32_t most_width) {
+  UINT format = DT_LEFT | DT_NOPREFIX | DT_EXPANDTABS;
   std::wstring wide = ToWide(text);
   const int length = static_cast<int>(wide.size());
   const int margin = MulDiv(kMarginDpi96, static_cast<int>(dpi), 96);
   Canvas canvas(dpi);
+  const int most_text = std::max(static_cast<int>(most_width) - 2 * margin, 1);
   RECT area{};
-  DrawTextW(canvas.dc(), wide.data(), length, &area, kFormat | DT_CALCRECT);
+  DrawTextW(canvas.dc(), wide.data(), length, &area, format | DT_CALCRECT);
+  if (area.right > most_text) {
+    format |= DT_WORDBREAK;
+    area = {0, 0, most_text, 0};
+    DrawTextW(canvas.dc(), wide.data(), length, &area, format | DT_CALCRECT);
+    area.right = std::min<LONG>(area.right, most_text);
+  }
   const int width = area.right + 2 * margin;
   const int height = area.bottom + 2 * margin;
   const uint32_t* const drawn = canvas.MakeBitmap(width, height);
   if (drawn == nullptr) return Bitmap({1, 1});
   OffsetRect(&area, margin, margin);
-  DrawTextW(canvas.dc(), wide.data(), length, &area, kFormat);
+  DrawTextW(canvas.dc(), wide.data(), length, &area, format);
   GdiFlush();
   Bitmap label({static_cast<uint32_t>(width), static_cast<uint32_t>(height)});
   std::transform(drawn, drawn + label.pixels.size(), label.pixels.begin(), [](uint32_t pixel) {

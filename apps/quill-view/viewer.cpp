@@ -27,11 +27,12 @@ constexpr ResultCheck kDeviceCheck{ExitCode::kCaptureFailed, "the graphics devic
 
 }  // namespace
 
-void Label::Set(const std::string& text, UINT dpi) {
-  if (text == text_ && dpi == dpi_) return;
+void Label::Set(const std::string& text, UINT dpi, uint32_t width) {
+  if (text == text_ && dpi == dpi_ && width == width_) return;
   text_ = text;
   dpi_ = dpi;
-  if (!text.empty()) layer_.Upload(DrawLabel(text, dpi).view());
+  width_ = width;
+  if (!text.empty()) layer_.Upload(DrawLabel(text, dpi, width).view());
 }
 
 Viewer::Viewer(const Library& library, const Target& target, const ViewOptions& options,
@@ -70,7 +71,7 @@ std::optional<Target> Viewer::Run() {
     const FrameSize client = window_.client();
     if (must_draw && client != FrameSize{}) {
       drawn_revision = revision;
-      message_.Set(message, window_.dpi());
+      message_.Set(message, window_.dpi(), client.width);
       Draw(client);
       const double handed_over = clock_.Now();
       screen_.Present();
@@ -178,7 +179,7 @@ void Viewer::Draw(const FrameSize& client) {
   if (has_picture && options_.tiles) DrawTilesAndChart(layout);
   std::string corner = window_.shows_figures() ? FiguresText() : "";
   if (window_.shows_help()) corner += (corner.empty() ? "" : "\n\n") + std::string(kKeyHelp);
-  corner_.Set(corner, window_.dpi());
+  corner_.Set(corner, window_.dpi(), client.width);
   if (corner_.is_shown()) {
     screen_.Blend(corner_.layer(), AreaAt(0, 0, corner_.layer().size()));
   }

@@ -26,8 +26,8 @@ class Label {
  public:
   explicit Label(ID3D11Device* device) : layer_(device) {}
 
-  // An empty text hides the label.
-  void Set(const std::string& text, UINT dpi);
+  // An empty text hides the label. width: that of the client area, within which it stays.
+  void Set(const std::string& text, UINT dpi, uint32_t width);
   const std::string& text() const { return text_; }
   bool is_shown() const { return !text_.empty(); }
   Layer& layer() { return layer_; }
@@ -36,6 +36,7 @@ class Label {
   Layer layer_;
   std::string text_;
   UINT dpi_ = 0;
+  uint32_t width_ = 0;
 };
 
 // Captures one target and draws its frames in the view's window. All of it, from construction to

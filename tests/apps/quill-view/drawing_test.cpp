@@ -137,16 +137,26 @@ TEST(FiguresTest, SummaryIsAboutAllFrames) {
 
 // The colours are multiplied by alpha, so none is above it.
 TEST(LabelTest, TextIsWhiteOnHalfTransparentBlackAndLargerAtAHigherDpi) {
-  const Bitmap label = DrawLabel("Quill\nview", 96);
+  const Bitmap label = DrawLabel("Quill\nview", 96, 1000);
   ASSERT_GT(label.size.width, 0u);
   EXPECT_EQ(label.pixels.front(), 176u << 24);
   for (const uint32_t pixel : label.pixels) EXPECT_LE(pixel & 0xFF, pixel >> 24);
   EXPECT_TRUE(std::any_of(label.pixels.begin(), label.pixels.end(),
                           [](uint32_t pixel) { return (pixel & 0xFF) > 200; }));
-  const Bitmap large = DrawLabel("Quill\nview", 192);
+  const Bitmap large = DrawLabel("Quill\nview", 192, 1000);
   EXPECT_GT(large.size.width, label.size.width * 3 / 2);
   EXPECT_GT(large.size.height, label.size.height * 3 / 2);
-  EXPECT_GT(DrawLabel("Quill view and more", 96).size.width, label.size.width);
+  EXPECT_GT(DrawLabel("Quill view and more", 96, 1000).size.width, label.size.width);
+}
+
+TEST(LabelTest, TextStaysWithinTheWidthBrokenIntoLinesIfItHasWords) {
+  const Bitmap line = DrawLabel("Quill view and more", 96, 1000);
+  EXPECT_EQ(DrawLabel("Quill view and more", 96, line.size.width).size, line.size);
+  const Bitmap lines = DrawLabel("Quill view and more", 96, line.size.width - 1);
+  EXPECT_LT(lines.size.width, line.size.width);
+  EXPECT_GT(lines.size.height, line.size.height);
+  EXPECT_LE(DrawLabel(std::string(2000, 'W'), 96, 200).size.width, 200u);
+  EXPECT_GT(DrawLabel("Quill", 96, 1).size.width, 0u);
 }
 
 }  // namespace
