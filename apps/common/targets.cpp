@@ -195,7 +195,8 @@ std::vector<WindowInfo> MatchWindows(const std::vector<WindowInfo>& windows,
 Target TargetOf(const WindowInfo& window) {
   Target target;
   target.window = window.handle;
-  target.name = window.title;
+  target.name =
+      window.title.empty() ? Format("window 0x%llx", HandleNumber(window.handle)) : window.title;
   target.description = DescribeWindow(window);
   return target;
 }

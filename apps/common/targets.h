@@ -43,7 +43,7 @@ struct WindowInfo {
 struct Target {
   HWND window = nullptr;
   HMONITOR monitor = nullptr;
-  std::string name;  // a window's title or "monitor 0"
+  std::string name;  // a window's title or "monitor 0"; without a title, "window 0x3004e"
   std::string description;
   std::string notice;  // something the user should know about the choice, or empty
 };

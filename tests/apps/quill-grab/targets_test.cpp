@@ -52,6 +52,11 @@ TEST(MatchWindowsTest, WindowsAreChosenByTitleAndClassIgnoringCase) {
   }
 }
 
+TEST(TargetOfTest, NameIsTheTitleOrElseTheHandle) {
+  EXPECT_EQ(TargetOf(Window(2, "WineMine", "WineMine")).name, "WineMine");
+  EXPECT_EQ(TargetOf(Window(0x3004e, "", "WineMine")).name, "window 0x3004e");
+}
+
 PatternWindow WindowTitled(const wchar_t* title) {
   return PatternWindow(MakePattern(321, 234), {.title = title});
 }
