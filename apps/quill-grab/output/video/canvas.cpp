@@ -6,9 +6,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "quill-grab/output/shrink.h"
-
 #include "common/fit.h"
+#include "quill-grab/output/shrink.h"
 
 namespace quill_apps {
 
