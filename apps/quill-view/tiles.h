@@ -29,6 +29,8 @@ class StripChart {
   static constexpr uint32_t kNotCompared = 0xFF606060;  // a ratio of 1
 
   void Add(float ratio);
+  // 0 at first.
+  float newest() const { return ratios_.empty() ? 0.0f : ratios_.back(); }
 
   // Each bar is as high as its ratio, rounded, and at least a pixel.
   Bitmap Draw(const FrameSize& size) const;

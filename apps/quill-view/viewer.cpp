@@ -118,7 +118,6 @@ void Viewer::TakeTiles(const CapturedFrame& frame) {
   changed_tiles_ =
       static_cast<size_t>(std::count(tiles.pixels.begin(), tiles.pixels.end(), kChangedTile));
   tiles_.Upload(tiles.view());
-  ratio_ = frame.ratio;
   ratios_.Add(frame.ratio);
 }
 
@@ -165,8 +164,8 @@ std::string Viewer::FiguresText() {
   const FrameSize size = picture_.size();
   std::string text = Format("%u x %u\n", size.width, size.height) + figures_.Text(clock_.Now());
   if (options_.tiles) {
-    text += Format("\nupdate ratio %.4f, %zu tiles of %u x %u", ratio_, changed_tiles_, kTileSize,
-                   kTileSize);
+    text += Format("\nupdate ratio %.4f, %zu tiles of %u x %u", ratios_.newest(), changed_tiles_,
+                   kTileSize, kTileSize);
   }
   return text;
 }

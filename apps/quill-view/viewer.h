@@ -86,7 +86,6 @@ class Viewer {
 
   State state_ = State::kRunning;
   size_t changed_tiles_ = 0;
-  float ratio_ = 0.0f;
 };
 
 }  // namespace quill_apps

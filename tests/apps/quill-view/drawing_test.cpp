@@ -98,7 +98,9 @@ uint32_t HeightOf(const Bitmap& chart, uint32_t x, uint32_t colour) {
 
 TEST(StripChartTest, BarsHaveTheHeightOfTheirRatioTheNewestAtTheRight) {
   StripChart chart;
+  EXPECT_EQ(chart.newest(), 0.0f);
   for (const float ratio : {1.0f, 0.25f, 0.0001f, 0.999f, 0.5f}) chart.Add(ratio);
+  EXPECT_EQ(chart.newest(), 0.5f);
   const Bitmap wide = chart.Draw({13, 64});
   const uint32_t heights[] = {16, 1, 64, 32};
   for (uint32_t bar = 0; bar < 4; ++bar) {
