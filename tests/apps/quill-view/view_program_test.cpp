@@ -3,7 +3,10 @@
 
 // quill-view.exe as its users see it: what is on the screen.
 
+#include <windows.h>
+
 #include <gtest/gtest.h>
+#include <tlhelp32.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -54,6 +57,24 @@ Picture ReadScreen(const RECT& area) {
   DeleteDC(memory);
   ReleaseDC(nullptr, screen);
   return picture;
+}
+
+// What the threads of a process have taken. Wine's GetProcessTimes knows the caller's process only.
+int64_t ProcessorMs(DWORD process) {
+  const HANDLE list = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  THREADENTRY32 entry{};
+  entry.dwSize = sizeof entry;
+  int64_t time = 0;
+  for (BOOL more = Thread32First(list, &entry); more; more = Thread32Next(list, &entry)) {
+    if (entry.th32OwnerProcessID != process) continue;
+    const HANDLE thread = OpenThread(THREAD_QUERY_INFORMATION, FALSE, entry.th32ThreadID);
+    FILETIME unused, kernel, user;
+    EXPECT_TRUE(GetThreadTimes(thread, &unused, &unused, &kernel, &user));
+    time += int64_t{kernel.dwLowDateTime} + user.dwLowDateTime;  // less than seven minutes
+    CloseHandle(thread);
+  }
+  CloseHandle(list);
+  return time / 10000;
 }
 
 // A pattern window, "Quill pattern".
@@ -276,29 +297,23 @@ TEST(QuillViewTest, WaitsForTheWindowAndForTheNextOneAfterIt) {
   EXPECT_EQ(view.Close().exit_code, 0u);
 }
 
-TEST(QuillViewTest, MinimisedViewTakesNoProcessorTimeAndThenShowsTheNewestPicture) {
+TEST(QuillViewTest, MinimisedViewDoesNotSpinAndThenShowsTheNewestPicture) {
   Target target(MakePattern(301, 203));
   View view;
   ASSERT_TRUE(view.ShowsSoon(MakePattern(301, 203)));
-  DWORD id = 0;
-  GetWindowThreadProcessId(view.window(), &id);
-  const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, id);
-  const auto processor_ms = [&] {
-    FILETIME unused, kernel, user;
-    EXPECT_TRUE(GetProcessTimes(process, &unused, &unused, &kernel, &user));
-    return (kernel.dwLowDateTime + user.dwLowDateTime) / 10000;
-  };
+  const DWORD id = view.process().id();
   ShowWindow(view.window(), SW_SHOWMINNOACTIVE);
   Sleep(300);
-  const DWORD before = processor_ms();
+  const int64_t before = ProcessorMs(id);
+  const ULONGLONG begin = GetTickCount64();
   for (uint32_t seed = 1; seed <= 20; ++seed) {
     target.Show(MakePattern(301, 203, seed));
     Sleep(40);
   }
-  EXPECT_LT(processor_ms() - before, 200u);
+  const int64_t passed = static_cast<int64_t>(GetTickCount64() - begin);
+  EXPECT_LT(ProcessorMs(id) - before, passed / 3);
   ShowWindow(view.window(), SW_RESTORE);
   EXPECT_TRUE(view.ShowsSoon(MakePattern(301, 203, 20)));
-  CloseHandle(process);
   view.Close();
 }
 
