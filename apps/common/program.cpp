@@ -44,10 +44,15 @@ Library LoadSupportedLibrary() {
   return library;
 }
 
-CaptureSession StartCapture(const Library& library, const Target& target,
-                            const Switches& switches) {
+CaptureSession StartCapture(const Library& library, const Target& target, const Switches& switches,
+                            Console& console) {
   try {
-    return CaptureSession(library, target.window, target.monitor, switches);
+    CaptureSession session(library, target.window, target.monitor, switches);
+    if (session.cursor_was_refused()) {
+      console.PrintLine(
+          "Notice: this Windows cannot switch the cursor on or off, so it may be missing.");
+    }
+    return session;
   } catch (const ToolError& error) {
     throw ToolError(error.code(),
                     std::string(error.what()) +

@@ -45,8 +45,9 @@ class LogRoute {
 // libquill-wgc.dll, on a Windows that can capture. Throws ToolError.
 Library LoadSupportedLibrary();
 
-// Throws ToolError.
-CaptureSession StartCapture(const Library& library, const Target& target, const Switches& switches);
+// Prints a notice if this Windows cannot draw the cursor as asked. Throws ToolError.
+CaptureSession StartCapture(const Library& library, const Target& target, const Switches& switches,
+                            Console& console);
 
 // Whether a program is to capture. If not, this has printed the help, the version or the list of
 // targets. Throws the error of a wrong command line.

@@ -128,11 +128,7 @@ ExitCode Capture(const Options& options, Console& console) {
   const Grabber::Outputs outputs = MakeOutputs(options, folder, encoder, console);
   if (!target.notice.empty()) console.PrintLine("Notice: " + target.notice);
   const LogRoute route(library, console, options.verbose);
-  CaptureSession session = StartCapture(library, target, SwitchesOf(options));
-  if (session.cursor_was_refused()) {
-    console.PrintLine(
-        "Notice: this Windows cannot switch the cursor on or off, so it may be missing.");
-  }
+  CaptureSession session = StartCapture(library, target, SwitchesOf(options), console);
   console.PrintLine("Capturing " + target.description +
                     (options.out ? " into " + *options.out : ""));
   Progress progress(options, target.window, console);

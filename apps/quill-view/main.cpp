@@ -80,13 +80,14 @@ void Place(ViewWindow& window, const Target& target) {
 // Shows the target on a thread of its own, because a thread starts one session in its life, and
 // handles the window's messages meanwhile. Returns the next target, if there is one.
 std::optional<Target> ShowTarget(const Library& library, const Target& target,
-                                 const ViewOptions& options, ViewWindow& window, Figures& figures) {
+                                 const ViewOptions& options, ViewWindow& window, Figures& figures,
+                                 Console& console) {
   const HANDLE ended = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   std::optional<Target> next;
   std::exception_ptr error;
   std::thread thread([&] {
     try {
-      next = Viewer(library, target, options, window, figures).Run();
+      next = Viewer(library, target, options, window, figures, console).Run();
     } catch (...) {
       error = std::current_exception();
     }
@@ -117,7 +118,7 @@ ExitCode View(const ViewOptions& options, Console& console) {
   Figures figures;
   for (;;) {
     console.PrintLine("Viewing " + target.description);
-    std::optional<Target> next = ShowTarget(library, target, options, window, figures);
+    std::optional<Target> next = ShowTarget(library, target, options, window, figures, console);
     if (!next) break;
     target = std::move(*next);
     window.SetTitle(target.name + " - quill-view");

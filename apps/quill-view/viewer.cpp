@@ -36,13 +36,13 @@ void Label::Set(const std::string& text, UINT dpi, uint32_t width) {
 }
 
 Viewer::Viewer(const Library& library, const Target& target, const ViewOptions& options,
-               ViewWindow& window, Figures& figures)
+               ViewWindow& window, Figures& figures, Console& console)
     : target_(target),
       options_(options),
       window_(window),
       figures_(figures),
       start_(clock_.Now()),
-      session_(StartCapture(library, target, SwitchesOf(options))),
+      session_(StartCapture(library, target, SwitchesOf(options), console)),
       device_(library.wgc_get_device(session_.handle())),
       screen_(device_, window.handle()),
       picture_(device_),

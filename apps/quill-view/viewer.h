@@ -10,6 +10,7 @@
 
 #include "common/capture_session.h"
 #include "common/clock.h"
+#include "common/console.h"
 #include "common/library.h"
 #include "common/targets.h"
 #include "common/tile_comparison.h"
@@ -45,7 +46,7 @@ class Viewer {
  public:
   // The references must outlive the object. Throws ToolError.
   Viewer(const Library& library, const Target& target, const ViewOptions& options,
-         ViewWindow& window, Figures& figures);
+         ViewWindow& window, Figures& figures, Console& console);
 
   // Shows frames until the view is closed, or until the target is closed and the next one is there.
   // Returns the latter. Throws ToolError.

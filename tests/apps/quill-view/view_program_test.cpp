@@ -22,6 +22,7 @@
 #include "support/desktop.h"
 #include "support/own_thread.h"
 #include "support/pattern_window.h"
+#include "support/platform_setting.h"
 #include "support/process.h"
 #include "support/reference_diff.h"
 #include "support/shown_picture.h"
@@ -478,6 +479,16 @@ TEST(QuillViewTest, EndsByItselfAfterTheGivenTime) {
       Process("quill-view.exe", L"--title \"Quill pattern\" --seconds 0.5").Wait();
   EXPECT_EQ(result.exit_code, 0u);
   EXPECT_NE(result.out.find("Shown: "), std::string::npos) << result.out;
+}
+
+TEST(QuillViewTest, PlatformWithoutACursorSwitchIsNoticed) {
+  if (!IsWine()) GTEST_SKIP() << kNeedsStandin;
+  const PlatformSetting setting(L"WithoutCursorProperty", 1);
+  const Target target(MakePattern(100, 80));
+  const ProcessResult result =
+      Process("quill-view.exe", L"--title \"Quill pattern\" --cursor --seconds 0.5").Wait();
+  EXPECT_EQ(result.exit_code, 0u);
+  EXPECT_NE(result.out.find("Notice: this Windows cannot switch"), std::string::npos) << result.out;
 }
 
 TEST(QuillViewTest, WrongCommandLineAndMissingTargetAreOneLineOnStandardError) {
