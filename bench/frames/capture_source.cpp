@@ -59,11 +59,11 @@ class Item : public standin::RuntimeObject<IGraphicsCaptureItem> {
   HRESULT STDMETHODCALLTYPE remove_Closed(EventRegistrationToken) override { return S_OK; }
 };
 
-class Session
+class CaptureSession
     : public standin::RuntimeObject<IGraphicsCaptureSession, IGraphicsCaptureSession2,
                                     IGraphicsCaptureSession3, ABI::Windows::Foundation::IClosable> {
  public:
-  Session() : RuntimeObject(L"Windows.Graphics.Capture.GraphicsCaptureSession") {}
+  CaptureSession() : RuntimeObject(L"Windows.Graphics.Capture.GraphicsCaptureSession") {}
 
   HRESULT STDMETHODCALLTYPE StartCapture() override { return S_OK; }
   HRESULT STDMETHODCALLTYPE get_IsCursorCaptureEnabled(boolean* value) override {
@@ -195,7 +195,7 @@ HRESULT FramePool::remove_FrameArrived(EventRegistrationToken) {
 }
 
 HRESULT FramePool::CreateCaptureSession(IGraphicsCaptureItem*, IGraphicsCaptureSession** result) {
-  *result = standin::Make<Session>().Detach();
+  *result = standin::Make<CaptureSession>().Detach();
   return S_OK;
 }
 
