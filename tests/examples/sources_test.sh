@@ -22,18 +22,21 @@ clang --target=x86_64-w64-mingw32 -std=c11 -fsyntax-only -Wall -Wextra -Wpedanti
 /usr/bin/python3 -m mypy --strict --platform win32 --python-version 3.8 --cache-dir /dev/null \
   --no-error-summary examples/quill_wgc.py
 
-# With no condition the file compiles; with each of these it has this error.
-metadata=$(mktemp -d)
-trap 'rm -r "$metadata"' EXIT
-rustc() { /usr/bin/rustc --edition 2021 --crate-type rlib --emit metadata --out-dir "$metadata" "$@"; }
-rustc examples/rust/quill_wgc.rs
-misuse=(--extern "quill_wgc=$metadata/libquill_wgc.rmeta" tests/examples/rust/refused.rs)
-rustc "${misuse[@]}"
-for refused in poll_again:E0499 end_session:E0505 other_thread:E0277; do
-  errors=$(rustc --cfg "${refused%:*}" "${misuse[@]}" 2>&1) || true
-  [[ $errors == *"${refused#*:}"* ]] ||
-    { echo "the compiler does not refuse ${refused%:*}: $errors" >&2; exit 1; }
-done
+# scripts/setup installs the compiler where it can build for Windows: on Debian 12.
+if [ -x /usr/bin/rustc ]; then
+  # With no condition the file compiles; with each of these it has this error.
+  metadata=$(mktemp -d)
+  trap 'rm -r "$metadata"' EXIT
+  rustc() { /usr/bin/rustc --edition 2021 --crate-type rlib --emit metadata --out-dir "$metadata" "$@"; }
+  rustc examples/rust/quill_wgc.rs
+  misuse=(--extern "quill_wgc=$metadata/libquill_wgc.rmeta" tests/examples/rust/refused.rs)
+  rustc "${misuse[@]}"
+  for refused in poll_again:E0499 end_session:E0505 other_thread:E0277; do
+    errors=$(rustc --cfg "${refused%:*}" "${misuse[@]}" 2>&1) || true
+    [[ $errors == *"${refused#*:}"* ]] ||
+      { echo "the compiler does not refuse ${refused%:*}: $errors" >&2; exit 1; }
+  done
+fi
 
 /usr/bin/rustfmt --edition 2021 --check examples/rust/*.rs tests/examples/rust/*.rs
 unformatted=$(/usr/bin/gofmt -l examples/go tests/examples/go)
