@@ -1,5 +1,5 @@
 # quill_unity(TARGET): compiles the target's sources of one folder as one source, which takes less than half
-# of the time. So names of one folder must not clash, as in scripts/check, which reads apps/ and wine/ so.
+# of the time. So names of one folder must not clash. scripts/check reads apps/ and wine/ in the same way.
 function(quill_unity target)
   get_target_property(sources ${target} SOURCES)
   list(FILTER sources INCLUDE REGEX "\\.cpp$")

@@ -71,7 +71,7 @@ Screen::Screen(ID3D11Device* device, HWND window)
   // Alt+Enter would change the mode of the display.
   ComPtr<IDXGIFactory> factory;
   kCheck(swap_chain_->GetParent(IID_PPV_ARGS(&factory)), "GetParent");
-  factory->MakeWindowAssociation(window, DXGI_MWA_NO_ALT_ENTER);
+  kCheck(factory->MakeWindowAssociation(window, DXGI_MWA_NO_ALT_ENTER), "MakeWindowAssociation");
   MakePipeline(device);
 }
 
