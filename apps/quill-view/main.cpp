@@ -15,6 +15,7 @@
 
 #include "common/clock.h"
 #include "common/console.h"
+#include "common/error.h"
 #include "common/program.h"
 #include "common/targets.h"
 #include "quill-view/figures.h"
@@ -77,8 +78,27 @@ void Place(ViewWindow& window, const Target& target) {
   if (target.window != nullptr) window.MoveBeside(place);
 }
 
+// Returns the next target, if there is one. Throws ToolError.
+std::optional<Target> RunViewer(const Library& library, const Target& target,
+                                const ViewOptions& options, ViewWindow& window, Figures& figures,
+                                Console& console) {
+  try {
+    return Viewer(library, target, options, window, figures, console).Run();
+  } catch (const ToolError&) {
+    // With --wait, a window may also close before its capture has started.
+    if (!options.wait || IsWindow(target.window)) throw;
+  }
+  window.SetTitle(target.name + " was closed - quill-view");
+  std::optional<Target> next;
+  while (!next && !window.is_closing()) {
+    WaitForSingleObject(window.changed(), 250);
+    next = FindNext(options, window);
+  }
+  return next;
+}
+
 // Shows the target on a thread of its own, because a thread starts one session in its life, and
-// handles the window's messages meanwhile. Returns the next target, if there is one.
+// handles the window's messages meanwhile. Returns and throws as RunViewer does.
 std::optional<Target> ShowTarget(const Library& library, const Target& target,
                                  const ViewOptions& options, ViewWindow& window, Figures& figures,
                                  Console& console) {
@@ -87,7 +107,7 @@ std::optional<Target> ShowTarget(const Library& library, const Target& target,
   std::exception_ptr error;
   std::thread thread([&] {
     try {
-      next = Viewer(library, target, options, window, figures, console).Run();
+      next = RunViewer(library, target, options, window, figures, console);
     } catch (...) {
       error = std::current_exception();
     }

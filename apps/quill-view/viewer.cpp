@@ -61,7 +61,9 @@ std::optional<Target> Viewer::Run() {
     if (begin >= next_check) {
       next_check = begin + kCheckSeconds;
       CheckTarget();
-      if (std::optional<Target> next = FindNext()) return next;
+      if (state_ == State::kClosed && options_.wait) {
+        if (std::optional<Target> next = FindNext(options_, window_)) return next;
+      }
       must_draw = must_draw || window_.shows_figures();
     }
     const std::string message = Message();
@@ -135,17 +137,6 @@ void Viewer::CheckTarget() {
   }
 }
 
-std::optional<Target> Viewer::FindNext() const {
-  if (state_ != State::kClosed || !options_.wait) return std::nullopt;
-  // The view's own title contains the target's.
-  std::vector<WindowInfo> windows = ListWindows();
-  std::erase_if(windows,
-                [&](const WindowInfo& window) { return window.handle == window_.handle(); });
-  const std::vector<WindowInfo> matches = MatchWindows(windows, options_);
-  if (matches.empty()) return std::nullopt;
-  return TargetOf(matches.front());
-}
-
 std::string Viewer::Message() {
   switch (state_) {
     case State::kClosed:
@@ -203,6 +194,14 @@ void Viewer::DrawTilesAndChart(const Layout& layout) {
   if (layout.chart_size == FrameSize{}) return;
   chart_.Upload(ratios_.Draw(layout.chart_size).view());
   screen_.Draw(chart_, layout.chart);
+}
+
+std::optional<Target> FindNext(const ViewOptions& options, const ViewWindow& view) {
+  std::vector<WindowInfo> windows = ListWindows();
+  std::erase_if(windows, [&](const WindowInfo& window) { return window.handle == view.handle(); });
+  const std::vector<WindowInfo> matches = MatchWindows(windows, options);
+  if (matches.empty()) return std::nullopt;
+  return TargetOf(matches.front());
 }
 
 }  // namespace quill_apps

@@ -60,7 +60,6 @@ class Viewer {
   bool TakeFrame();
   void TakeTiles(const CapturedFrame& frame);
   void CheckTarget();
-  std::optional<Target> FindNext() const;
   std::string Message();
   std::string FiguresText();
   // client: not empty.
@@ -88,5 +87,8 @@ class Viewer {
   State state_ = State::kRunning;
   size_t changed_tiles_ = 0;
 };
+
+// The first window that matches the options, but not the view, whose title contains the target's.
+std::optional<Target> FindNext(const ViewOptions& options, const ViewWindow& view);
 
 }  // namespace quill_apps

@@ -298,6 +298,17 @@ TEST(QuillViewTest, WaitsForTheWindowAndForTheNextOneAfterIt) {
   EXPECT_EQ(view.Close().exit_code, 0u);
 }
 
+TEST(QuillViewTest, WaitsForTheNextWindowWhenOneClosesBeforeItsCaptureStarts) {
+  const Picture second = MakePattern(180, 160, 1);
+  std::optional<Target> target(MakePattern(200, 150));
+  View view(L"--title \"Quill pattern\" --wait");
+  target.reset();
+  EXPECT_TRUE(view.HasTitleSoon(L"Quill pattern was closed - quill-view"));
+  target.emplace(second);
+  EXPECT_TRUE(view.ShowsSoon(second));
+  EXPECT_EQ(view.Close().exit_code, 0u);
+}
+
 TEST(QuillViewTest, MinimisedViewDoesNotSpinAndThenShowsTheNewestPicture) {
   Target target(MakePattern(301, 203));
   View view;
