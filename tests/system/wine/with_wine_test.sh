@@ -16,7 +16,14 @@ touch "$folder/prefix/system.reg"
 stub Xvfb <<<'echo 99 >&3; exec sleep 60'
 # The server answers -k0 as long as the file is there.
 stub wineserver <<<'[ "$1" != -k0 ] || [ -e "$WINEPREFIX/server" ]'
-stub wine <<<'[ "$1" = --version ] && exec cat "$WINE_VERSION"; touch "$WINEPREFIX/server"; eval "$1"'
+# with-wine starts programs of Wine in the background.
+stub wine <<'END'
+case $1 in
+  --version) cat "$WINE_VERSION" ;;
+  *.exe) ;;
+  *) touch "$WINEPREFIX/server"; eval "$1" ;;
+esac
+END
 stub wineboot <<<'[ -z "${WINEBOOT_FAILS:-}" ] && touch "$WINEPREFIX/system.reg"'
 export WINE_VERSION=$folder/version
 echo wine-8.0 >"$WINE_VERSION"
