@@ -170,8 +170,10 @@ class Languages : public testing::Test {
     return runs;
   }
 
+  using OwnMessage = const char* Host::*;
+
   // Expects a message of each run; in a message of one host only, FOLDER stands for that host's.
-  void ExpectFailure(const Runs& runs, const char* Host::*own_message, const std::string& message) {
+  void ExpectFailure(const Runs& runs, OwnMessage own_message, const std::string& message) {
     for (size_t i = 0; i < kHosts.size(); ++i) {
       SCOPED_TRACE(kHosts[i].language);
       std::string expected = own_message != nullptr ? kHosts[i].*own_message : "REASON";

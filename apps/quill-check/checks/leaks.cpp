@@ -50,12 +50,14 @@ Held Measure() {
           static_cast<double>(memory.PagefileUsage) / 1024};
 }
 
+using Figure = double Held::*;
+
 // What a session may leave behind on average before it is a warning or a failure. First guesses: no
 // machine with Windows has been measured yet. Under Wine, which counts no handles and no objects,
 // nine sessions grew the heap by 193 KiB each; a frame of the window has 900 KiB.
 struct Limit {
   const char* name;
-  double Held::*held;
+  Figure held;
   double warn;
   double fail;
 };
@@ -69,7 +71,7 @@ constexpr Limit kLimits[] = {
 
 // What a session leaves behind on average: the smaller of the averages of both halves. A leak grows
 // in both; a heap that takes 14 MiB at once, as has been seen, grows in one.
-double EachKeeps(const std::vector<Held>& held, double Held::*figure) {
+double EachKeeps(const std::vector<Held>& held, Figure figure) {
   const size_t sessions = held.size() - 1;
   const size_t half = sessions / 2;
   const double first = held[half].*figure - held.front().*figure;

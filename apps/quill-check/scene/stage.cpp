@@ -20,7 +20,7 @@ constexpr UINT kDoTask = WM_APP + 1;  // lparam: a Task*
 struct Task {
   const std::function<void()>& function;
   bool is_done = false;
-  std::exception_ptr error{};
+  std::exception_ptr error = nullptr;
 };
 
 const wchar_t* TitleOf(WindowKind kind) {

@@ -10,9 +10,11 @@
 
 namespace {
 
+using Stream = HANDLE STARTUPINFOA::*;
+
 // Null if the program does not start. handle is the one that the program inherits besides standard
 // error.
-HANDLE Start(char* command, HANDLE handle, HANDLE STARTUPINFOA::*stream) {
+HANDLE Start(char* command, HANDLE handle, Stream stream) {
   STARTUPINFOA startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;

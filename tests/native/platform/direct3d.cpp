@@ -368,8 +368,8 @@ class Device final : public Implements<ID3D11Device, IDXGIDevice> {
   HRESULT STDMETHODCALLTYPE CreateTexture2D(const D3D11_TEXTURE2D_DESC* desc,
                                             const D3D11_SUBRESOURCE_DATA* data,
                                             ID3D11Texture2D** texture) override {
-    Call call(
-        Name(), "CreateTexture2D", [=] { return Text(*desc); }, data ? "data" : "null");
+    const auto description = [=] { return Text(*desc); };
+    Call call(Name(), "CreateTexture2D", description, data ? "data" : "null");
     if (call.Fails(texture)) return call.Result();
     if (!IsValid(*desc)) return E_INVALIDARG;
     auto* const made = MakeTexture(this, *desc);
