@@ -144,14 +144,15 @@ def stamp_of(kind, source):
     return f"{FOLDER}/{kind}/{source}"
 
 
-def tidy(preset, extra, groups, checks):
+def tidy(preset, extra, groups, without=()):
     """Yields the readings of clang-tidy. groups: lists of sources by name. clang-tidy spends most of its
-    time on the system's headers, so it reads a group as one source that includes the others. checks: in
-    addition to .clang-tidy's."""
+    time on the system's headers, so it reads a group as one source that includes the others. without:
+    checks of .clang-tidy that are left out."""
     entries = configure(preset)
     database = []
     folder = FOLDER / preset
     arguments = " ".join(f"--extra-arg={argument}" for argument in extra)
+    off = "".join(f",-{check}" for check in ("bugprone-suspicious-include", *without))
     for name, sources in groups.items():
         paths = [str(ROOT / source) for source in sources]
         for path in paths:
@@ -166,7 +167,7 @@ def tidy(preset, extra, groups, checks):
         key = digest("".join(entries[path]["command"] for path in paths))
         yield (together, "tidy", f": {key}; clang-tidy -p {folder} --quiet "
                                  f"--config-file=.clang-tidy "
-                                 f"--checks=-bugprone-suspicious-include,{checks} "
+                                 f"--checks=clang-diagnostic-*{off} "
                                  f"{arguments} --extra-arg=-Wp,-MD,DEPFILE {together}",
                ".clang-tidy")
     write(folder / "compile_commands.json", json.dumps(database))
@@ -195,8 +196,7 @@ def readings(files):
     """Yields (source, kind, command, further dependency) of everything that clang reads."""
     sources = [name for name in files if name.endswith(".cpp") and not name.startswith(LEFT_OUT)]
     library = windows_library()
-    yield from tidy("native", [], {"src": [name for name in sources if name.startswith("src/")]},
-                    "clang-diagnostic-*")
+    yield from tidy("native", [], {"src": [name for name in sources if name.startswith("src/")]})
     # Each folder of apps/, and those below it, and each of wine/ are read as one; elsewhere files of one
     # folder define the same names.
     groups = {}
@@ -208,7 +208,7 @@ def readings(files):
             elif name.startswith("wine/"):
                 group = os.path.dirname(name)
             groups.setdefault(group.replace("/", "_"), []).append(name)
-    yield from tidy("mingw", [*library, *VISUAL_STUDIO], groups, f"clang-diagnostic-*,-{SLOW}")
+    yield from tidy("mingw", [*library, *VISUAL_STUDIO], groups, without=(SLOW,))
 
     windows = ["--target=x86_64-w64-mingw32", *library, *VISUAL_STUDIO,
                "-isystembuild/mingw/apps/cli11", "-isystembuild/mingw/apps/json",

@@ -48,8 +48,10 @@ def main():
     repeated = tests_to_repeat(failed_tests(RESULTS))
     if not repeated:
         return status
-    print(f"scripts/wine_tests.py: Wine itself ended a program in {', '.join(repeated)}: once more", flush=True)
-    return run_ctest("-R", f"^({'|'.join(map(re.escape, repeated))})$")
+    print(f"scripts/wine_tests.py: Wine itself ended a program in {', '.join(repeated)}: once more",
+          flush=True)
+    # This includes tests that could not be started, which then fail once more.
+    return run_ctest("--rerun-failed")
 
 
 if __name__ == "__main__":
